@@ -1,0 +1,98 @@
+# The main job, shown: a card is made and inserted, and OpenSSL verifies what its keys did.
+# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+
+rsa_key=0201 # object IDs: kind 2 (key), then the CKA_ID that make-card gives
+ec_key=0202
+
+# tokenhost on the demo's card.
+demo_host() {
+  SOFTHSM2_CONF=$demo/card/softhsm2.conf "$demo/tokenhost" --bundle "$demo/KelvrinToken.appex" "$@"
+}
+
+# tokenhost with the card's PIN; what it says on standard error is shown when it fails.
+demo_pin() {
+  demo_host --pin-file "$demo/card/card/pin" "$@" 2>"$demo/error" || {
+    cat "$demo/error" >&2
+    fail "tokenhost $* failed"
+  }
+}
+
+make_demo_card() {
+  say "making a card: token label \"4711 0815\", an RSA-2048 key and a P-256 key, two certificates"
+  rm -rf "$demo"
+  mkdir -p "$demo"
+  quietly make-card tests/card/make-card "$demo/card" --label "4711 0815"
+  cp -R build/release/KelvrinToken.appex "$demo/"
+  ln -s "$root/build/release/bin/tokenhost" "$demo/tokenhost"
+  echo "A message that only the card's owner can have signed." >"$demo/message"
+}
+
+# Signs the message and has OpenSSL verify it: demo_sign KEY ALGORITHM PUBLIC-KEY [OPTION...]
+demo_sign() {
+  local key=$1 algorithm=$2 public=$3
+  shift 3
+  say "signing with $algorithm"
+  demo_pin sign --key "$key" --algorithm "$algorithm" --in "$demo/message" --out "$demo/signature"
+  openssl dgst -sha256 -verify "$demo/card/card/$public" -signature "$demo/signature" "$@" \
+    "$demo/message" >"$demo/verdict" || fail "OpenSSL does not accept the signature"
+  echo "   OpenSSL: $(cat "$demo/verdict")"
+}
+
+# Has OpenSSL encrypt the message and the card decrypt it: demo_decrypt ALGORITHM [OPTION...]
+demo_decrypt() {
+  local algorithm=$1
+  shift
+  say "decrypting with $algorithm what OpenSSL encrypted"
+  openssl pkeyutl -encrypt -pubin -inkey "$demo/card/card/rsa.pub.pem" -in "$demo/message" \
+    -out "$demo/ciphertext" "$@"
+  demo_pin decrypt --key "$rsa_key" --algorithm "$algorithm" --in "$demo/ciphertext" \
+    --out "$demo/plaintext"
+  cmp "$demo/message" "$demo/plaintext" || fail "the plaintext differs from the message"
+  echo "   the plaintext is the message"
+}
+
+# Runs tokenhost, which is to be refused for a reason: demo_refused PATTERN ARGUMENT...
+demo_refused() {
+  local pattern=$1 status=0
+  shift
+  demo_host "$@" >/dev/null 2>"$demo/error" || status=$?
+  if [ "$status" -ne 1 ] || ! grep -qE "$pattern" "$demo/error"; then
+    cat "$demo/error" >&2
+    fail "expected a refusal that says '$pattern', got exit $status"
+  fi
+  sed 's/^/   /' "$demo/error"
+}
+
+dev_demo() {
+  [ $# -eq 0 ] || fail "usage: ./dev demo"
+  dev_setup
+  build_preset release tokenhost bundle
+  make_demo_card
+  say "inserting the card; its keychain items:"
+  demo_host list || fail "the card's items cannot be listed"
+
+  demo_sign "$rsa_key" RSASignatureMessagePKCS1v15SHA256 rsa.pub.pem
+  demo_sign "$rsa_key" RSASignatureMessagePSSSHA256 rsa.pub.pem \
+    -sigopt rsa_padding_mode:pss -sigopt rsa_pss_saltlen:digest -sigopt rsa_mgf1_md:sha256
+  demo_sign "$ec_key" ECDSASignatureMessageX962SHA256 ec.pub.pem
+  demo_decrypt RSAEncryptionPKCS1
+  demo_decrypt RSAEncryptionOAEPSHA256 -pkeyopt rsa_padding_mode:oaep -pkeyopt rsa_oaep_md:sha256
+
+  say "a wrong PIN is refused:"
+  echo 000000 >"$demo/wrong-pin"
+  demo_refused 'PIN' --pin-file "$demo/wrong-pin" sign --key "$rsa_key" \
+    --algorithm RSASignatureMessagePKCS1v15SHA256 --in "$demo/message"
+  say "key exchange is refused by the support check:"
+  demo_refused 'not supported' exchange --key "$ec_key" \
+    --algorithm ECDHKeyExchangeStandardX963SHA1 --in "$demo/message"
+
+  rm -f "$demo/error" "$demo/verdict"
+  say "try it: ./dev token list, ./dev token supports $rsa_key (the card's PIN is $(cat "$demo/card/card/pin"))"
+  echo "demo: OpenSSL verified an RSA PKCS#1, an RSA PSS and an ECDSA signature and the card" \
+    "decrypted PKCS#1 and OAEP; wrong PIN and key exchange were refused."
+}
+
+dev_token() {
+  [ -e "$demo/tokenhost" ] || fail "there is no demo card yet: run ./dev demo first"
+  demo_host "$@"
+}

@@ -1,0 +1,33 @@
+# Installs what the build and the tests need.
+# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+
+packages=(
+  clang-19 clang-format-19 clang-tidy-19 clang-tools-19 libclang-rt-19-dev lld-19 llvm-19
+  cmake ninja-build pkg-config shellcheck
+  g++ libobjc-12-dev libgnustep-base-dev
+  libbsd-dev libp11-kit-dev libssl-dev
+  libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev
+  gnutls-bin opensc openssl softhsm2
+)
+
+dev_setup() {
+  if [ "$(uname -s)" = Darwin ]; then
+    fail "this command needs Debian 12; on macOS install Xcode's command line tools and p11-kit"
+  fi
+  command -v apt-get >/dev/null || fail "no apt-get here; these packages are needed: ${packages[*]}"
+  local missing=() package
+  for package in "${packages[@]}"; do
+    [ "$(dpkg-query -W -f '${db:Status-Abbrev}' "$package" 2>/dev/null)" = "ii " ] ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  say "installing ${missing[*]}"
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || fail "run as root, or install sudo, to install: ${missing[*]}"
+    as_root=(sudo)
+  fi
+  quietly apt-update "${as_root[@]}" apt-get update
+  quietly apt-install "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y --no-install-recommends "${missing[@]}"
+}
