@@ -1,0 +1,90 @@
+#include <string.h>
+
+#include "p11/diagnostics.h"
+
+namespace {
+
+struct MechanismName {
+  CK_MECHANISM_TYPE mechanism;
+  const char* name;
+};
+
+#define MECHANISM(name) {name, #name}
+
+constexpr MechanismName kMechanismNames[] = {
+    MECHANISM(CKM_RSA_PKCS_KEY_PAIR_GEN),
+    MECHANISM(CKM_RSA_PKCS),
+    MECHANISM(CKM_RSA_9796),
+    MECHANISM(CKM_RSA_X_509),
+    MECHANISM(CKM_MD2_RSA_PKCS),
+    MECHANISM(CKM_MD5_RSA_PKCS),
+    MECHANISM(CKM_SHA1_RSA_PKCS),
+    MECHANISM(CKM_RIPEMD128_RSA_PKCS),
+    MECHANISM(CKM_RIPEMD160_RSA_PKCS),
+    MECHANISM(CKM_RSA_PKCS_OAEP),
+    MECHANISM(CKM_RSA_X9_31_KEY_PAIR_GEN),
+    MECHANISM(CKM_RSA_X9_31),
+    MECHANISM(CKM_SHA1_RSA_X9_31),
+    MECHANISM(CKM_RSA_PKCS_PSS),
+    MECHANISM(CKM_SHA1_RSA_PKCS_PSS),
+    MECHANISM(CKM_DSA_KEY_PAIR_GEN),
+    MECHANISM(CKM_DSA),
+    MECHANISM(CKM_DSA_SHA1),
+    MECHANISM(CKM_DH_PKCS_KEY_PAIR_GEN),
+    MECHANISM(CKM_DH_PKCS_DERIVE),
+    MECHANISM(CKM_X9_42_DH_KEY_PAIR_GEN),
+    MECHANISM(CKM_X9_42_DH_DERIVE),
+    MECHANISM(CKM_X9_42_DH_HYBRID_DERIVE),
+    MECHANISM(CKM_X9_42_MQV_DERIVE),
+    MECHANISM(CKM_SHA256_RSA_PKCS),
+    MECHANISM(CKM_SHA384_RSA_PKCS),
+    MECHANISM(CKM_SHA512_RSA_PKCS),
+    MECHANISM(CKM_SHA256_RSA_PKCS_PSS),
+    MECHANISM(CKM_SHA384_RSA_PKCS_PSS),
+    MECHANISM(CKM_SHA512_RSA_PKCS_PSS),
+    MECHANISM(CKM_RC2_KEY_GEN),
+    MECHANISM(CKM_RC2_ECB),
+    MECHANISM(CKM_RC2_CBC),
+    MECHANISM(CKM_RC2_MAC),
+    MECHANISM(CKM_RC2_MAC_GENERAL),
+    MECHANISM(CKM_RC2_CBC_PAD),
+    MECHANISM(CKM_RC4_KEY_GEN),
+    MECHANISM(CKM_RC4),
+    MECHANISM(CKM_DES_KEY_GEN),
+    MECHANISM(CKM_DES_ECB),
+    MECHANISM(CKM_DES_CBC),
+    MECHANISM(CKM_DES_MAC),
+    MECHANISM(CKM_DES_MAC_GENERAL),
+    MECHANISM(CKM_DES_CBC_PAD),
+    MECHANISM(CKM_DES2_KEY_GEN),
+    MECHANISM(CKM_DES3_KEY_GEN),
+    MECHANISM(CKM_DES3_ECB),
+    MECHANISM(CKM_DES3_CBC),
+    MECHANISM(CKM_DES3_MAC),
+    MECHANISM(CKM_SHA_1),
+    MECHANISM(CKM_RIPEMD160),
+    MECHANISM(CKM_SHA256),
+    MECHANISM(CKM_SHA384),
+    MECHANISM(CKM_SHA512),
+    MECHANISM(CKM_ECDSA),
+    MECHANISM(CKM_ECDSA_SHA1),
+    MECHANISM(CKM_ECDH1_DERIVE),
+};
+
+#undef MECHANISM
+
+// Returns the standard's name of a mechanism.
+const char* Name(CK_MECHANISM_TYPE mechanism) {
+  for (const MechanismName& entry : kMechanismNames) {
+    if (entry.mechanism == mechanism) return entry.name;
+  }
+  return "Unknown";
+}
+
+}  // namespace
+
+// Copies the standard's name of a mechanism into a buffer.
+size_t mech_to_str(CK_MECHANISM_TYPE mechanism, char* name) {
+  // The size is a constant whatever the buffer: no name comes near either, and callers rely on it.
+  return strlcpy(name, Name(mechanism), kMechanismNameLimit);
+}

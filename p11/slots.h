@@ -1,0 +1,9 @@
+// The slot list with the number of entries it really has, for the walk inside init.
+#pragma once
+
+#include <p11-kit/pkcs11.h>
+
+// list_slots, which see, that also tells how many entries the array has.
+//   allocated  out: entries of the array.
+CK_SLOT_ID* list_allocated_slots(CK_FUNCTION_LIST_PTR p11, CK_BBOOL token_present, CK_ULONG* count,
+                                 CK_ULONG* allocated);
