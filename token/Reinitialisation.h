@@ -1,0 +1,13 @@
+// Brings the module up again for a token whose set-up did not complete or whose module another
+// token's teardown has finalised.
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+@class Token;
+
+// Runs the bring-up with the token's own module handle, function list, slot and session as they
+// stand. On success the token takes the new four and `initialized` becomes 1; on failure the module
+// is finalised and unloaded, and the token keeps what it had.
+// Returns whether the token is initialised now.
+BOOL Reinitialise(Token *token);

@@ -1,0 +1,44 @@
+#import "token/Reinitialisation.h"
+
+#include <os/log.h>
+
+#include "p11/bringup.h"
+#include "p11/loader.h"
+#import "token/BundleResources.h"
+#import "token/Token.h"
+
+BOOL Reinitialise(Token *token) {
+  os_log(OS_LOG_DEFAULT, "Token ist NICHT initialisiert, Initialisierung starten...");
+  void *module = [token module];
+  CK_FUNCTION_LIST *p11 = [token p11];
+  CK_SLOT_ID slotID = [token slotID];
+  CK_SESSION_HANDLE session = [token session];
+  // Another module than the one that the set-up loads, deliberately. It counts only for a token
+  // that holds none.
+  NSString *path = ModulePath(@"libpkcs11qarn_Vumo_PCSC");
+  NSDictionary *configuration = Configuration();
+  const CK_RV rv =
+      init([path UTF8String], &module, &p11, &slotID, &session, ReaderName(configuration));
+  // init turns "already initialised" into success itself; the second test is a safeguard.
+  if (rv == CKR_OK || rv == CKR_CRYPTOKI_ALREADY_INITIALIZED) {
+    [token setModule:module];
+    [token setP11:p11];
+    [token setSlotID:slotID];
+    [token setSession:session];
+    initialized = 1;
+    return YES;
+  }
+
+  os_log_error(OS_LOG_DEFAULT, "Fehler beim Initialisieren.");
+  if (p11 != nullptr) {
+    p11->C_Finalize(nullptr);
+    os_log(OS_LOG_DEFAULT, "(end) C_Finalize aufgerufen.");
+  }
+  if (module != nullptr) {
+    // The token's handle and not the one that init returned, deliberately: a module loaded just now
+    // stays loaded. The token's properties stay too, though a handle of its own is gone now.
+    C_UnloadModule([token module]);
+    os_log(OS_LOG_DEFAULT, "(end) C_UnloadModule aufgerufen.");
+  }
+  return NO;
+}

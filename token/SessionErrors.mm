@@ -1,0 +1,7 @@
+#import "token/SessionErrors.h"
+
+NSError *SessionError(TKErrorCode code, NSString *description) {
+  return [NSError errorWithDomain:TKErrorDomain
+                             code:code
+                         userInfo:@{NSLocalizedDescriptionKey : description}];
+}
