@@ -2,7 +2,6 @@
 #include "p11/operations.h"
 
 #include <cstring>
-#include <optional>
 
 #include "tests/scripted/p11_fixture.h"
 
@@ -28,18 +27,17 @@ class OperationsTest : public scripted::P11Test {
     return decrypt(p11_, kSession, kKey, mechanism, data_.data(), data_.size(), out_.data(),
                    &out_length_);
   }
-  // The PSS parameters that C_SignInit was given, or nothing.
-  std::optional<CK_RSA_PKCS_PSS_PARAMS> PssParameters() {
+  // Copies the PSS parameters that C_SignInit was given; false when there were none.
+  bool TakePssParameters(CK_RSA_PKCS_PSS_PARAMS* parameters) {
     const scripted::Argument mechanism = module_.At(Function::C_SignInit).arguments[1];
     if (mechanism.parameter_address == nullptr) {
       EXPECT_EQ(mechanism.parameter_length, 0u);
-      return std::nullopt;
+      return false;
     }
-    CK_RSA_PKCS_PSS_PARAMS parameters = {};
     EXPECT_EQ(mechanism.parameter_length, 24u);
-    EXPECT_EQ(mechanism.bytes.size(), sizeof parameters);
-    memcpy(&parameters, mechanism.bytes.data(), sizeof parameters);
-    return parameters;
+    EXPECT_EQ(mechanism.bytes.size(), sizeof *parameters);
+    memcpy(parameters, mechanism.bytes.data(), sizeof *parameters);
+    return true;
   }
 
   Bytes data_ = {0x61, 0x62, 0x63};
@@ -101,6 +99,9 @@ TEST_F(OperationsTest, SignKeepsALyingLengthWithinTheRoom) {
   EXPECT_EQ(Sign(CKM_RSA_PKCS), CKR_OK);
   EXPECT_EQ(out_length_, 1024u);
   out_length_ = 16;
+  card_.signature = {Bytes(16, 5), 17};
+  EXPECT_EQ(Sign(CKM_RSA_PKCS), CKR_OK);
+  EXPECT_EQ(out_length_, 16u);
   card_.signature = {Bytes(16, 5), ~CK_ULONG{0}};
   EXPECT_EQ(Sign(CKM_RSA_PKCS), CKR_OK);
   EXPECT_EQ(out_length_, 16u);
@@ -124,11 +125,11 @@ class PssTest : public OperationsTest, public testing::WithParamInterface<PssRow
 TEST_P(PssTest, HashAndSignMechanismsGetTheirParameters) {
   EXPECT_EQ(Sign(GetParam().mechanism), CKR_OK);
   EXPECT_EQ(module_.At(Function::C_SignInit).arguments[1].number, GetParam().mechanism);
-  const auto parameters = PssParameters();
-  ASSERT_TRUE(parameters.has_value());
-  EXPECT_EQ(parameters->hashAlg, GetParam().hash);
-  EXPECT_EQ(parameters->mgf, GetParam().mgf);
-  EXPECT_EQ(parameters->sLen, GetParam().salt);
+  CK_RSA_PKCS_PSS_PARAMS parameters = {};
+  ASSERT_TRUE(TakePssParameters(&parameters));
+  EXPECT_EQ(parameters.hashAlg, GetParam().hash);
+  EXPECT_EQ(parameters.mgf, GetParam().mgf);
+  EXPECT_EQ(parameters.sLen, GetParam().salt);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, PssTest,
@@ -141,7 +142,8 @@ TEST_F(OperationsTest, PlainPssAndAllOtherMechanismsGetNoParameter) {
     module_.ForgetCalls();
     out_length_ = 1024;
     EXPECT_EQ(Sign(mechanism), CKR_OK);
-    EXPECT_FALSE(PssParameters().has_value()) << mechanism;
+    CK_RSA_PKCS_PSS_PARAMS parameters = {};
+    EXPECT_FALSE(TakePssParameters(&parameters)) << mechanism;
     EXPECT_EQ(module_.At(Function::C_SignInit).arguments[1].number, mechanism);
   }
 }
@@ -190,6 +192,10 @@ TEST_F(OperationsTest, DecryptKeepsALyingLengthWithinTheRoom) {
   card_.plaintext = {Bytes(1024, 5), 5000};
   EXPECT_EQ(Decrypt(CKM_RSA_PKCS), CKR_OK);
   EXPECT_EQ(out_length_, 1024u);
+  out_length_ = 16;
+  card_.plaintext = {Bytes(16, 5), 17};
+  EXPECT_EQ(Decrypt(CKM_RSA_PKCS), CKR_OK);
+  EXPECT_EQ(out_length_, 16u);
 }
 
 TEST_F(OperationsTest, DecryptNeverGivesAParameter) {

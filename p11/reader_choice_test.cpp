@@ -164,6 +164,7 @@ TEST_F(ReaderChoiceTest, SearchSeesTheWholeDescriptionAndNothingBehindIt) {
   EXPECT_EQ(Init("yScripted"), CKR_OK);
   EXPECT_EQ(slot_, 6u);
   EXPECT_EQ(Init("Scripted"), CKR_OK);
+  EXPECT_EQ(Init("y "), CKR_OK);
   EXPECT_FALSE(SaidFound());
 }
 
@@ -213,6 +214,7 @@ TEST_F(ReaderChoiceTest, FewerSlotsInTheSecondAnswerEndTheWalkEarlier) {
 
 TEST_F(ReaderChoiceTest, SlotsThatComeLateHaveNoEntry) {
   card_.AddSlot(0, "Reader A");
+  wrapped::calls().empty_calloc_is_null = true;
   card_.slot_list_answers = {{CKR_OK, 0}, {CKR_BUFFER_TOO_SMALL, 1}};
   EXPECT_EQ(Init(""), CKR_OK);
   EXPECT_EQ(slot_, 0u);

@@ -25,7 +25,7 @@ class BringupTest : public P11Test {
     return init("/nowhere/module.so", &handle_, &list_, &slot_, &session_, reader_name);
   }
 
-  void* handle_ = &handle_;  // any value but null
+  void* handle_ = static_cast<void*>(&handle_);  // any value but null
   CK_FUNCTION_LIST* list_ = p11_;
   CK_SLOT_ID slot_ = kUntouched;
   CK_SESSION_HANDLE session_ = kUntouched;

@@ -9,8 +9,8 @@ namespace scripted {
 namespace {
 
 void PadWithBlanks(CK_BYTE* field, size_t size, const std::string& text) {
-  memset(field, ' ', size);
-  memcpy(field, text.data(), std::min(size, text.size()));
+  std::fill_n(field, size, ' ');
+  std::copy_n(text.begin(), std::min(size, text.size()), field);
 }
 
 }  // namespace

@@ -126,7 +126,8 @@ void Record(Call& call, CK_NOTIFY callback, Rest... rest) {
 
 template <typename Pointee, typename... Rest>
 void Record(Call& call, Pointee* pointer, Rest... rest) {
-  call.arguments.push_back({.kind = Argument::Kind::kPointer, .address = pointer});
+  call.arguments.push_back(
+      {.kind = Argument::Kind::kPointer, .address = static_cast<const void*>(pointer)});
   Record(call, rest...);
 }
 

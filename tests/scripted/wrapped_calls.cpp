@@ -35,7 +35,6 @@ void Reset() { state = Calls(); }
 }  // namespace wrapped
 
 // The linker gives these names to what --wrap redirects.
-// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
 void* __real_malloc(size_t size);
@@ -52,6 +51,11 @@ size_t __real_strlcpy(char* destination, const char* source, size_t size);
 
 void* __wrap_malloc(size_t size) {
   CountAllocation();
+  if (state.fail_malloc > 0) {
+    --state.fail_malloc;
+    errno = ENOMEM;
+    return nullptr;
+  }
   return __real_malloc(size);
 }
 
@@ -119,4 +123,3 @@ size_t __wrap_strlcpy(char* destination, const char* source, size_t size) {
 }
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)

@@ -14,6 +14,7 @@ struct Allocation {
 };
 
 struct Calls {
+  size_t fail_malloc = 0;  // this many calls of malloc from now on fail with ENOMEM
   // calloc
   size_t fail_calloc = 0;             // this many calls from now on fail with ENOMEM
   bool empty_calloc_is_null = false;  // calloc of 0 entries gives null, as the standard allows
