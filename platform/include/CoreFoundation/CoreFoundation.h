@@ -1,0 +1,24 @@
+// The few CoreFoundation names in use, for machines without Apple's SDK.
+#pragma once
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#pragma clang assume_nonnull begin
+
+typedef const void* CFTypeRef;
+typedef const struct __CFAllocator* CFAllocatorRef;
+typedef const struct __CFString* CFStringRef;
+typedef const struct __CFData* CFDataRef;
+
+extern const CFAllocatorRef _Nullable kCFAllocatorDefault;
+
+CFTypeRef CFRetain(CFTypeRef object);
+void CFRelease(CFTypeRef object);
+
+#pragma clang assume_nonnull end
+
+#ifdef __cplusplus
+}
+#endif

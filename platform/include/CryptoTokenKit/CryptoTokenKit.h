@@ -1,0 +1,8 @@
+// The part of CryptoTokenKit in use, for machines without Apple's SDK.
+#pragma once
+
+#import <CryptoTokenKit/TKBase.h>
+#import <CryptoTokenKit/TKSmartCardToken.h>
+#import <CryptoTokenKit/TKToken.h>
+#import <CryptoTokenKit/TKTokenAuthOperation.h>
+#import <CryptoTokenKit/TKTokenKeychain.h>

@@ -1,0 +1,272 @@
+#include "platform/linux/log/decoder.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace oslog {
+namespace {
+
+// High nibble of an item's descriptor.
+enum ItemKind : uint8_t {
+  kScalarItem = 0,
+  kCountItem = 1,  // the precision of the item that follows
+  kStringItem = 2,
+  kBytesItem = 3,
+  kObjectItem = 4,
+  kErrnoItem = 6,
+  kMaskItem = 7,  // how to show the item that follows, instead of as it is
+};
+
+struct Item {
+  uint8_t kind;
+  uint8_t privacy;
+  const uint8_t* value;
+  size_t size;
+
+  uint64_t bits() const {
+    uint64_t bits = 0;
+    memcpy(&bits, value, std::min(size, sizeof(bits)));
+    return bits;
+  }
+  // The value as a number of its own size.
+  int64_t number() const {
+    if (size == 0 || size >= sizeof(int64_t)) return static_cast<int64_t>(bits());
+    const unsigned unused = static_cast<unsigned>(64 - 8 * size);
+    return static_cast<int64_t>(bits() << unused) >> unused;
+  }
+  const void* pointer() const {
+    const void* pointer = nullptr;
+    if (size == sizeof(pointer)) memcpy(&pointer, value, sizeof(pointer));
+    return pointer;
+  }
+};
+
+// Hands out a buffer's items in order; stops at the first that does not fit.
+class ItemReader {
+ public:
+  ItemReader(const uint8_t* buffer, size_t size)
+      : at_(size < 2 ? buffer + size : buffer + 2), end_(buffer + size) {}
+
+  // The next item, left where it is.
+  std::optional<Item> peek() const {
+    if (end_ - at_ < 2 || end_ - at_ - 2 < at_[1]) return std::nullopt;
+    return Item{static_cast<uint8_t>(at_[0] >> 4), static_cast<uint8_t>(at_[0] & 0xF), at_ + 2,
+                at_[1]};
+  }
+  std::optional<Item> next() {
+    const std::optional<Item> item = peek();
+    at_ = item ? item->value + item->size : end_;
+    return item;
+  }
+
+ private:
+  const uint8_t* at_;
+  const uint8_t* end_;
+};
+
+// A conversion of the format: "%{public}-5.2lx" has the flags "-", the width "5", ...
+struct Conversion {
+  std::string flags;
+  std::string width;             // digits, "*" or nothing
+  std::optional<int> precision;  // "*" comes with the items
+  bool wide = false;
+  char letter = 0;
+};
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// Takes the characters that satisfy the test off the front.
+template <typename Test>
+std::string_view take_while(std::string_view* text, Test test) {
+  size_t length = 0;
+  while (length < text->size() && test((*text)[length])) ++length;
+  const std::string_view taken = text->substr(0, length);
+  text->remove_prefix(length);
+  return taken;
+}
+
+// Takes a conversion off the front of the format, behind its "%".
+Conversion take_conversion(std::string_view* format) {
+  Conversion conversion;
+  if (format->starts_with('{')) format->remove_prefix(std::min(format->find('}'), format->size()));
+  if (format->starts_with('}')) format->remove_prefix(1);
+  const auto is_flag = [](char c) { return strchr("-+ #0", c) != nullptr && c != 0; };
+  const auto is_width = [](char c) { return is_digit(c) || c == '*'; };
+  conversion.flags = take_while(format, is_flag);
+  conversion.width = take_while(format, is_width);
+  if (format->starts_with('.')) {
+    format->remove_prefix(1);
+    const std::string_view digits = take_while(format, is_width);
+    int precision = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), precision);
+    if (digits != "*") conversion.precision = precision;
+  }
+  const auto is_length = [](char c) { return strchr("hlqjztL", c) != nullptr && c != 0; };
+  const std::string_view length = take_while(format, is_length);
+  if (!format->empty()) {
+    conversion.letter = format->front();
+    format->remove_prefix(1);
+  }
+  conversion.wide = length.starts_with('l');
+  return conversion;
+}
+
+// The formats put together here are ours: flags, width and precision of a literal that the compiler
+// checked, and a length that fits the value.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wformat-nonliteral"
+template <typename Value>
+std::string print(const std::string& format, Value value) {
+  const int length = snprintf(nullptr, 0, format.c_str(), value);
+  if (length < 0) return "";
+  std::string text(static_cast<size_t>(length) + 1, '\0');
+  snprintf(text.data(), text.size(), format.c_str(), value);
+  text.pop_back();
+  return text;
+}
+#pragma clang diagnostic pop
+
+// Turns one conversion and its items into an argument.
+class ArgumentReader {
+ public:
+  ArgumentReader(ItemReader* items, ObjectDescriber describe, int error)
+      : items_(items), describe_(describe), error_(error) {}
+
+  Argument read(Conversion conversion) {
+    if (conversion.width == "*") {
+      const std::optional<Item> width = items_->next();
+      if (!width) return failure("missing data");
+      conversion.width = std::to_string(width->number());
+    }
+    bool masked = false;
+    for (std::optional<Item> item = items_->peek();
+         item && (item->kind == kCountItem || item->kind == kMaskItem); item = items_->peek()) {
+      if (item->kind == kCountItem) conversion.precision = static_cast<int>(item->number());
+      masked = masked || item->kind == kMaskItem;
+      items_->next();
+    }
+    const std::optional<Item> item = items_->next();
+    if (!item) return failure("missing data");
+    Argument argument = text_of(*item, conversion);
+    argument.privacy = privacy_of(*item, masked);
+    return argument;
+  }
+
+ private:
+  static Argument failure(const std::string& what) {
+    return {Privacy::kPublic, Kind::kScalar, "<decode: " + what + ">"};
+  }
+
+  static Privacy privacy_of(const Item& item, bool masked) {
+    if (masked) return Privacy::kPrivate;
+    if ((item.privacy & 2) != 0) return Privacy::kPublic;
+    return item.privacy == 0 ? Privacy::kUnspecified : Privacy::kPrivate;
+  }
+
+  Argument text_of(const Item& item, const Conversion& conversion) const {
+    std::string spec = "%" + conversion.flags + conversion.width;
+    if (conversion.precision.value_or(-1) >= 0) spec += "." + std::to_string(*conversion.precision);
+    switch (item.kind) {
+      case kScalarItem:
+        return scalar(item, conversion, spec);
+      case kErrnoItem:
+        return {{}, Kind::kScalar, std::generic_category().message(error_)};
+      case kStringItem:
+        if (conversion.letter != 's' || conversion.wide) return failure("mismatch");
+        return {{}, Kind::kString, string(item, spec)};
+      case kObjectItem:
+        return {{}, Kind::kObject, object(item)};
+      case kBytesItem:
+        return {{}, Kind::kBytes, bytes(item, conversion.precision.value_or(0))};
+      default:
+        return failure("mismatch");
+    }
+  }
+
+  static Argument scalar(const Item& item, const Conversion& conversion, const std::string& spec) {
+    const char letter = conversion.letter;
+    switch (letter) {
+      case 'd':
+      case 'i':
+        return {{}, Kind::kScalar, print(spec + "ll" + letter, item.number())};
+      case 'o':
+      case 'u':
+      case 'x':
+      case 'X':
+        return {{}, Kind::kScalar, print(spec + "ll" + letter, item.bits())};
+      case 'c':
+        return {{}, Kind::kScalar, print(spec + letter, static_cast<int>(item.number()))};
+      case 'p':
+        return {{}, Kind::kScalar, print(spec + letter, item.pointer())};
+      default:
+        return floating(item, letter, spec);
+    }
+  }
+
+  static Argument floating(const Item& item, char letter, const std::string& spec) {
+    if (letter == 0 || strchr("aAeEfFgG", letter) == nullptr) return failure("mismatch");
+    if (item.size == sizeof(double)) {
+      double value = 0;
+      memcpy(&value, item.value, sizeof(value));
+      return {{}, Kind::kScalar, print(spec + letter, value)};
+    }
+    if (item.size != sizeof(long double)) return failure("mismatch");
+    long double value = 0;
+    memcpy(&value, item.value, sizeof(value));
+    return {{}, Kind::kScalar, print(spec + "L" + letter, value)};
+  }
+
+  static std::string string(const Item& item, const std::string& spec) {
+    const char* text = static_cast<const char*>(item.pointer());
+    return text == nullptr ? "(null)" : print(spec + "s", text);
+  }
+
+  std::string object(const Item& item) const {
+    if (item.pointer() == nullptr) return "(null)";
+    return describe_ == nullptr ? print("%p", item.pointer()) : describe_(item.pointer());
+  }
+
+  static std::string bytes(const Item& item, int count) {
+    if (item.pointer() == nullptr) return "(null)";
+    const auto* byte = static_cast<const uint8_t*>(item.pointer());
+    std::string text;
+    for (int i = 0; i < count; ++i) text += print("%02X", static_cast<unsigned>(byte[i]));
+    return text;
+  }
+
+  ItemReader* items_;
+  ObjectDescriber describe_;
+  int error_;
+};
+
+}  // namespace
+
+Line decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
+            ObjectDescriber describe, int error) {
+  Line line;
+  line.type = type;
+  line.format = format;
+  ItemReader items(buffer, size);
+  ArgumentReader arguments(&items, describe, error);
+  std::string_view rest = format;
+  while (!rest.empty()) {
+    line.pieces.back() += take_while(&rest, [](char c) { return c != '%'; });
+    if (rest.empty()) break;
+    rest.remove_prefix(1);
+    const Conversion conversion = take_conversion(&rest);
+    if (conversion.letter == '%') {
+      line.pieces.back() += '%';
+      continue;
+    }
+    line.arguments.push_back(arguments.read(conversion));
+    line.pieces.emplace_back();
+  }
+  return line;
+}
+
+}  // namespace oslog

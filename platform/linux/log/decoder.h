@@ -1,0 +1,22 @@
+// Reads the compiler's encoding of a log line's arguments.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "platform/linux/log/line.h"
+
+namespace oslog {
+
+// Returns the text of an object that a "%@" argument names; the object is borrowed and not null.
+using ObjectDescriber = std::string (*)(const void* object);
+
+// Makes a line of a format and the `size` bytes that __builtin_os_log_format wrote for it. What the
+// buffer points to is copied. `describe` may be null: objects then show their address. `error`
+// is what "%m" stands for. An argument that the buffer lacks reads "<decode: missing data>"; one
+// whose encoding or conversion is none of ours (wide characters) "<decode: mismatch>".
+Line decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
+            ObjectDescriber describe, int error);
+
+}  // namespace oslog

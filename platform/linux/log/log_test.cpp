@@ -1,0 +1,105 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <os/log.h>
+
+#include <cerrno>
+
+#include "platform/linux/log/log_recorder.h"
+
+namespace oslog {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+int Count(int* evaluations) { return ++*evaluations; }
+
+TEST(Log, TypeThatIsOffEvaluatesAndWritesNothing) {
+  const Recorder recorder;
+  const Disabled off(OS_LOG_TYPE_ERROR);
+  int evaluations = 0;
+  EXPECT_FALSE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_ERROR));
+  os_log_error(OS_LOG_DEFAULT, "%d", Count(&evaluations));
+  EXPECT_EQ(evaluations, 0);
+  EXPECT_THAT(recorder.lines(), IsEmpty());
+}
+
+TEST(Log, LineOfATypeThatIsOffIsNotWrittenEvenWithoutTheTest) {
+  const Recorder recorder;
+  const Disabled off(OS_LOG_TYPE_DEFAULT);
+  uint8_t buffer[] = {0, 0};
+  _os_log_impl(&__dso_handle, OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT, "text", buffer, sizeof(buffer));
+  EXPECT_THAT(recorder.lines(), IsEmpty());
+}
+
+TEST(Log, TypesAreSwitchedOneByOne) {
+  const Disabled off(OS_LOG_TYPE_DEFAULT);
+  EXPECT_FALSE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT));
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_INFO));
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_ERROR));
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_FAULT));
+}
+
+TEST(Log, AllTypesButDebugAreOnAtTheStart) {
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT));
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_INFO));
+  EXPECT_FALSE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_DEBUG));
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_ERROR));
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_FAULT));
+}
+
+TEST(Log, DisabledPutsBackWhatWas) {
+  {
+    const Disabled outer(OS_LOG_TYPE_DEFAULT);
+    {
+      const Disabled inner(OS_LOG_TYPE_DEFAULT);
+    }
+    EXPECT_FALSE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT));
+  }
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT));
+}
+
+TEST(Log, TypeCanBeTurnedOn) {
+  set_enabled(OS_LOG_TYPE_DEBUG, true);
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_DEBUG));
+  set_enabled(OS_LOG_TYPE_DEBUG, false);
+  EXPECT_FALSE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_DEBUG));
+}
+
+TEST(Log, LinesHaveTheTypeOfTheirMacro) {
+  const Recorder recorder;
+  os_log(OS_LOG_DEFAULT, "");
+  os_log_error(OS_LOG_DEFAULT, "%d of %{public}s", 1, "two");
+  os_log_with_type(OS_LOG_DEFAULT, OS_LOG_TYPE_INFO, "three");
+  EXPECT_THAT(recorder.typed_texts(), ElementsAre("default: ", "error: 1 of two", "info: three"));
+}
+
+TEST(Log, ArgumentsAreEvaluatedOnce) {
+  const Recorder recorder;
+  int evaluations = 0;
+  os_log(OS_LOG_DEFAULT, "%d", Count(&evaluations));
+  EXPECT_EQ(evaluations, 1);
+}
+
+TEST(Log, NothingIsPrinted) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  {
+    const Recorder recorder;
+    os_log_error(OS_LOG_DEFAULT, "kept");
+  }
+  os_log_error(OS_LOG_DEFAULT, "kept by none");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(Log, ErrorNumberOutlivesALine) {
+  const Recorder recorder;
+  errno = ENOENT;
+  os_log(OS_LOG_DEFAULT, "%m");
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_THAT(recorder.texts(), ElementsAre("No such file or directory"));
+}
+
+}  // namespace
+}  // namespace oslog

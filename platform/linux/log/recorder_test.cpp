@@ -1,0 +1,141 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <os/log.h>
+
+#include <atomic>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/log/log_recorder.h"
+
+namespace oslog {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+TEST(Recorder, KeepsNothingFromBeforeOrAfter) {
+  os_log(OS_LOG_DEFAULT, "before");
+  {
+    const Recorder recorder;
+    EXPECT_THAT(recorder.lines(), IsEmpty());
+  }
+  os_log(OS_LOG_DEFAULT, "after");
+  const Recorder later;
+  EXPECT_THAT(later.lines(), IsEmpty());
+}
+
+TEST(Recorder, TextsHidePrivateDataOnDemand) {
+  const Recorder recorder;
+  os_log(OS_LOG_DEFAULT, "%s", "secret");
+  EXPECT_THAT(recorder.texts(), ElementsAre("secret"));
+  EXPECT_THAT(recorder.texts(ShowPrivate::kNo), ElementsAre("<private>"));
+  EXPECT_THAT(recorder.typed_texts(ShowPrivate::kNo), ElementsAre("default: <private>"));
+}
+
+TEST(Recorder, SeveralKeepEachLine) {
+  const Recorder outer;
+  os_log(OS_LOG_DEFAULT, "one");
+  const Recorder inner;
+  os_log(OS_LOG_DEFAULT, "two");
+  EXPECT_THAT(outer.texts(), ElementsAre("one", "two"));
+  EXPECT_THAT(inner.texts(), ElementsAre("two"));
+}
+
+TEST(Recorder, ForgetsOnDemand) {
+  Recorder recorder;
+  os_log(OS_LOG_DEFAULT, "one");
+  recorder.clear();
+  os_log(OS_LOG_DEFAULT, "two");
+  EXPECT_THAT(recorder.texts(), ElementsAre("two"));
+}
+
+TEST(Recorder, KeepsEveryLineOfAllThreads) {
+  constexpr int kThreads = 4;
+  constexpr int kLines = 250;
+  const Recorder recorder;
+  std::vector<std::thread> threads;
+  threads.reserve(kThreads);
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([i] {
+      for (int line = 0; line < kLines; ++line) os_log(OS_LOG_DEFAULT, "%d %d", i, line);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::map<std::string, int> next;
+  const std::vector<Line> lines = recorder.lines();
+  EXPECT_THAT(lines, SizeIs(kThreads * kLines));
+  for (const Line& line : lines) {  // each thread's lines keep their order
+    EXPECT_EQ(line.arguments.at(1).text, std::to_string(next[line.arguments.at(0).text]++));
+  }
+}
+
+TEST(Sink, GetsNothingOnceTakenAway) {
+  int lines = 0;
+  set_sink([&lines](const Line&) { ++lines; });
+  set_sink(nullptr);
+  os_log(OS_LOG_DEFAULT, "line");
+  EXPECT_EQ(lines, 0);
+}
+
+TEST(Sink, GetsLinesAsTheyAreWritten) {
+  std::vector<std::string> texts;
+  set_sink([&texts](const Line& line) { texts.push_back(line.typed_text()); });
+  os_log(OS_LOG_DEFAULT, "one");
+  EXPECT_THAT(texts, ElementsAre("default: one"));
+  os_log_error(OS_LOG_DEFAULT, "two");
+  EXPECT_THAT(texts, ElementsAre("default: one", "error: two"));
+  set_sink(nullptr);
+}
+
+TEST(Sink, ReplacesTheOneBefore) {
+  int first = 0;
+  int second = 0;
+  set_sink([&first](const Line&) { ++first; });
+  set_sink([&second](const Line&) { ++second; });
+  os_log(OS_LOG_DEFAULT, "line");
+  set_sink(nullptr);
+  EXPECT_EQ(first, 0);
+  EXPECT_EQ(second, 1);
+}
+
+TEST(Sink, LinesItWritesItselfGoToRecordersAlone) {
+  const Recorder recorder;
+  int calls = 0;
+  set_sink([&calls](const Line&) {
+    ++calls;
+    os_log(OS_LOG_DEFAULT, "from the sink");
+  });
+  os_log(OS_LOG_DEFAULT, "line");
+  set_sink(nullptr);
+  EXPECT_EQ(calls, 1);
+  EXPECT_THAT(recorder.texts(), ElementsAre("line", "from the sink"));
+}
+
+TEST(Sink, IsNeverInTwoThreadsAtOnce) {
+  std::atomic<int> inside = 0;
+  std::atomic<int> overlaps = 0;
+  int lines = 0;  // unguarded: the sink is called one line at a time
+  set_sink([&](const Line&) {
+    if (++inside != 1) ++overlaps;
+    ++lines;
+    --inside;
+  });
+  std::vector<std::thread> threads;
+  threads.reserve(4);
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      for (int line = 0; line < 100; ++line) os_log(OS_LOG_DEFAULT, "line");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  set_sink(nullptr);
+  EXPECT_EQ(overlaps, 0);
+  EXPECT_EQ(lines, 400);
+}
+
+}  // namespace
+}  // namespace oslog
