@@ -1,0 +1,112 @@
+// The adapter: one module behind it, initialised and finalised, and every function that it changes.
+#ifndef KELVRIN_ADAPTER_ADAPTER_H_
+#define KELVRIN_ADAPTER_ADAPTER_H_
+
+#include <p11-kit/pkcs11.h>
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "adapter/config.h"
+#include "adapter/session.h"
+#include "adapter/slots.h"
+
+namespace kelvrin::adapter {
+
+// What stands behind an adapter.
+struct Backend {
+  Config config;
+  CK_FUNCTION_LIST functions = {};  // complete: no entry is null
+};
+
+// The functions answer as those of the same name in the standard do, with the differences that
+// their units tell (Slots, Search, KeyOperation, GetAttributes, DeriveReadableKey). Between
+// Finalize and Initialize everything but Initialize and GetInfo answers
+// CKR_CRYPTOKI_NOT_INITIALIZED, and a session that was not opened here is
+// CKR_SESSION_HANDLE_INVALID. Not synchronised: function_list.cpp lets one call in at a time.
+class Adapter {
+ public:
+  // `open` reads the configuration and loads the module; it is called by each Initialize and may
+  // throw SetupError.
+  explicit Adapter(std::function<Backend()> open) : open_(std::move(open)) {}
+
+  // A SetupError's line goes to standard error, its result is returned.
+  CK_RV Initialize(const CK_C_INITIALIZE_ARGS* arguments);
+  CK_RV Finalize(const void* reserved);
+  // The module's own information, or the adapter's while there is none.
+  CK_RV GetInfo(CK_INFO* info) const;
+
+  CK_RV GetSlotList(CK_SLOT_ID* list, CK_ULONG* count);
+  CK_RV GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info);
+  CK_RV GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info);
+  CK_RV GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* count);
+  // Never waits; a caller that wants to asks again.
+  CK_RV PollSlotEvent(CK_SLOT_ID* slot);
+
+  CK_RV OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify,
+                    CK_SESSION_HANDLE* session);
+  CK_RV CloseSession(CK_SESSION_HANDLE session);
+  CK_RV CloseAllSessions(CK_SLOT_ID slot);
+  CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG pin_size);
+  CK_RV Logout(CK_SESSION_HANDLE session);
+
+  CK_RV GetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+                          CK_ATTRIBUTE* attributes, CK_ULONG count);
+  CK_RV DestroyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
+  CK_RV FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count);
+  CK_RV FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG room,
+                    CK_ULONG* count);
+  CK_RV FindObjectsFinal(CK_SESSION_HANDLE session);
+  CK_RV DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE base_key,
+                  CK_ATTRIBUTE* attributes, CK_ULONG count, CK_OBJECT_HANDLE* key);
+
+  // Calls action(KeyOperation&) for the session's signing and decrypting.
+  template <typename Action>
+  CK_RV WithOperation(CK_SESSION_HANDLE session, const Action& action) {
+    return WithSession(session, [&](Session& state) { return action(state.operation); });
+  }
+
+  // Calls action(functions) to hand a call on to the module: one that belongs to a session, to a
+  // slot, or to neither.
+  template <typename Action>
+  CK_RV ForwardForSession(CK_SESSION_HANDLE session, const Action& action) {
+    return WithSession(session, [&](Session&) { return action(backend_->functions); });
+  }
+  template <typename Action>
+  CK_RV ForwardForSlot(CK_SLOT_ID slot, const Action& action) {
+    return WithSlots([&](Slots& slots) {
+      const CK_RV result = slots.Check(slot);
+      return result == CKR_OK ? action(backend_->functions) : result;
+    });
+  }
+
+ private:
+  template <typename Action>
+  CK_RV WithSession(CK_SESSION_HANDLE session, const Action& action) {
+    if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
+    const auto found = sessions_.find(session);
+    if (found == sessions_.end()) return CKR_SESSION_HANDLE_INVALID;
+    return action(found->second);
+  }
+  template <typename Action>
+  CK_RV WithSlots(const Action& action) {
+    if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
+    return action(*slots_);
+  }
+
+  CK_RV InitializeInner(Backend& backend);
+  bool IsInnerAlive() const;
+  void Reset();
+  void DiscountWorkers(CK_SLOT_ID slot, CK_TOKEN_INFO* info) const;
+
+  std::function<Backend()> open_;
+  std::unique_ptr<Backend> backend_;  // null while not initialised
+  std::unique_ptr<Slots> slots_;
+  Sessions sessions_;
+  bool finalizes_inner_ = false;
+};
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_ADAPTER_H_

@@ -1,0 +1,46 @@
+// The adapter's configuration: a small text file beside the library, with the library's own file
+// name and the ending .conf (libX.dylib reads libX.conf). Copies under two names therefore read two
+// configurations. The environment is never read.
+//
+// One "key = value" a line; blanks round key and value are dropped; empty lines and lines that
+// begin with # are skipped. Each key appears once at most:
+//
+//   module        the PKCS#11 module behind the adapter: an absolute path, or one relative to the
+//                 folder of the configuration file. The only key that must be there.
+//   reserved      string handed to the module's C_Initialize as pReserved
+//   reader-name   text shown as the slot's description, 1 to 64 bytes
+//   token-label   show the slot whose token has this label
+//   token-serial  show the slot whose token has this serial number
+//
+// With both token keys both must match; with neither the first slot with an initialised token is
+// shown.
+#ifndef KELVRIN_ADAPTER_CONFIG_H_
+#define KELVRIN_ADAPTER_CONFIG_H_
+
+#include <filesystem>
+#include <string>
+
+namespace kelvrin::adapter {
+
+// A configuration that was read and checked. A text that is not configured is empty.
+struct Config {
+  std::filesystem::path file;    // where it came from
+  int module_line = 0;           // the line that names the module, for messages
+  std::filesystem::path module;  // absolute
+  std::string reserved;
+  std::string reader_name;
+  std::string token_label;
+  std::string token_serial;
+};
+
+// Reads and checks the configuration in `file`, an absolute path. Throws SetupError with
+// CKR_GENERAL_ERROR when the file cannot be read, has more than 64 KiB, or does not fit the
+// grammar above. Whether the module exists is not looked at here.
+Config ReadConfig(const std::filesystem::path& file);
+
+// The configuration file that belongs to the library `library`.
+std::filesystem::path ConfigFileOf(const std::filesystem::path& library);
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_CONFIG_H_

@@ -1,0 +1,123 @@
+#include "adapter/elliptic_curve.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+
+namespace kelvrin::adapter {
+namespace {
+
+const Bytes kP256 = {0x06, 0x08, 0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x07};
+
+Bytes Join(const Bytes& a, const Bytes& b) {
+  Bytes joined = a;
+  joined.insert(joined.end(), b.begin(), b.end());
+  return joined;
+}
+
+Bytes Brainpool(CK_BYTE arc) {
+  return {0x06, 0x09, 0x2b, 0x24, 0x03, 0x03, 0x02, 0x08, 0x01, 0x01, arc};
+}
+
+Bytes Certicom(CK_BYTE arc) { return {0x06, 0x05, 0x2b, 0x81, 0x04, 0x00, arc}; }
+
+TEST(CurveSizeTest, IsUnknownForAnythingButACompleteObjectIdentifier) {
+  EXPECT_EQ(CurveSize({}), 0u);
+  EXPECT_EQ(CurveSize(Bytes{0x06}), 0u);
+  EXPECT_EQ(CurveSize(Bytes{0x06, 0x01, 0x2a}), 0u);
+  EXPECT_EQ(CurveSize(Bytes{0x06, 0x80}), 0u);
+  EXPECT_EQ(CurveSize(Bytes{0x06, 0x84, 0xff, 0xff, 0xff, 0xff}), 0u);
+  EXPECT_EQ(CurveSize(Bytes(kP256.begin(), kP256.end() - 1)), 0u);
+  EXPECT_EQ(CurveSize(Join(kP256, {0x00})), 0u);
+  EXPECT_EQ(CurveSize(Join({0x30}, Bytes(kP256.begin() + 1, kP256.end()))), 0u);
+  EXPECT_EQ(CurveSize(Brainpool(15)), 0u);
+  EXPECT_EQ(CurveSize(Certicom(0x24)), 0u);
+}
+
+TEST(CurveSizeTest, KnowsTheNamedPrimeCurves) {
+  EXPECT_EQ(CurveSize(kP256), 32u);
+  EXPECT_EQ(CurveSize(Certicom(0x0a)), 32u);
+  EXPECT_EQ(CurveSize(Certicom(0x21)), 28u);
+  EXPECT_EQ(CurveSize(Certicom(0x22)), 48u);
+  EXPECT_EQ(CurveSize(Certicom(0x23)), 66u);
+  EXPECT_EQ(CurveSize(Brainpool(7)), 32u);
+  EXPECT_EQ(CurveSize(Brainpool(9)), 40u);
+  EXPECT_EQ(CurveSize(Brainpool(14)), 64u);
+}
+
+TEST(EcdsaSignatureTest, NumbersAreAsShortAsDerAsks) {
+  EXPECT_EQ(EcdsaSignatureToDer(Bytes{0x00, 0x00, 0x7f, 0x00, 0x00, 0x01}),
+            (Bytes{0x30, 0x06, 0x02, 0x01, 0x7f, 0x02, 0x01, 0x01}));
+  EXPECT_EQ(EcdsaSignatureToDer(Bytes{0x00, 0x80, 0xff, 0x00}),
+            (Bytes{0x30, 0x09, 0x02, 0x02, 0x00, 0x80, 0x02, 0x03, 0x00, 0xff, 0x00}));
+  EXPECT_EQ(EcdsaSignatureToDer(Bytes{0x00, 0x00}),
+            (Bytes{0x30, 0x06, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00}));
+}
+
+TEST(EcdsaSignatureTest, LongSignaturesGetLongLengths) {
+  const Bytes der = EcdsaSignatureToDer(Bytes(132, 0xff));  // P-521
+  ASSERT_EQ(der.size(), 141u);
+  EXPECT_EQ(der[0], 0x30);
+  EXPECT_EQ(der[1], 0x81);
+  EXPECT_EQ(der[2], 138);
+  EXPECT_TRUE(IsDerSignature(der));
+  const Bytes longer = EcdsaSignatureToDer(Bytes(600, 0x01));
+  EXPECT_EQ(longer[1], 0x82);
+  EXPECT_TRUE(IsDerSignature(longer));
+}
+
+TEST(EcdsaSignatureTest, LongestSizeIsThatOfTheLargestNumbers) {
+  EXPECT_EQ(MaxDerSize(64), 72u);
+  EXPECT_EQ(MaxDerSize(96), 104u);
+  EXPECT_EQ(MaxDerSize(132), 141u);
+  EXPECT_EQ(MaxDerSize(0), 0u);
+}
+
+TEST(DerSignatureTest, TellsDerFromOtherBytes) {
+  const Bytes der = EcdsaSignatureToDer(Bytes(64, 0x42));
+  EXPECT_TRUE(IsDerSignature(der));
+  EXPECT_FALSE(IsDerSignature({}));
+  EXPECT_FALSE(IsDerSignature(Bytes(64, 0x30)));
+  EXPECT_FALSE(IsDerSignature(Bytes(der.begin(), der.end() - 1)));
+  EXPECT_FALSE(IsDerSignature(Join(der, {0x00})));
+  EXPECT_FALSE(IsDerSignature(Bytes{0x30, 0x03, 0x02, 0x01, 0x01}));
+  EXPECT_FALSE(IsDerSignature(Bytes{0x30, 0x04, 0x02, 0x00, 0x02, 0x00}));
+}
+
+TEST(PublicPointTest, RefusesWhatIsNoPoint) {
+  EXPECT_FALSE(ReadPublicPoint({}));
+  EXPECT_FALSE(ReadPublicPoint(Bytes{0x04}));
+  EXPECT_FALSE(ReadPublicPoint(Bytes(65, 0x05)));
+  EXPECT_FALSE(ReadPublicPoint(Bytes(64, 0x04)));
+  EXPECT_FALSE(ReadPublicPoint(Join({0x04, 0x41}, Bytes(65, 0x05))));
+  EXPECT_FALSE(ReadPublicPoint(Join({0x04, 0x42}, Bytes(65, 0x04))));
+}
+
+class PublicPointSizeTest : public testing::TestWithParam<std::size_t> {};
+
+TEST_P(PublicPointSizeTest, ReadsRawAndDerOfEachCurveSize) {
+  const std::size_t size = GetParam();
+  const Bytes raw = Join({0x04}, Bytes(2 * size, 0x3f));
+  const auto from_raw = ReadPublicPoint(raw);
+  ASSERT_TRUE(from_raw);
+  EXPECT_EQ(from_raw->size, size);
+  EXPECT_EQ(from_raw->raw, raw);
+  EXPECT_EQ(from_raw->der.at(0), 0x04);
+
+  const auto from_der = ReadPublicPoint(from_raw->der);
+  ASSERT_TRUE(from_der);
+  EXPECT_EQ(from_der->size, size);
+  EXPECT_EQ(from_der->raw, raw);
+  EXPECT_EQ(from_der->der, from_raw->der);
+}
+INSTANTIATE_TEST_SUITE_P(Curves, PublicPointSizeTest,
+                         testing::Values(20, 24, 28, 32, 40, 48, 64, 66));
+
+TEST(PublicPointTest, ReadsCompressedPoints) {
+  const auto point = ReadPublicPoint(Join({0x03}, Bytes(32, 0x11)));
+  ASSERT_TRUE(point);
+  EXPECT_EQ(point->size, 32u);
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter

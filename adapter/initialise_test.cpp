@@ -1,0 +1,120 @@
+// Bringing the adapter up and down.
+#include <gtest/gtest.h>
+
+#include "adapter/setup_error.h"
+#include "adapter/testing/adapter_fixture.h"
+#include "adapter/text_fields.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+using InitialiseTest = AdapterTest;
+
+TEST_F(InitialiseTest, SetupErrorIsOneLineOnStandardErrorAndTheResult) {
+  Adapter broken([]() -> Backend { throw SetupError(CKR_FUNCTION_FAILED, "f:1: why; cure"); });
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(broken.Initialize(nullptr), CKR_FUNCTION_FAILED);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Kelvrin adapter: f:1: why; cure\n");
+  EXPECT_EQ(broken.Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+}
+
+TEST_F(InitialiseTest, BadArgumentsInitialiseNothing) {
+  CK_C_INITIALIZE_ARGS arguments = {};
+  arguments.pReserved = &arguments;
+  EXPECT_EQ(adapter_.Initialize(&arguments), CKR_ARGUMENTS_BAD);
+  arguments = {};
+  arguments.CreateMutex = [](void**) { return CK_RV{CKR_OK}; };
+  EXPECT_EQ(adapter_.Initialize(&arguments), CKR_ARGUMENTS_BAD);
+  EXPECT_FALSE(fake_.initialized);
+}
+
+TEST_F(InitialiseTest, InitialisesWithTheSystemsLocks) {
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  ASSERT_TRUE(fake_.initialize_arguments);
+  EXPECT_EQ(fake_.initialize_arguments->flags, CKF_OS_LOCKING_OK);
+  EXPECT_EQ(fake_.initialize_arguments->pReserved, nullptr);
+}
+
+TEST_F(InitialiseTest, ModuleThatCannotLockIsInitialisedWithNull) {
+  for (const CK_RV refusal : {CKR_CANT_LOCK, CKR_NEED_TO_CREATE_THREADS}) {
+    fake_.FailNext("C_Initialize", refusal);
+    EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+    EXPECT_FALSE(fake_.initialize_arguments);
+    EXPECT_EQ(adapter_.Finalize(nullptr), CKR_OK);
+  }
+}
+
+TEST_F(InitialiseTest, ReservedStringReachesTheModuleAlsoWithoutLocks) {
+  config_.reserved = "configdir='x'";
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_EQ(fake_.reserved, "configdir='x'");
+  EXPECT_EQ(adapter_.Finalize(nullptr), CKR_OK);
+  fake_.FailNext("C_Initialize", CKR_CANT_LOCK);
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_EQ(fake_.reserved, "configdir='x'");
+  EXPECT_EQ(fake_.initialize_arguments->flags, 0u);
+}
+
+TEST_F(InitialiseTest, OtherFailureToInitialiseIsPassedOnOnce) {
+  fake_.FailNext("C_Initialize", CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(fake_.Calls("C_Initialize"), 1u);
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+}
+
+TEST_F(InitialiseTest, SecondInitialiseIsAlreadyInitialised) {
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_CRYPTOKI_ALREADY_INITIALIZED);
+  EXPECT_EQ(fake_.Calls("C_Initialize"), 1u);
+}
+
+TEST_F(InitialiseTest, ModuleThatSomebodyElseInitialisedIsUsedAndLeftInitialised) {
+  fake_.initialized = true;
+  fake_.FailNext("C_Initialize", CKR_CRYPTOKI_ALREADY_INITIALIZED);
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  Open();
+  EXPECT_EQ(adapter_.Finalize(nullptr), CKR_OK);
+  EXPECT_EQ(fake_.Calls("C_Finalize"), 0u);
+  EXPECT_TRUE(fake_.sessions.empty());
+}
+
+TEST_F(InitialiseTest, ModuleThatSomebodyElseFinalisedIsInitialisedAgain) {
+  ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  const CK_SESSION_HANDLE old = Open();
+  fake_.initialized = false;
+  fake_.sessions.clear();
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_TRUE(fake_.initialized);
+  EXPECT_EQ(adapter_.FindObjectsFinal(old), CKR_SESSION_HANDLE_INVALID);
+  Open();
+}
+
+TEST_F(InitialiseTest, FinaliseForgetsEverythingAlsoWhenTheModuleFails) {
+  ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  const CK_SESSION_HANDLE session = Open();
+  int reserved = 0;
+  EXPECT_EQ(adapter_.Finalize(&reserved), CKR_ARGUMENTS_BAD);
+  fake_.FailNext("C_Finalize", CKR_GENERAL_ERROR);
+  EXPECT_EQ(adapter_.Finalize(nullptr), CKR_GENERAL_ERROR);
+  EXPECT_EQ(adapter_.Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+  EXPECT_EQ(adapter_.FindObjectsFinal(session), CKR_CRYPTOKI_NOT_INITIALIZED);
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_EQ(adapter_.FindObjectsFinal(session), CKR_SESSION_HANDLE_INVALID);
+}
+
+TEST_F(InitialiseTest, InfoIsTheModulesInVersion240AndTheAdaptersBefore) {
+  EXPECT_EQ(adapter_.GetInfo(nullptr), CKR_ARGUMENTS_BAD);
+  CK_INFO info = {};
+  EXPECT_EQ(adapter_.GetInfo(&info), CKR_OK);
+  EXPECT_EQ(FieldText(info.libraryDescription), "Kelvrin adapter");
+  ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_EQ(adapter_.GetInfo(&info), CKR_OK);
+  EXPECT_EQ(info.libraryVersion.major, 9);
+  EXPECT_EQ(info.cryptokiVersion.major, 2);
+  EXPECT_EQ(info.cryptokiVersion.minor, 40);
+  fake_.FailNext("C_GetInfo", CKR_DEVICE_ERROR);
+  EXPECT_EQ(adapter_.GetInfo(&info), CKR_DEVICE_ERROR);
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter

@@ -1,0 +1,92 @@
+// Signing and decrypting for one caller's session.
+#ifndef KELVRIN_ADAPTER_KEY_OPERATION_H_
+#define KELVRIN_ADAPTER_KEY_OPERATION_H_
+
+#include <p11-kit/pkcs11.h>
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+
+#include "adapter/elliptic_curve.h"
+#include "adapter/worker_session.h"
+
+namespace kelvrin::adapter {
+
+enum class OperationKind { kSign, kDecrypt };
+
+// The private-key operation of a caller's session: at most one at a time, signing or decrypting, on
+// a worker session of its own. What differs from the module's own behaviour:
+//  - an operation that failed leaves nothing behind, also when the caller's buffer was too small:
+//    the caller may call again with a larger one, or begin anew;
+//  - CKM_ECDSA and CKM_ECDSA_SHA1 take a digest, cut it to the curve's size and give DER;
+//  - CKM_RSA_X_509 takes input of up to the modulus's length and pads it with zeros on the left;
+//  - a null pointer with length 0 is empty input.
+// The caller's buffer is written only here, never by the module. Not synchronised.
+class KeyOperation {
+ public:
+  // The operation of the caller's session `session`, which was opened on `slot` with `flags`.
+  KeyOperation(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, CK_SLOT_ID slot,
+               CK_FLAGS flags)
+      : inner_(&inner), session_(session), worker_(inner, slot, flags) {}
+  ~KeyOperation() { Forget(); }
+  KeyOperation(const KeyOperation&) = delete;
+  KeyOperation& operator=(const KeyOperation&) = delete;
+
+  // C_SignInit, C_DecryptInit. CKR_OPERATION_ACTIVE when an operation is under way that has not
+  // failed yet.
+  CK_RV Init(OperationKind kind, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
+
+  // C_Sign, C_Decrypt.
+  CK_RV Run(OperationKind kind, const CK_BYTE* input, CK_ULONG input_size, CK_BYTE* output,
+            CK_ULONG* output_size);
+
+  // C_SignUpdate.
+  CK_RV SignUpdate(CK_BYTE* part, CK_ULONG size);
+
+  // C_DecryptUpdate.
+  CK_RV DecryptUpdate(CK_BYTE* part, CK_ULONG size, CK_BYTE* output, CK_ULONG* output_size);
+
+  // C_SignFinal, C_DecryptFinal.
+  CK_RV Final(OperationKind kind, CK_BYTE* output, CK_ULONG* output_size);
+
+  // Ends the operation and closes the worker.
+  void Close();
+
+  // The session on which an operation is under way, for a login that belongs to it.
+  std::optional<CK_SESSION_HANDLE> ActiveSession() const;
+
+  const WorkerSession& worker() const { return worker_; }
+
+ private:
+  enum class Form { kPlain, kEcdsaDigest, kEcdsaMessage, kRsaRaw };
+  // Calls the module's function with a buffer and its size.
+  using Call = std::function<CK_RV(CK_BYTE* output, CK_ULONG* size)>;
+
+  bool IsUnderWay(OperationKind kind) const { return kind_ == kind; }
+  bool IsEcdsa() const { return form_ == Form::kEcdsaDigest || form_ == Form::kEcdsaMessage; }
+  std::size_t KeySize(CK_OBJECT_HANDLE key) const;
+  void LearnKeySize(ByteView input);
+  CK_RV Shape(ByteView* input, Bytes* padded) const;
+  CK_RV Finish(const Call& call, std::size_t room, CK_BYTE* output, CK_ULONG* output_size);
+  CK_RV AskSize(const Call& call, CK_ULONG* output_size);
+  CK_RV Collect(const Call& call, std::size_t room);
+  CK_RV Deliver(CK_BYTE* output, CK_ULONG* output_size);
+  CK_RV Fail(CK_RV result);
+  void Forget();
+
+  const CK_FUNCTION_LIST* inner_;
+  CK_SESSION_HANDLE session_;
+  WorkerSession worker_;
+
+  std::optional<OperationKind> kind_;  // nothing: no operation
+  Form form_ = Form::kPlain;
+  std::size_t key_size_ = 0;  // bytes of the modulus or of a coordinate; 0: not known
+  bool replaceable_ = false;  // the last call met a small buffer: a new Init may follow
+  bool has_result_ = false;   // the module is done, the caller has not got it yet
+  Bytes result_;
+};
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_KEY_OPERATION_H_

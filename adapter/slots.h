@@ -1,0 +1,55 @@
+// The one slot that the adapter shows, and how it describes it.
+#ifndef KELVRIN_ADAPTER_SLOTS_H_
+#define KELVRIN_ADAPTER_SLOTS_H_
+
+#include <p11-kit/pkcs11.h>
+
+#include <optional>
+#include <vector>
+
+#include "adapter/config.h"
+
+namespace kelvrin::adapter {
+
+// Chooses a slot of the module behind and answers the slot functions for it. Not synchronised: the
+// owner lets one call in at a time. Results are those of the functions of the same name.
+class Slots {
+ public:
+  // Both must outlive the object.
+  Slots(const CK_FUNCTION_LIST& inner, const Config& config) : inner_(inner), config_(config) {}
+
+  // C_GetSlotList: no slot or the chosen one, with or without the flag, since a token is in it.
+  // Asking for the number (null list) chooses anew.
+  CK_RV GetSlotList(CK_SLOT_ID* list, CK_ULONG* count);
+
+  // C_GetSlotInfo: the description is the configured reader name, or the module's own; padded with
+  // blanks either way.
+  CK_RV GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info);
+
+  // C_GetTokenInfo: a label whose first word is empty gets the serial number in front.
+  CK_RV GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info);
+
+  // C_GetMechanismList.
+  CK_RV GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* count);
+
+  // CKR_OK when the slot is the chosen one, CKR_SLOT_ID_INVALID when it is not, or what the module
+  // answered when it was asked for its slots.
+  CK_RV Check(CK_SLOT_ID slot);
+
+ private:
+  CK_RV Choose();
+  bool Fits(CK_SLOT_ID slot) const;
+
+  const CK_FUNCTION_LIST& inner_;
+  const Config& config_;
+  bool asked_ = false;
+  std::optional<CK_SLOT_ID> chosen_;
+};
+
+// The mechanisms of a slot of the module behind.
+CK_RV ReadMechanisms(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot,
+                     std::vector<CK_MECHANISM_TYPE>* mechanisms);
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_SLOTS_H_

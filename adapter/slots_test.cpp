@@ -1,0 +1,214 @@
+#include "adapter/slots.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+
+#include "adapter/testing/fake_module.h"
+#include "adapter/text_fields.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+class SlotsTest : public testing::Test {
+ protected:
+  // The slots that are shown, in the usual two steps.
+  std::vector<CK_SLOT_ID> Shown() {
+    CK_ULONG count = 99;
+    EXPECT_EQ(slots_.GetSlotList(nullptr, &count), CKR_OK);
+    std::vector<CK_SLOT_ID> shown(count);
+    EXPECT_EQ(slots_.GetSlotList(shown.data(), &count), CKR_OK);
+    EXPECT_EQ(count, shown.size());
+    return shown;
+  }
+  std::string Label() {
+    CK_TOKEN_INFO info = {};
+    EXPECT_EQ(slots_.GetTokenInfo(7, &info), CKR_OK);
+    return std::string(std::begin(info.label), std::end(info.label));
+  }
+  std::string Description() {
+    CK_SLOT_INFO info = {};
+    EXPECT_EQ(slots_.GetSlotInfo(7, &info), CKR_OK);
+    return std::string(std::begin(info.slotDescription), std::end(info.slotDescription));
+  }
+  static std::string Padded(std::string text, std::size_t size) {
+    text.resize(size, ' ');
+    return text;
+  }
+
+  FakeModule fake_;
+  CK_FUNCTION_LIST functions_ = FakeModule::functions();
+  Config config_;
+  Slots slots_{functions_, config_};
+};
+
+TEST_F(SlotsTest, FailureOfTheModulesListIsPassedOn) {
+  fake_.FailNext("C_GetSlotList", CKR_DEVICE_REMOVED);
+  CK_ULONG count = 5;
+  EXPECT_EQ(slots_.GetSlotList(nullptr, &count), CKR_DEVICE_REMOVED);
+  EXPECT_EQ(count, 5u);
+  fake_.FailNext("C_GetSlotList", CKR_DEVICE_REMOVED);
+  EXPECT_EQ(slots_.Check(7), CKR_DEVICE_REMOVED);
+}
+
+TEST_F(SlotsTest, CountWithoutPlaceIsRefused) {
+  EXPECT_EQ(slots_.GetSlotList(nullptr, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(slots_.GetSlotInfo(7, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(slots_.GetTokenInfo(7, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(slots_.GetMechanismList(7, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+}
+
+TEST_F(SlotsTest, CountThatCannotBeTrueIsNotBelieved) {
+  fake_.claimed_excess = CK_ULONG{1} << 40;
+  CK_ULONG count = 0;
+  EXPECT_EQ(slots_.GetSlotList(nullptr, &count), CKR_DEVICE_ERROR);
+}
+
+TEST_F(SlotsTest, RoomForNoSlotIsTooSmallAndLeavesTheListAlone) {
+  CK_SLOT_ID list = 1234;
+  CK_ULONG count = 0;
+  EXPECT_EQ(slots_.GetSlotList(&list, &count), CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(list, 1234u);
+}
+
+TEST_F(SlotsTest, WithoutAnyInitialisedTokenNoSlotIsShown) {
+  fake_.slots[0].token_flags = 0;
+  EXPECT_TRUE(Shown().empty());
+  EXPECT_EQ(slots_.Check(7), CKR_SLOT_ID_INVALID);
+}
+
+TEST_F(SlotsTest, SlotWhoseTokenCannotBeReadIsPassedOver) {
+  fake_.slots = {{.id = 3}, {.id = 4}};
+  fake_.FailNext("C_GetTokenInfo", CKR_TOKEN_NOT_RECOGNIZED);
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{4});
+}
+
+TEST_F(SlotsTest, ShowsTheFirstSlotWithAnInitialisedToken) {
+  fake_.slots = {{.id = 3, .token_flags = 0}, {.id = 4}, {.id = 5}};
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{4});
+  EXPECT_EQ(slots_.Check(4), CKR_OK);
+  EXPECT_EQ(slots_.Check(5), CKR_SLOT_ID_INVALID);
+}
+
+TEST_F(SlotsTest, ShowsTheSlotOfTheConfiguredToken) {
+  fake_.slots = {{.id = 3, .label = "A", .serial = "1"},
+                 {.id = 4, .label = "B", .serial = "1"},
+                 {.id = 5, .label = "B", .serial = "2"}};
+  config_.token_label = "B";
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{4});
+  config_.token_serial = "2";
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{5});
+  config_.token_label = "A";
+  EXPECT_TRUE(Shown().empty());
+  config_.token_label.clear();
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{5});
+}
+
+TEST_F(SlotsTest, ConfiguredLabelMatchesAsAWholeAndWithAnyPadding) {
+  fake_.slots = {{.id = 3, .label = "4711 0815 x"}, {.id = 4, .label = "4711 0815", .padding = 0}};
+  config_.token_label = "4711 0815";
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{4});
+}
+
+TEST_F(SlotsTest, AskingForTheNumberChoosesAnew) {
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{7});
+  fake_.slots = {{.id = 9}};
+  EXPECT_EQ(slots_.Check(7), CKR_OK);
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{9});
+}
+
+TEST_F(SlotsTest, SlotInfoFailureLeavesTheRecordAlone) {
+  CK_SLOT_INFO info = {};
+  info.flags = 77;
+  EXPECT_EQ(slots_.GetSlotInfo(8, &info), CKR_SLOT_ID_INVALID);
+  fake_.FailNext("C_GetSlotInfo", CKR_DEVICE_ERROR);
+  EXPECT_EQ(slots_.GetSlotInfo(7, &info), CKR_DEVICE_ERROR);
+  EXPECT_EQ(info.flags, 77u);
+}
+
+TEST_F(SlotsTest, DescriptionIsTheReaderNamePaddedWithBlanks) {
+  config_.reader_name = "Reader B";
+  EXPECT_EQ(Description(), Padded("Reader B", 64));
+}
+
+TEST_F(SlotsTest, DescriptionWithoutReaderNameIsTheModulesPaddedWithBlanks) {
+  fake_.slots[0].description = "NUL padded";
+  fake_.slots[0].padding = 0;
+  EXPECT_EQ(Description(), Padded("NUL padded", 64));
+}
+
+TEST_F(SlotsTest, LabelWithAFirstWordStays) {
+  fake_.slots[0].label = "4711 0815";
+  EXPECT_EQ(Label(), Padded("4711 0815", 32));
+}
+
+TEST_F(SlotsTest, LabelWithoutFirstWordGetsTheSerialNumberInFront) {
+  fake_.slots[0].serial = "SN5";
+  fake_.slots[0].label = "";
+  EXPECT_EQ(Label(), Padded("SN5", 32));
+  fake_.slots[0].label = "  my card";
+  EXPECT_EQ(Label(), Padded("SN5 my card", 32));
+  fake_.slots[0].label = "\tcard";
+  EXPECT_EQ(Label(), Padded("SN5 card", 32));
+  fake_.slots[0].label = "";
+  fake_.slots[0].padding = 0;
+  EXPECT_EQ(Label(), Padded("SN5", 32));
+  fake_.slots[0].label = " " + std::string(31, 'x');
+  EXPECT_EQ(Label(), "SN5 " + std::string(28, 'x'));
+}
+
+TEST_F(SlotsTest, TokenInfoFailureIsPassedOn) {
+  EXPECT_EQ(slots_.Check(7), CKR_OK);
+  fake_.FailNext("C_GetTokenInfo", CKR_TOKEN_NOT_PRESENT);
+  CK_TOKEN_INFO info = {};
+  EXPECT_EQ(slots_.GetTokenInfo(7, &info), CKR_TOKEN_NOT_PRESENT);
+  EXPECT_EQ(slots_.GetTokenInfo(8, &info), CKR_SLOT_ID_INVALID);
+}
+
+TEST_F(SlotsTest, MechanismsFillTheCallersListOnlyWhenTheyFit) {
+  std::array<CK_MECHANISM_TYPE, 3> list = {1, 2, 3};
+  CK_ULONG count = 3;
+  EXPECT_EQ(slots_.GetMechanismList(7, list.data(), &count), CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(count, 4u);
+  EXPECT_EQ(list[0], 1u);
+  std::array<CK_MECHANISM_TYPE, 4> all = {};
+  EXPECT_EQ(slots_.GetMechanismList(7, all.data(), &count), CKR_OK);
+  EXPECT_EQ(all[3], CKM_ECDH1_DERIVE);
+  EXPECT_EQ(slots_.GetMechanismList(8, all.data(), &count), CKR_SLOT_ID_INVALID);
+}
+
+TEST_F(SlotsTest, MechanismCountThatCannotBeTrueIsNotBelieved) {
+  std::vector<CK_MECHANISM_TYPE> mechanisms;
+  fake_.claimed_excess = CK_ULONG{1} << 50;
+  EXPECT_EQ(ReadMechanisms(functions_, 7, &mechanisms), CKR_DEVICE_ERROR);
+}
+
+TEST_F(SlotsTest, MechanismCountBeyondTheRoomIsNotBelieved) {
+  functions_.C_GetMechanismList = [](CK_SLOT_ID, CK_MECHANISM_TYPE* list, CK_ULONG* count) {
+    *count = list == nullptr ? 1 : 5;
+    return CK_RV{CKR_OK};
+  };
+  std::vector<CK_MECHANISM_TYPE> mechanisms;
+  EXPECT_EQ(ReadMechanisms(functions_, 7, &mechanisms), CKR_DEVICE_ERROR);
+}
+
+TEST_F(SlotsTest, ListThatGrowsInBetweenIsReadAgain) {
+  fake_.FailNext("C_GetMechanismList", CKR_OK);
+  fake_.FailNext("C_GetMechanismList", CKR_BUFFER_TOO_SMALL);
+  std::vector<CK_MECHANISM_TYPE> mechanisms;
+  EXPECT_EQ(ReadMechanisms(functions_, 7, &mechanisms), CKR_OK);
+  EXPECT_EQ(mechanisms.size(), 4u);
+}
+
+TEST(TextFieldTest, TextIsCutWhereACharacterEnds) {
+  std::array<CK_UTF8CHAR, 4> field = {};
+  SetField(field, "abc\u00fc");
+  EXPECT_EQ(std::string(field.begin(), field.end()), "abc ");
+  SetField(field, "ab\u00fc");
+  EXPECT_EQ(std::string(field.begin(), field.end()), "ab\u00fc");
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter

@@ -1,0 +1,61 @@
+// A session of the adapter's own on which a caller's private-key operations run.
+#ifndef KELVRIN_ADAPTER_WORKER_SESSION_H_
+#define KELVRIN_ADAPTER_WORKER_SESSION_H_
+
+#include <p11-kit/pkcs11.h>
+
+namespace kelvrin::adapter {
+
+// Many modules leave an operation open after a failed C_Sign and refuse the next one; a session
+// that can be closed at any time has no such past. The login state is the token's, so a worker is
+// logged in when its caller is. Opened when first needed. The owner closes it: there is no
+// destructor that would, since the session may be gone with the module.
+class WorkerSession {
+ public:
+  // The worker of a caller's session, which was opened on `slot` with `flags`.
+  WorkerSession(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, CK_FLAGS flags)
+      : inner_(&inner), slot_(slot), flags_(flags) {}
+
+  // Starts an operation: opens the worker when it is closed and hands its handle to `start`. When
+  // that finds an operation still active or the session gone, closes, opens and tries once more. On
+  // failure the worker is closed.
+  template <typename Start>
+  CK_RV Begin(const Start& start) {
+    const bool was_open = is_open();
+    CK_RV result = TryBegin(start);
+    if (was_open && IsStale(result)) result = TryBegin(start);
+    return result;
+  }
+
+  // Ends whatever is going on.
+  void Close();
+
+  bool is_open() const { return handle_ != CK_INVALID_HANDLE; }
+  CK_FLAGS flags() const { return flags_; }
+  CK_SESSION_HANDLE handle() const { return handle_; }
+
+ private:
+  static bool IsStale(CK_RV result) {
+    return result == CKR_OPERATION_ACTIVE || result == CKR_SESSION_HANDLE_INVALID ||
+           result == CKR_SESSION_CLOSED;
+  }
+
+  template <typename Start>
+  CK_RV TryBegin(const Start& start) {
+    CK_RV result = Open();
+    if (result == CKR_OK) result = start(handle_);
+    if (result != CKR_OK) Close();
+    return result;
+  }
+
+  CK_RV Open();
+
+  const CK_FUNCTION_LIST* inner_;
+  CK_SLOT_ID slot_;
+  CK_FLAGS flags_;
+  CK_SESSION_HANDLE handle_ = CK_INVALID_HANDLE;
+};
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_WORKER_SESSION_H_
