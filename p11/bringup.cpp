@@ -11,24 +11,27 @@
 
 namespace {
 
+// Bytes that a CKA_LABEL is read into.
+constexpr size_t kLabelRoom = 2048;
+
 // Walks the slots for the first whose description contains the reader name. Without a match the
 // last one is taken, deliberately and without a word: a card in another reader still works.
-CK_SLOT_ID FindReaderSlot(CK_FUNCTION_LIST_PTR p11, const CK_SLOT_ID* slots, CK_ULONG count,
-                          CK_ULONG allocated, const char* reader_name) {
-  CK_SLOT_ID slot = 0;
+void FindReaderSlot(CK_FUNCTION_LIST_PTR p11, const CK_SLOT_ID* slots, CK_ULONG count,
+                    CK_ULONG allocated, const char* reader_name, CK_SLOT_ID* slot) {
+  *slot = 0;
+  // Counted in 32 bits, as the log shows the number.
   for (int32_t i = 0; i < static_cast<int32_t>(count); ++i) {
     // The module may report more slots than it did when the array was made.
     if (static_cast<CK_ULONG>(i) >= allocated) break;
-    slot = slots[i];
+    *slot = slots[i];
     char description[kSlotDescriptionSize + 1] = {};
-    const CK_RV rv = get_reader_name(p11, slot, description);
+    const CK_RV rv = get_reader_name(p11, *slot, description);
     if (rv != CKR_OK) p11_error("get_reader_name", rv);
     if (strstr(description, reader_name) != nullptr) {
       os_log(OS_LOG_DEFAULT, "Kartenlesername '%{public}s' gefunden.", reader_name);
       break;
     }
   }
-  return slot;
 }
 
 // Lists the slots and chooses one; returns one of init's own codes on failure.
@@ -45,7 +48,7 @@ CK_RV ChooseSlot(CK_FUNCTION_LIST_PTR p11, const char* reader_name, CK_SLOT_ID* 
 
   const bool named = reader_name != nullptr && reader_name[0] != '\0';
   if (named) {
-    *slot = FindReaderSlot(p11, slots, count, allocated, reader_name);
+    FindReaderSlot(p11, slots, count, allocated, reader_name, slot);
   } else if (count >= 2) {
     os_log_error(OS_LOG_DEFAULT, "Kartenlesername nicht definiert.");
     return INIT_ERR_READER_NAME;
@@ -95,7 +98,7 @@ CK_RV init(const char* module_path, void** module, CK_FUNCTION_LIST_PTR* p11, CK
 // Copies an object's CKA_LABEL.
 CK_RV get_label(CK_FUNCTION_LIST_PTR p11, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                 char* label) {
-  CK_BYTE value[2048] = {};
+  CK_BYTE value[kLabelRoom] = {};
   CK_ATTRIBUTE attribute = {CKA_LABEL, value, sizeof(value)};
   const CK_RV rv = p11->C_GetAttributeValue(session, object, &attribute, 1);
   if (rv != CKR_OK) {

@@ -1,8 +1,11 @@
 // Brings a PKCS#11 module from a file path to an open session on the configured reader's slot,
-// and answers small questions about slots, tokens, objects and sessions. Keeps no state.
+// and answers small questions about slots, tokens, objects and sessions. Keeps no state and takes
+// no lock: the calls for one module come from one thread at a time. Failed calls of the module are
+// logged through p11_error. list_slots and get_reader_name live in slots.cpp.
 #pragma once
 
 #include <p11-kit/pkcs11.h>
+#include <stddef.h>
 
 // Results of init that lie outside the standard's codes.
 constexpr CK_RV INIT_ERR_MODULE = 0x900;       // the module could not be loaded
@@ -16,12 +19,13 @@ constexpr size_t kLabelSize = 128;           // get_label
 constexpr size_t kCardNumberSize = 32;       // get_card_no
 
 // Brings the module up: loads it when *module is null, initialises it, chooses the slot and opens
-// a read-write session. May be called again with the same variables; never cleans up, on any path.
+// a read-write session. May be called again with the same variables; never cleans up, on any path,
+// and keeps the array of slots it made each time.
 //   module_path  full path of the module's library; used only when *module is null.
 //   module       in/out: module handle, owned by the caller.
 //   p11          in/out: function list; written when the module is loaded.
-//   slot         out: the chosen slot.
-//   session      out: the opened session.
+//   slot         out: the chosen slot; means nothing after a failure.
+//   session      out: the opened session; means nothing after a failure.
 //   reader_name  text to find in a slot's description; empty or null means no name.
 // Returns CKR_OK, C_Initialize's failure, or one of the four codes above. An already initialised
 // module is no failure.

@@ -128,7 +128,7 @@ TEST_F(BringupTest, FailedSlotListsAreLoggedAndIgnored) {
                          "error: Keine Slots gefunden."));
 }
 
-TEST_F(BringupTest, RefusedSessionGivesTheModulesOwnCodeNoWay) {
+TEST_F(BringupTest, RefusedSessionDoesNotPassTheModulesCodeOn) {
   card_.AddSlot(5, "Reader A").token_present = false;
   EXPECT_EQ(Init(""), 0x902u);
   EXPECT_THAT(Log(),
@@ -195,6 +195,34 @@ TEST_F(BringupTest, DefaultTypeOffKeepsTheErrors) {
   const oslog::Disabled no_progress(OS_LOG_TYPE_DEFAULT);
   EXPECT_EQ(Init(""), 0x901u);
   EXPECT_THAT(Log(), ElementsAre("error: Keine Slots gefunden."));
+}
+
+TEST_F(BringupTest, NoFailureUnloadsTheModule) {
+  scripted::ModuleControl control(SCRIPTED_MODULE_PATH);
+  wrapped::Reset();
+  handle_ = nullptr;
+  const auto bring_up = [&] {
+    return init(SCRIPTED_MODULE_PATH, &handle_, &list_, &slot_, &session_, "");
+  };
+  EXPECT_EQ(bring_up(), 0x901u);
+  void* const loaded = handle_;
+  ASSERT_NE(loaded, nullptr);
+  control->card().AddSlot(5, "Reader A").token_present = false;
+  EXPECT_EQ(bring_up(), 0x902u);
+  control->card().AddSlot(6, "Reader B");
+  EXPECT_EQ(bring_up(), 0x903u);
+  EXPECT_EQ(handle_, loaded);
+  EXPECT_EQ(wrapped::calls().dlopen_count, 1u);
+  EXPECT_EQ(wrapped::calls().dlclose_count, 0u);
+  EXPECT_EQ(control->Count(Function::C_Finalize), 0u);
+  EXPECT_EQ(C_UnloadModule(handle_), CKR_OK);
+}
+
+TEST_F(BringupTest, ModuleWritesTheCallersSession) {
+  card_.AddSlot(5, "Reader A");
+  module_.Return(Function::C_OpenSession, CKR_DEVICE_ERROR, scripted::Effect::kPerform);
+  EXPECT_EQ(Init(""), 0x902u);
+  EXPECT_EQ(module_.At(Function::C_OpenSession).arguments[4].address, &session_);
 }
 
 }  // namespace

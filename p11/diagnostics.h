@@ -8,7 +8,8 @@
 constexpr size_t kMechanismNameLimit = 1024;
 
 // Logs a failed call at default type, when that type is enabled.
-//   what  the function's name or a short text, shown in the place of a function's name.
+//   what  the function's name or a short text, shown in the place of a function's name. A stock
+//         system hides it, and the result's name, as private data.
 //   rv    the result; its low 32 bits are shown in hexadecimal.
 void p11_warn(const char* what, CK_RV rv);
 

@@ -76,6 +76,7 @@ TEST_F(KeyAgreementTest, DerivesWithAnEmptyTemplateAndReadsTheValue) {
   card_.derived_secret.bytes = {5, 6, 7};
   EXPECT_EQ(Derive(), CKR_OK);
   const scripted::Call derivation = module_.At(Function::C_DeriveKey);
+  EXPECT_EQ(derivation.arguments[0].number, kSession);
   EXPECT_EQ(derivation.arguments[1].number, 0x1050u);
   EXPECT_EQ(derivation.arguments[2].number, kKey);
   EXPECT_EQ(derivation.arguments[3].address, nullptr);

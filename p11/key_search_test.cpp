@@ -196,4 +196,17 @@ TEST_P(KeySearchTest, StandardOutputComesStepByStep) {
   EXPECT_THAT(written, ElementsAre(kind_.searching, std::string(kind_.searching) + kind_.started));
 }
 
+TEST_P(KeySearchTest, FirstHandleIsHandedOutWhateverTheCountSays) {
+  const CK_OBJECT_HANDLE key = card_.AddObject(kind_.object_class, id_).handle;
+  card_.claimed_found = 0;
+  EXPECT_EQ(Find(), CKR_OK);
+  EXPECT_EQ(key_, key);
+  EXPECT_THAT(Log(), ElementsAre(kind_.none_found));
+  recorder_.clear();
+  card_.claimed_found = 0x100000000;
+  EXPECT_EQ(Find(), CKR_OK);
+  EXPECT_EQ(stdout_, Found("0"));
+  EXPECT_THAT(Log(), IsEmpty());
+}
+
 }  // namespace

@@ -110,8 +110,10 @@ TEST_F(LoaderTest, FailedFunctionListAndFailedCloseStillFreeTheRecord) {
   EXPECT_EQ(stderr_, "C_GetFunctionList failed 2");
   EXPECT_EQ(wrapped::calls().dlclose_count, 1u);
   EXPECT_TRUE(wrapped::calls().callocs[0].freed);
+  void* const library = wrapped::calls().dlopen_result;
   wrapped::Reset();
   EXPECT_TRUE(IsLoaded(SCRIPTED_FAILING_PATH));
+  EXPECT_EQ(dlclose(library), 0);
 }
 
 TEST_F(LoaderTest, LoadsLazilyAndHandsOutTheModulesList) {
@@ -166,6 +168,13 @@ TEST_F(LoaderTest, UnloadClosesTheLibraryFreesTheRecordAndFinalizesNothing) {
   EXPECT_EQ(wrapped::calls().dlclose_library, wrapped::calls().dlopen_result);
   EXPECT_TRUE(wrapped::calls().callocs[0].freed);
   EXPECT_THAT(control->Names(), ElementsAre("C_GetFunctionList"));
+}
+
+TEST_F(LoaderTest, UnloadDoesNotClearTheMagicFirst) {
+  void* module = Load(SCRIPTED_MODULE_PATH);
+  ASSERT_NE(module, nullptr);
+  EXPECT_EQ(Unload(module), CKR_OK);
+  EXPECT_EQ(wrapped::calls().callocs[0].start, 0xD00BED00u);
 }
 
 TEST_F(LoaderTest, UnloadedLibraryIsGone) {

@@ -7,6 +7,9 @@
 
 namespace {
 
+// Bytes that any attribute but a certificate's value is read into.
+constexpr CK_ULONG kAttributeRoom = 1024;
+
 // The bytes an attribute can have: a module that claims more than the room it was offered lies.
 CK_ULONG BytesRead(const CK_ATTRIBUTE& attribute, CK_ULONG room) {
   return attribute.ulValueLen < room ? attribute.ulValueLen : room;
@@ -70,7 +73,8 @@ CK_RV get_mechanism_list(CK_FUNCTION_LIST_PTR p11, CK_SESSION_HANDLE session, CK
   CK_ATTRIBUTE query = {CKA_ALLOWED_MECHANISMS, value, sizeof(value)};
   const CK_RV rv = p11->C_GetAttributeValue(session, key, &query, 1);
   if (rv != CKR_OK) {
-    // The neighbour's text, deliberately reused: the log knows one line for attribute reads.
+    // The neighbour's text, deliberately reused: one line for the reads that decide what a key
+    // supports.
     p11_error("C_GetAttributeValue: is_attr_supported", rv);
     return rv;
   }

@@ -1,13 +1,14 @@
 // Finds and reads objects on the card: certificates, the keys under a CKA_ID, usage flags and
-// allowed mechanisms. Keeps no state. Every search is left open on the session.
+// allowed mechanisms. Keeps no state and takes no lock; every search is left open on the session,
+// and two must not run on one session at a time. Failed calls of the module are logged through
+// p11_error. The key searches live in key_search.cpp.
 #pragma once
 
 #include <p11-kit/pkcs11.h>
 
-// Sizes in bytes of CertInfo's fields and of the buffers its attributes are read into.
+// Sizes in bytes of CertInfo's fields.
 constexpr CK_ULONG kCertFieldSize = 512;
 constexpr CK_ULONG kCertValueSize = 4096;
-constexpr CK_ULONG kAttributeRoom = 1024;
 
 // A certificate's attributes. The order of the fields matters: a label or an ID of more than 512
 // bytes runs on into the fields behind it.
@@ -28,12 +29,14 @@ struct CertInfo {
 CK_RV get_cert_info(CK_FUNCTION_LIST_PTR p11, CK_SESSION_HANDLE session,
                     CK_OBJECT_HANDLE certificate, CertInfo* info);
 
-// Finds the first public key with a CKA_ID.
+// Finds the first public key with a CKA_ID. Says on standard output how the search goes, and in the
+// log, as an error, when there is no such key.
 //   p11      function list.
 //   session  open session.
 //   id       CKA_ID bytes, borrowed for the call.
 //   id_len   their number.
 //   key      receives the first match, or CK_INVALID_HANDLE when there is none: that too is CKR_OK.
+//            Untouched on failure.
 // Returns the failing search call's result, or CKR_OK.
 CK_RV get_pub_key(CK_FUNCTION_LIST_PTR p11, CK_SESSION_HANDLE session, const CK_BYTE* id,
                   CK_ULONG id_len, CK_OBJECT_HANDLE* key);

@@ -85,6 +85,6 @@ const char* Name(CK_MECHANISM_TYPE mechanism) {
 
 // Copies the standard's name of a mechanism into a buffer.
 size_t mech_to_str(CK_MECHANISM_TYPE mechanism, char* name) {
-  // The size is a constant whatever the buffer: no name comes near either, and callers rely on it.
+  // The size is a constant whatever the buffer: no name comes near either.
   return strlcpy(name, Name(mechanism), kMechanismNameLimit);
 }

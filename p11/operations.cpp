@@ -97,7 +97,7 @@ CK_RV derive_key(CK_FUNCTION_LIST* p11, CK_SESSION_HANDLE session, CK_OBJECT_HAN
   rv = p11->C_GetAttributeValue(session, derived, &attribute, 1);
   if (rv != CKR_OK) p11_error("C_GetAttributeValue", rv);
   // Written whatever the read said, and as long as the attribute says, deliberately: the result
-  // tells the caller whether the bytes count.
+  // tells the caller whether the bytes count. The module must not leave more than it was offered.
   memcpy(secret, value, attribute.ulValueLen);
   *secret_len = attribute.ulValueLen;
   return rv;

@@ -220,4 +220,15 @@ TEST_F(OperationsTest, NothingIsLoggedWhenTheTypeIsOff) {
   EXPECT_EQ(wrapped::calls().result_name_count, 0u);
 }
 
+TEST_F(OperationsTest, PssRowsMatchTheFullValue) {
+  for (CK_MECHANISM_TYPE mechanism : {0x10000000Eul, 0x100000043ul, ~0ul}) {
+    module_.ForgetCalls();
+    out_length_ = 1024;
+    EXPECT_EQ(Sign(mechanism), CKR_OK);
+    CK_RSA_PKCS_PSS_PARAMS parameters = {};
+    EXPECT_FALSE(TakePssParameters(&parameters)) << mechanism;
+    EXPECT_EQ(module_.At(Function::C_SignInit).arguments[1].number, mechanism);
+  }
+}
+
 }  // namespace

@@ -78,6 +78,17 @@ TEST_F(ReaderChoiceTest, FirstMatchInListOrderWins) {
   EXPECT_EQ(module_.Texts().back(), "C_OpenSession(5, 6, NULL, NULL, out)");
 }
 
+TEST_F(ReaderChoiceTest, SlotIsTheOneAtHandWhileTheWalkRuns) {
+  card_.AddSlot(5, "Reader A");
+  card_.AddSlot(6, "Reader B");
+  std::vector<CK_SLOT_ID> at_hand;
+  module_.Observe([&](const scripted::Call& call) {
+    if (call.function == Function::C_GetSlotInfo) at_hand.push_back(slot_);
+  });
+  EXPECT_EQ(Init("Reader B"), CKR_OK);
+  EXPECT_THAT(at_hand, ElementsAre(5u, 6u));
+}
+
 TEST_F(ReaderChoiceTest, FoundLineShowsTheConfiguredNamePublicly) {
   card_.AddSlot(5, "Reader B 00 00");
   EXPECT_EQ(Init("der B"), CKR_OK);
@@ -233,6 +244,14 @@ TEST_F(ReaderChoiceTest, CountIsTakenAsA32BitInteger) {
   EXPECT_THAT(Walked(), ElementsAre());
   EXPECT_EQ(slot_, 0u);
   EXPECT_THAT(Log(), Contains("default: -2147483647 Slot(s) gefunden.\n"));
+}
+
+TEST_F(ReaderChoiceTest, OnlyTheWalkAndTheLineTakeTheCountAs32Bits) {
+  card_.AddSlot(5, "Reader A");
+  card_.slot_list_answers = {{CKR_OK, 1}, {CKR_OK, 0x100000000, {5}}};
+  EXPECT_EQ(Init(""), 0x903u);
+  card_.slot_list_answers = {{CKR_OK, 1}, {CKR_OK, 0x80000001, {5}}};
+  EXPECT_EQ(Init(""), 0x903u);
 }
 
 }  // namespace

@@ -3,7 +3,8 @@
 
 #include <p11-kit/pkcs11.h>
 
-// list_slots, which see, that also tells how many entries the array has.
+// Like list_slots, and tells how many entries the array has, which the count need not do.
 //   allocated  out: entries of the array.
+// Returns the array; the caller owns it (free).
 CK_SLOT_ID* list_allocated_slots(CK_FUNCTION_LIST_PTR p11, CK_BBOOL token_present, CK_ULONG* count,
                                  CK_ULONG* allocated);

@@ -154,4 +154,19 @@ TEST_F(ReaderNameTest, WhatAFailingModuleWroteIsCopiedAllTheSame) {
   EXPECT_EQ(description_, "Reader A" + std::string(56, ' ') + "##");
 }
 
+TEST_F(ListSlotsTest, CountThatNoCallWritesIsTheCallers) {
+  module_.Return(Function::C_GetSlotList, CKR_DEVICE_ERROR);
+  count_ = 3;
+  const SlotArray slots = List();
+  EXPECT_EQ(count_, 3u);
+  EXPECT_EQ(wrapped::calls().callocs[0].count * wrapped::calls().callocs[0].size, 24u);
+}
+TEST_F(ReaderNameTest, FailureShowsNothingOfTheSlotBefore) {
+  card_.AddSlot(4, "Reader A");
+  module_.ReturnAt(Function::C_GetSlotInfo, 2, CKR_DEVICE_ERROR);
+  EXPECT_EQ(get_reader_name(p11_, 4, description_.data()), CKR_OK);
+  EXPECT_EQ(get_reader_name(p11_, 4, description_.data()), CKR_DEVICE_ERROR);
+  EXPECT_EQ(description_, std::string(64, 0) + "##");
+}
+
 }  // namespace

@@ -3,6 +3,9 @@
 
 #include <errno.h>
 
+#include <algorithm>
+#include <cstring>
+
 namespace {
 
 wrapped::Calls state;
@@ -14,14 +17,17 @@ void CountAllocation() {
 void NoteCalloc(void* address, size_t count, size_t size) {
   constexpr size_t kRoom = sizeof state.callocs / sizeof state.callocs[0];
   if (state.calloc_count < kRoom) {
-    state.callocs[state.calloc_count] = {address, count, size, false};
+    state.callocs[state.calloc_count] = {address, count, size, false, 0};
   }
   ++state.calloc_count;
 }
 
 void NoteFree(const void* address) {
   for (wrapped::Allocation& allocation : state.callocs) {
-    if (address != nullptr && allocation.address == address) allocation.freed = true;
+    if (address == nullptr || allocation.address != address) continue;
+    allocation.freed = true;
+    const size_t kept = std::min(sizeof(allocation.start), allocation.count * allocation.size);
+    std::memcpy(&allocation.start, address, kept);
   }
 }
 

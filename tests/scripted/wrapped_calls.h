@@ -11,6 +11,7 @@ struct Allocation {
   size_t count;  // calloc's two arguments
   size_t size;
   bool freed;
+  unsigned int start;  // its first bytes as they were when it was freed
 };
 
 struct Calls {
