@@ -17,7 +17,7 @@ struct ObjectIdBuffer {
 //   kind  kind byte; the low 8 bits count.
 //   ckaID CKA_ID bytes, copied; null yields nil.
 //   len   their number, may be 0.
-// Returns the object ID of len + 1 bytes, autoreleased, or nil when there is no memory for it.
+// Returns the object ID of len + 1 bytes, autoreleased, or nil when there is no memory for as many.
 NSData *idToData(int kind, const void *ckaID, size_t len);
 
 // Reads the CKA_ID back; the kind is not looked at. An object ID of 513 to 520 bytes runs on into

@@ -1,12 +1,13 @@
 #import "token/ObjectId.h"
 
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
 static_assert(sizeof(ObjectIdBuffer) == 520, "the copy's bound is 512 bytes and the length");
 
 NSData *idToData(int kind, const void *ckaID, size_t len) {
-  if (ckaID == nullptr) return nil;
+  if (ckaID == nullptr || len == SIZE_MAX) return nil;
   auto *buffer = static_cast<CK_BYTE *>(malloc(len + 1));
   if (buffer == nullptr) return nil;
   buffer[0] = static_cast<CK_BYTE>(kind);

@@ -41,7 +41,7 @@ struct Item {
   }
   const void* pointer() const {
     const void* pointer = nullptr;
-    if (size == sizeof(pointer)) memcpy(&pointer, value, sizeof(pointer));
+    if (size == sizeof(pointer)) memcpy(static_cast<void*>(&pointer), value, sizeof(pointer));
     return pointer;
   }
 };
@@ -170,7 +170,8 @@ class ArgumentReader {
 
   Argument text_of(const Item& item, const Conversion& conversion) const {
     std::string spec = "%" + conversion.flags + conversion.width;
-    if (conversion.precision.value_or(-1) >= 0) spec += "." + std::to_string(*conversion.precision);
+    const int precision = conversion.precision.value_or(-1);
+    if (precision >= 0) spec += "." + std::to_string(precision);
     switch (item.kind) {
       case kScalarItem:
         return scalar(item, conversion, spec);

@@ -28,7 +28,8 @@ TEST(Log, LineOfATypeThatIsOffIsNotWrittenEvenWithoutTheTest) {
   const Recorder recorder;
   const Disabled off(OS_LOG_TYPE_DEFAULT);
   uint8_t buffer[] = {0, 0};
-  _os_log_impl(&__dso_handle, OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT, "text", buffer, sizeof(buffer));
+  _os_log_impl(static_cast<void*>(&__dso_handle), OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT, "text",
+               buffer, sizeof(buffer));
   EXPECT_THAT(recorder.lines(), IsEmpty());
 }
 

@@ -1,0 +1,3 @@
+#import <CryptoTokenKit/TKBase.h>
+
+NSString *const TKErrorDomain = @"CryptoTokenKit";

@@ -1,0 +1,4 @@
+#import <CryptoTokenKit/TKSmartCardToken.h>
+
+@implementation TKSmartCard
+@end

@@ -1,0 +1,134 @@
+#import <CryptoTokenKit/TKTokenKeychain.h>
+
+#include <atomic>
+#include <optional>
+#include <string>
+
+#import "platform/linux/ctk/TKHostInterface.h"
+#include "platform/linux/ctk/certificate_details.h"
+
+static std::atomic<bool> labelsFromSubject = true;
+
+// The values of kSecAttrKeyTypeRSA and kSecAttrKeyTypeECSECPrimeRandom.
+static NSString *const kKeyTypeRSA = @"42";
+static NSString *const kKeyTypeEC = @"73";
+
+// A certificate's encoding, owned by the pool.
+static NSData *Encoding(SecCertificateRef certificate) {
+  return [(NSData *)SecCertificateCopyData(certificate) autorelease];
+}
+
+static const uint8_t *Bytes(NSData *data) { return static_cast<const uint8_t *>([data bytes]); }
+
+static NSData *Data(const certificate::Bytes &bytes) {
+  return [NSData dataWithBytes:bytes.data() length:bytes.size()];
+}
+
+NSString *TKCertificateSubjectSummary(SecCertificateRef certificate) {
+  NSData *der = Encoding(certificate);
+  const std::optional<std::string> text = certificate::subject_summary(Bytes(der), [der length]);
+  return text ? [[[NSString alloc] initWithBytes:text->data()
+                                          length:text->size()
+                                        encoding:NSUTF8StringEncoding] autorelease]
+              : nil;
+}
+
+// The label that an item starts with.
+static NSString *InitialLabel(SecCertificateRef certificate) {
+  return labelsFromSubject ? TKCertificateSubjectSummary(certificate) : nil;
+}
+
+@implementation TKTokenKeychainItem
+
+@synthesize objectID = _objectID;
+@synthesize label = _label;
+@synthesize constraints = _constraints;
+
+- (instancetype)initWithObjectID:(TKTokenObjectID)objectID {
+  self = [super init];
+  if (self != nil) _objectID = [objectID copy];
+  return self;
+}
+
+- (void)dealloc {
+  [_objectID release];
+  [_label release];
+  [_constraints release];
+  [super dealloc];
+}
+
+@end
+
+@implementation TKTokenKeychainItem (Host)
+
++ (void)setLabelsFromSubject:(BOOL)enabled {
+  labelsFromSubject = enabled != NO;
+}
+
+@end
+
+@implementation TKTokenKeychainCertificate
+
+@synthesize data = _data;
+
+// Reading is always allowed, everything else never.
+- (instancetype)initWithCertificate:(SecCertificateRef)certificate
+                           objectID:(TKTokenObjectID)objectID {
+  self = [super initWithObjectID:objectID];
+  if (self != nil) {
+    _data = [Encoding(certificate) copy];
+    [self setLabel:InitialLabel(certificate)];
+    [self setConstraints:@{@(TKTokenOperationReadData) : [NSNumber numberWithBool:YES]}];
+  }
+  return self;
+}
+
+- (void)dealloc {
+  [_data release];
+  [super dealloc];
+}
+
+@end
+
+@implementation TKTokenKeychainKey
+
+@synthesize keyType = _keyType;
+@synthesize applicationTag = _applicationTag;
+@synthesize keySizeInBits = _keySizeInBits;
+@synthesize publicKeyData = _publicKeyData;
+@synthesize publicKeyHash = _publicKeyHash;
+@synthesize canDecrypt = _canDecrypt;
+@synthesize canSign = _canSign;
+@synthesize canPerformKeyExchange = _canPerformKeyExchange;
+@synthesize suitableForLogin = _suitableForLogin;
+
+// Without a certificate every property is left to the caller. Nil when the certificate's key is
+// neither RSA nor on an elliptic curve: such a key has no type to publish.
+- (instancetype)initWithCertificate:(SecCertificateRef)certificate
+                           objectID:(TKTokenObjectID)objectID {
+  self = [super initWithObjectID:objectID];
+  if (self == nil || certificate == nullptr) return self;
+  NSData *der = Encoding(certificate);
+  const std::optional<certificate::PublicKey> key =
+      certificate::public_key(Bytes(der), [der length]);
+  if (!key) {
+    [self release];
+    return nil;
+  }
+  [self setKeyType:key->type == certificate::KeyType::kRsa ? kKeyTypeRSA : kKeyTypeEC];
+  [self setKeySizeInBits:key->bits];
+  [self setPublicKeyData:Data(key->data)];
+  [self setPublicKeyHash:Data(key->hash)];
+  [self setLabel:InitialLabel(certificate)];
+  return self;
+}
+
+- (void)dealloc {
+  [_keyType release];
+  [_applicationTag release];
+  [_publicKeyData release];
+  [_publicKeyHash release];
+  [super dealloc];
+}
+
+@end

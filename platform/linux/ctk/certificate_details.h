@@ -1,0 +1,33 @@
+// What keychain items take from a certificate.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace certificate {
+
+using Bytes = std::vector<uint8_t>;
+
+// Whether the bytes are one X.509 certificate in DER, and nothing besides.
+bool is_certificate(const uint8_t* der, size_t size);
+
+// The subject's common name; without one, its organisational unit, organisation or mail address.
+// UTF-8; nothing when the subject has none of them.
+std::optional<std::string> subject_summary(const uint8_t* der, size_t size);
+
+enum class KeyType { kRsa, kEllipticCurve };
+
+struct PublicKey {
+  KeyType type;
+  int bits;    // of the modulus or the curve's order
+  Bytes data;  // PKCS#1 RSAPublicKey, or the uncompressed point 04 X Y
+  Bytes hash;  // SHA-1 of `data`
+};
+
+// Nothing when the key is neither RSA nor on an elliptic curve, or cannot be read.
+std::optional<PublicKey> public_key(const uint8_t* der, size_t size);
+
+}  // namespace certificate

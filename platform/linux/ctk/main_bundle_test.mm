@@ -1,0 +1,197 @@
+#import <Foundation/Foundation.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#import "platform/linux/ctk/MainBundle.h"
+#import "platform/linux/ctk/ctk_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A bundle in a temporary folder; the environment names no language unless a test sets one.
+class MainBundle : public testing::Test {
+ protected:
+  MainBundle() {
+    std::string folder = fs::temp_directory_path() / "main_bundle_test.XXXXXX";
+    root_ = fs::path(mkdtemp(folder.data()));
+    WriteInfo("<key>CFBundleIdentifier</key><string>org.kelvrin.test</string>"
+              "<key>CFBundleExecutable</key><string>Extension</string>");
+    Write("Resources/config.plist", "x");
+    for (const char *name : {"LANGUAGES", "LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(name);
+  }
+  ~MainBundle() override {
+    TKSetMainBundle(nil);
+    setenv("LC_ALL", "C.UTF-8", 1);
+    fs::remove_all(root_);
+  }
+
+  void Write(const std::string &name, const std::string &text) const {
+    const fs::path path = root_ / "X.appex/Contents" / name;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+  }
+  void WriteInfo(const std::string &entries) const {
+    Write("Info.plist", "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>" +
+                            entries + "</dict></plist>");
+  }
+  void WriteStrings(const std::string &language, const std::string &text) const {
+    Write("Resources/" + language + ".lproj/Localizable.strings", "\"KEY\" = \"" + text + "\";\n");
+  }
+  NSString *Path(const std::string &name) const {
+    return [NSString stringWithUTF8String:(root_ / name).c_str()];
+  }
+  NSBundle *Set() const { return TKSetMainBundle(Path("X.appex")); }
+  static std::string Localized() {
+    return TextOf([[NSBundle mainBundle] localizedStringForKey:@"KEY" value:@"" table:nil]);
+  }
+
+  fs::path root_;
+};
+
+TEST_F(MainBundle, MissingFolderChangesNothing) {
+  NSBundle *before = [NSBundle mainBundle];
+  EXPECT_EQ(TKSetMainBundle(Path("none.appex")), nil);
+  EXPECT_EQ([NSBundle mainBundle], before);
+}
+
+TEST_F(MainBundle, FileIsNoBundle) {
+  EXPECT_EQ(TKSetMainBundle(Path("X.appex/Contents/Info.plist")), nil);
+}
+
+TEST_F(MainBundle, FailureKeepsTheBundleSetBefore) {
+  NSBundle *bundle = Set();
+  EXPECT_EQ(TKSetMainBundle(Path("none.appex")), nil);
+  EXPECT_EQ([NSBundle mainBundle], bundle);
+}
+
+TEST_F(MainBundle, FolderWithoutInfoHasNone) {
+  fs::remove(root_ / "X.appex/Contents/Info.plist");
+  NSBundle *bundle = Set();
+  ASSERT_NE(bundle, nil);
+  EXPECT_EQ([[bundle infoDictionary] count], 0U);
+  EXPECT_EQ([bundle executablePath], nil);
+  EXPECT_EQ([bundle bundleIdentifier], nil);
+}
+
+TEST_F(MainBundle, UnreadableInfoIsNone) {
+  Write("Info.plist", "<plist><dict><key>CFBundleExecutable</key>");
+  EXPECT_EQ([[Set() infoDictionary] count], 0U);
+}
+
+TEST_F(MainBundle, ExecutableThatIsNoStringIsNone) {
+  WriteInfo("<key>CFBundleExecutable</key><array/><key>A</key><string>b</string>");
+  EXPECT_EQ(TextOf([Set() objectForInfoDictionaryKey:@"A"]), "b");
+  EXPECT_EQ([Set() executablePath], nil);
+}
+
+TEST_F(MainBundle, MissingResourceIsNil) {
+  Set();
+  EXPECT_EQ([[NSBundle mainBundle] pathForResource:@"none" ofType:@"plist"], nil);
+  EXPECT_EQ([[NSBundle mainBundle] pathForResource:nil ofType:nil], nil);
+}
+
+TEST_F(MainBundle, MissingStringIsItsKeyOrTheValueGiven) {
+  Set();
+  EXPECT_EQ(Localized(), "KEY");
+  NSBundle *bundle = [NSBundle mainBundle];
+  EXPECT_EQ(TextOf([bundle localizedStringForKey:@"KEY" value:@"given" table:nil]), "given");
+  EXPECT_EQ(TextOf([bundle localizedStringForKey:nil value:nil table:nil]), "");
+}
+
+TEST_F(MainBundle, NilRestoresTheRealOne) {
+  NSBundle *before = [NSBundle mainBundle];
+  EXPECT_NE(Set(), before);
+  EXPECT_EQ(TKSetMainBundle(nil), before);
+  EXPECT_EQ([NSBundle mainBundle], before);
+}
+
+TEST_F(MainBundle, ReadsApplesLayout) {
+  NSBundle *bundle = Set();
+  EXPECT_EQ([NSBundle mainBundle], bundle);
+  const std::string root = root_ / "X.appex";
+  EXPECT_EQ(TextOf([bundle bundlePath]), root);
+  EXPECT_EQ(TextOf([bundle resourcePath]), root + "/Contents/Resources");
+  EXPECT_EQ(TextOf([bundle executablePath]), root + "/Contents/MacOS/Extension");
+  EXPECT_EQ(TextOf([bundle bundleIdentifier]), "org.kelvrin.test");
+  EXPECT_EQ(TextOf([bundle objectForInfoDictionaryKey:@"CFBundleExecutable"]), "Extension");
+  EXPECT_EQ(TextOf([bundle pathForResource:@"config" ofType:@"plist"]),
+            root + "/Contents/Resources/config.plist");
+  EXPECT_EQ(TextOf([bundle pathForResource:@"config.plist" ofType:nil]),
+            root + "/Contents/Resources/config.plist");
+}
+
+TEST_F(MainBundle, ResourceThatComesLateIsFound) {
+  NSBundle *bundle = Set();
+  EXPECT_EQ([bundle pathForResource:@"module" ofType:@"dylib"], nil);
+  Write("Resources/module.dylib", "x");
+  EXPECT_NE([bundle pathForResource:@"module" ofType:@"dylib"], nil);
+}
+
+TEST_F(MainBundle, MovedBundleIsReadFromItsNewPlace) {
+  Set();
+  fs::rename(root_ / "X.appex", root_ / "Y.appex");
+  EXPECT_EQ([[NSBundle mainBundle] pathForResource:@"config" ofType:@"plist"], nil);
+  TKSetMainBundle(Path("Y.appex"));
+  EXPECT_EQ(TextOf([[NSBundle mainBundle] pathForResource:@"config" ofType:@"plist"]),
+            (root_ / "Y.appex/Contents/Resources/config.plist").string());
+}
+
+TEST_F(MainBundle, StringsAreEnglishWhereNoLanguageIsNamed) {
+  WriteStrings("de", "Wörter");
+  WriteStrings("en", "words");
+  Set();
+  EXPECT_EQ(Localized(), "words");
+  setenv("LC_ALL", "C.UTF-8", 1);
+  Set();
+  EXPECT_EQ(Localized(), "words");
+}
+
+TEST_F(MainBundle, StringsFollowTheEnvironmentsLanguage) {
+  WriteStrings("de", "Wörter");
+  WriteStrings("en", "words");
+  for (const char *name : {"LANG", "LC_MESSAGES", "LC_ALL"}) {
+    setenv(name, "de_DE.UTF-8", 1);
+    Set();
+    EXPECT_EQ(Localized(), "Wörter") << name;
+    setenv(name, "en_US.UTF-8", 1);
+  }
+  setenv("LANGUAGES", "de", 1);
+  Set();
+  EXPECT_EQ(Localized(), "Wörter");
+}
+
+TEST_F(MainBundle, StringsComeFromTheFirstLanguageThereIs) {
+  WriteStrings("de", "Wörter");
+  WriteStrings("en", "words");
+  setenv("LANGUAGES", "fr;de;en", 1);
+  Set();
+  EXPECT_EQ(Localized(), "Wörter");
+}
+
+TEST_F(MainBundle, StringsOfAForeignLanguageFallBackOnTheDevelopmentRegion) {
+  WriteInfo("<key>CFBundleDevelopmentRegion</key><string>de</string>");
+  WriteStrings("de", "Wörter");
+  WriteStrings("en", "words");
+  setenv("LANG", "fr_FR.UTF-8", 1);
+  Set();
+  EXPECT_EQ(Localized(), "Wörter");
+}
+
+TEST_F(MainBundle, TableOfStringsIsTheFileOfThatName) {
+  Write("Resources/en.lproj/Other.strings", "\"KEY\" = \"other\";");
+  NSBundle *bundle = Set();
+  EXPECT_EQ(TextOf([bundle localizedStringForKey:@"KEY" value:@"" table:@"Other"]), "other");
+}
+
+TEST_F(MainBundle, StringsFileThatDoesNotParseHasNoStrings) {
+  Write("Resources/en.lproj/Localizable.strings", "\"KEY\" = ");
+  Set();
+  EXPECT_EQ(Localized(), "KEY");
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+// An extension's executable for tests: one key, the PIN 1234, and much ado on standard output.
+#import <CryptoTokenKit/CryptoTokenKit.h>
+#include <os/log.h>
+#include <stdio.h>
+#include <unistd.h>
+
+// Both ways that lines reach descriptor 1.
+static void MakeNoise(const char *text) {
+  printf("noise: %s\n", text);
+  fflush(stdout);
+  const ssize_t written = write(STDOUT_FILENO, "noise\n", 6);
+  (void)written;
+}
+
+__attribute__((constructor)) static void OnLoad() { MakeNoise("loaded"); }
+
+static NSError *Failure(NSInteger code, NSString *text) {
+  return [NSError errorWithDomain:TKErrorDomain
+                             code:code
+                         userInfo:@{NSLocalizedDescriptionKey : text}];
+}
+
+@interface NotADriver : NSObject
+@end
+@implementation NotADriver
+@end
+
+@interface NoisyToken : TKSmartCardToken <TKTokenDelegate> {
+ @public
+  BOOL _loggedIn;
+}
+@end
+
+@interface NoisySession : TKSmartCardTokenSession <TKTokenSessionDelegate>
+@end
+
+@interface NoisyAuthentication : TKTokenSmartCardPINAuthOperation {
+ @public
+  NoisyToken *_noisyToken;
+}
+@end
+
+@implementation NoisyAuthentication
+
+- (BOOL)finishWithError:(NSError **)error {
+  _noisyToken->_loggedIn = [[self PIN] isEqual:@"1234"];
+  if (_noisyToken->_loggedIn == NO) {
+    *error = Failure(TKErrorCodeAuthenticationFailed, @"Das ist die falsche PIN für die Karte.");
+  }
+  return _noisyToken->_loggedIn;
+}
+
+@end
+
+@implementation NoisyToken
+
+- (TKTokenSession *)token:(TKToken *)token createSessionWithError:(NSError **)error {
+  (void)error;
+  MakeNoise("session");
+  return [[[NoisySession alloc] initWithToken:token] autorelease];
+}
+
+@end
+
+@implementation NoisySession
+
+- (BOOL)tokenSession:(TKTokenSession *)session
+    supportsOperation:(TKTokenOperation)operation
+             usingKey:(TKTokenObjectID)keyObjectID
+            algorithm:(TKTokenKeyAlgorithm *)algorithm {
+  (void)session;
+  (void)keyObjectID;
+  MakeNoise("supports");
+  return operation == TKTokenOperationSignData &&
+         ([algorithm isAlgorithm:kSecKeyAlgorithmRSASignatureRaw] ||
+          [algorithm isAlgorithm:kSecKeyAlgorithmECDSASignatureDigestX962]);
+}
+
+// A signature is the data backwards.
+- (NSData *)tokenSession:(TKTokenSession *)session
+                signData:(NSData *)dataToSign
+                usingKey:(TKTokenObjectID)keyObjectID
+               algorithm:(TKTokenKeyAlgorithm *)algorithm
+                   error:(NSError **)error {
+  (void)keyObjectID;
+  (void)algorithm;
+  MakeNoise("sign");
+  if (((NoisyToken *)[session token])->_loggedIn == NO) {
+    *error = Failure(TKErrorCodeAuthenticationNeeded, @"PIN");
+    return nil;
+  }
+  os_log(OS_LOG_DEFAULT, "signed %s", "quietly");
+  NSMutableData *reversed = [NSMutableData data];
+  const auto *bytes = static_cast<const uint8_t *>([dataToSign bytes]);
+  for (NSUInteger i = [dataToSign length]; i-- > 0;) [reversed appendBytes:bytes + i length:1];
+  return reversed;
+}
+
+- (TKTokenAuthOperation *)tokenSession:(TKTokenSession *)session
+                 beginAuthForOperation:(TKTokenOperation)operation
+                            constraint:(TKTokenOperationConstraint)constraint
+                                 error:(NSError **)error {
+  (void)operation;
+  (void)constraint;
+  (void)error;
+  NoisyAuthentication *authentication = [[[NoisyAuthentication alloc] init] autorelease];
+  authentication->_noisyToken = (NoisyToken *)[session token];
+  return authentication;
+}
+
+@end
+
+// Makes tokens named after the main bundle, with one key.
+@interface NoisyDriver : TKSmartCardTokenDriver <TKSmartCardTokenDriverDelegate>
+- (NSArray *)items;
+@end
+
+@implementation NoisyDriver
+
+- (TKTokenKeychainKey *)key {
+  TKTokenKeychainKey *key = [[[TKTokenKeychainKey alloc]
+      initWithCertificate:NULL
+                 objectID:[NSData dataWithBytes:"\2\xAB" length:2]] autorelease];
+  [key setLabel:@"Schlüssel\x1b[31m"];
+  [key setKeyType:@"42"];
+  [key setKeySizeInBits:2048];
+  [key setCanSign:YES];
+  [key setConstraints:@{@(TKTokenOperationSignData) : @"PIN"}];
+  return key;
+}
+
+- (NSArray *)items {
+  return [NSArray arrayWithObject:[self key]];
+}
+
+- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
+          createTokenForSmartCard:(TKSmartCard *)smartCard
+                              AID:(NSData *)AID
+                            error:(NSError **)error {
+  (void)driver;
+  (void)error;
+  MakeNoise("token");
+  os_log(OS_LOG_DEFAULT, "a line, %s", "private part");
+  os_log_error(OS_LOG_DEFAULT, "an error line, %s", "private part");
+  NoisyToken *token = [[[NoisyToken alloc] initWithSmartCard:smartCard
+                                                         AID:AID
+                                                  instanceID:[[NSBundle mainBundle] bundlePath]
+                                                 tokenDriver:self] autorelease];
+  [[token keychainContents] fillWithItems:[self items]];
+  return token;
+}
+
+@end
+
+// Publishes its key twice.
+@interface DuplicateDriver : NoisyDriver
+@end
+@implementation DuplicateDriver
+- (NSArray *)items {
+  return [NSArray arrayWithObjects:[self key], [self key], nil];
+}
+@end
+
+// Returns a token that it never initialises, and logs why.
+@interface BareDriver : NoisyDriver
+@end
+@implementation BareDriver
+- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
+          createTokenForSmartCard:(TKSmartCard *)smartCard
+                              AID:(NSData *)AID
+                            error:(NSError **)error {
+  (void)driver;
+  (void)smartCard;
+  (void)AID;
+  (void)error;
+  os_log(OS_LOG_DEFAULT, "trying");
+  os_log_error(OS_LOG_DEFAULT, "no reader, %s", "private part");
+  return [[NoisyToken alloc] autorelease];
+}
+@end

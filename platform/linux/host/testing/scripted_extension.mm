@@ -1,0 +1,234 @@
+#import "platform/linux/host/testing/scripted_extension.h"
+
+#import "platform/linux/ctk/TKHostInterface.h"
+#import "platform/linux/host/foundation.h"
+
+namespace host::testing {
+namespace {
+
+Script *current = nullptr;
+
+NSString *text_of(NSData *data) {
+  return [[[NSString alloc] initWithData:data encoding:NSUTF8StringEncoding] autorelease];
+}
+
+}  // namespace
+
+Script::Script() { current = this; }
+
+Script::~Script() { current = nullptr; }
+
+void Script::note(const std::string &call) {
+  const std::lock_guard lock(mutex_);
+  calls_.push_back(call);
+}
+
+std::vector<std::string> Script::calls() const {
+  const std::lock_guard lock(mutex_);
+  return calls_;
+}
+
+NSError *token_error(NSInteger code, NSString *description) {
+  return [NSError errorWithDomain:TKErrorDomain
+                             code:code
+                         userInfo:@{NSLocalizedDescriptionKey : description}];
+}
+
+TKTokenKeychainKey *key_item(const Bytes &objectID, NSString *label, id constraint) {
+  TKTokenKeychainKey *key =
+      [[[TKTokenKeychainKey alloc] initWithCertificate:NULL
+                                              objectID:to_data(objectID)] autorelease];
+  [key setLabel:label];
+  [key setKeyType:@"42"];
+  [key setKeySizeInBits:2048];
+  [key setCanSign:YES];
+  [key setCanDecrypt:YES];
+  [key setCanPerformKeyExchange:YES];
+  NSMutableDictionary *constraints = [NSMutableDictionary dictionary];
+  for (const int operation : {2, 3, 4}) {
+    [constraints setObject:constraint forKey:[NSNumber numberWithInt:operation]];
+  }
+  [key setConstraints:constraints];
+  return key;
+}
+
+}  // namespace host::testing
+
+using host::to_text;
+using host::testing::current;
+using host::testing::Script;
+using host::testing::token_error;
+
+@implementation ScriptedDriver
+
+- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
+          createTokenForSmartCard:(TKSmartCard *)smartCard
+                              AID:(NSData *)AID
+                            error:(NSError **)error {
+  (void)driver;
+  current->note("createToken");
+  switch (current->token) {
+    case Script::Token::kNil:
+      return nil;
+    case Script::Token::kNilWithError:
+      *error = token_error(TKErrorCodeCorruptedData, @"the card is broken");
+      return nil;
+    case Script::Token::kUninitialised:
+      return [[ScriptedToken alloc] autorelease];
+    case Script::Token::kGood:
+      break;
+  }
+  static int count = 0;
+  ScriptedToken *token =
+      [[ScriptedToken alloc] initWithSmartCard:smartCard
+                                           AID:AID
+                                    instanceID:[NSString stringWithFormat:@"card %d", ++count]
+                                   tokenDriver:self];
+  NSMutableArray *items = [NSMutableArray array];
+  for (const host::Object &item : current->items) [items addObject:(id)item.get()];
+  [[token keychainContents] fillWithItems:items];
+  return [token autorelease];
+}
+
+- (void)tokenDriver:(TKTokenDriver *)driver terminateToken:(TKToken *)token {
+  (void)driver;
+  (void)token;
+  current->note("terminateToken");
+}
+
+@end
+
+@implementation ScriptedToken
+
+- (TKTokenSession *)token:(TKToken *)token createSessionWithError:(NSError **)error {
+  current->note("createSession");
+  switch (current->session) {
+    case Script::Session::kNil:
+      return nil;
+    case Script::Session::kNilWithError:
+      *error = token_error(TKErrorCodeNotImplemented, @"no sessions today");
+      return nil;
+    case Script::Session::kMute:
+      return [[[TKSmartCardTokenSession alloc] initWithToken:token] autorelease];
+    case Script::Session::kGood:
+      break;
+  }
+  return [[[ScriptedSession alloc] initWithToken:token] autorelease];
+}
+
+- (void)token:(TKToken *)token terminateSession:(TKTokenSession *)session {
+  (void)token;
+  (void)session;
+  current->note("terminateSession");
+}
+
+- (void)dealloc {
+  current->note("dealloc token");
+  [super dealloc];
+}
+
+@end
+
+@implementation ScriptedSession
+
+- (BOOL)tokenSession:(TKTokenSession *)session
+    supportsOperation:(TKTokenOperation)operation
+             usingKey:(TKTokenObjectID)keyObjectID
+            algorithm:(TKTokenKeyAlgorithm *)algorithm {
+  (void)operation;
+  (void)keyObjectID;
+  if (current->during_call) current->during_call(to_text([[session token] instanceID]));
+  const std::string target = to_text([[algorithm algorithms] lastObject]);
+  current->note("supports " + target);
+  for (const std::string &supported : current->supported) {
+    if (supported == target) return YES;
+  }
+  return NO;
+}
+
+- (NSData *)run:(const char *)name data:(NSData *)data error:(NSError **)error {
+  if (current->during_call) current->during_call(to_text([[self token] instanceID]));
+  current->note(std::string(name) + " " + to_text(host::testing::text_of(data)));
+  int count = 0;
+  for (const std::string &call : current->calls()) count += call.starts_with(name) ? 1 : 0;
+  return current->operation ? current->operation(count, error) : data;
+}
+
+- (NSData *)tokenSession:(TKTokenSession *)session
+                signData:(NSData *)dataToSign
+                usingKey:(TKTokenObjectID)keyObjectID
+               algorithm:(TKTokenKeyAlgorithm *)algorithm
+                   error:(NSError **)error {
+  (void)session;
+  (void)keyObjectID;
+  (void)algorithm;
+  return [self run:"sign" data:dataToSign error:error];
+}
+
+- (NSData *)tokenSession:(TKTokenSession *)session
+             decryptData:(NSData *)ciphertext
+                usingKey:(TKTokenObjectID)keyObjectID
+               algorithm:(TKTokenKeyAlgorithm *)algorithm
+                   error:(NSError **)error {
+  (void)session;
+  (void)keyObjectID;
+  (void)algorithm;
+  return [self run:"decrypt" data:ciphertext error:error];
+}
+
+- (NSData *)tokenSession:(TKTokenSession *)session
+    performKeyExchangeWithPublicKey:(NSData *)otherPartyPublicKeyData
+                           usingKey:(TKTokenObjectID)objectID
+                          algorithm:(TKTokenKeyAlgorithm *)algorithm
+                         parameters:(TKTokenKeyExchangeParameters *)parameters
+                              error:(NSError **)error {
+  (void)session;
+  (void)objectID;
+  (void)algorithm;
+  current->note("requested size " + std::to_string([parameters requestedSize]));
+  return [self run:"exchange" data:otherPartyPublicKeyData error:error];
+}
+
+- (TKTokenAuthOperation *)tokenSession:(TKTokenSession *)session
+                 beginAuthForOperation:(TKTokenOperation)operation
+                            constraint:(TKTokenOperationConstraint)constraint
+                                 error:(NSError **)error {
+  (void)session;
+  current->note("beginAuth " + std::to_string(operation) + " " + to_text([constraint description]));
+  switch (current->begin) {
+    case Script::Begin::kNil:
+      return nil;
+    case Script::Begin::kNilWithError:
+      *error = token_error(TKErrorCodeBadParameter, @"another constraint, please");
+      return nil;
+    case Script::Begin::kPlain:
+      return [[[TKTokenAuthOperation alloc] init] autorelease];
+    case Script::Begin::kPin:
+    case Script::Begin::kTemplate:
+      break;
+  }
+  ScriptedAuthentication *authentication = [[[ScriptedAuthentication alloc] init] autorelease];
+  if (current->begin == Script::Begin::kTemplate) {
+    [authentication setAPDUTemplate:[NSData dataWithBytes:"\0\x20" length:2]];
+  }
+  return authentication;
+}
+
+@end
+
+@implementation ScriptedAuthentication
+
+- (BOOL)finishWithError:(NSError **)error {
+  current->note("finish " + ([self PIN] == nil ? "without PIN" : to_text([self PIN])));
+  if (current->finish == Script::Finish::kNoWithError) {
+    *error = token_error(TKErrorCodeAuthenticationFailed, @"wrong");
+  }
+  return current->finish == Script::Finish::kYes;
+}
+
+- (void)dealloc {
+  if ([self PIN] != nil) current->note("a PIN outlived its operation");
+  [super dealloc];
+}
+
+@end

@@ -1,0 +1,27 @@
+// A complete bundle of a token extension, for tests to take things away from.
+#pragma once
+
+#include <string>
+
+#include "platform/linux/host/testing/temporary_folder.h"
+
+namespace host::testing {
+
+class TestBundle {
+ public:
+  // With the library at that path as its executable, and this driver class.
+  explicit TestBundle(const std::string& library = "", const std::string& driver_class = "Driver");
+
+  std::string path() const { return folder_ / "Test.appex"; }
+  // A file below Contents.
+  std::string file(const std::string& name) const { return path() + "/Contents/" + name; }
+  void remove(const std::string& name) const { std::filesystem::remove(file(name)); }
+
+  // Rewrites Info.plist with a text replaced; throws when the text is not there.
+  void edit_info(const std::string& text, const std::string& replacement) const;
+
+ private:
+  TemporaryFolder folder_;
+};
+
+}  // namespace host::testing

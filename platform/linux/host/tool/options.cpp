@@ -1,0 +1,80 @@
+#include "platform/linux/host/tool/options.h"
+
+#include <CLI/CLI.hpp>
+
+namespace tokenhost {
+namespace {
+
+constexpr int kWrongUsage = 2;
+
+void add_operation(CLI::App* app, Options* options, host::Operation operation,
+                   const char* description) {
+  CLI::App* command = app->add_subcommand(operation_name(operation), description);
+  command->add_option("--key", options->key, "Object ID in hex, or label")->required();
+  command
+      ->add_option("--algorithm", options->algorithm,
+                   "Key algorithm constant, with or without kSecKeyAlgorithm")
+      ->required();
+  const bool exchange = operation == host::Operation::kKeyExchange;
+  command->add_option("--in", options->input,
+                      exchange ? "File with the other party's public key, 04 X Y (default: "
+                                 "standard input)"
+                               : "File to read (default: standard input)");
+  command->add_option("--out", options->output, "File to write (default: standard output)");
+  if (exchange) {
+    command->add_option("--size", options->size, "Bytes to derive, for algorithms that derive")
+        ->check(CLI::Range(1, 65536))
+        ->capture_default_str();
+    command->add_option("--shared-info", options->shared_info,
+                        "Hex of what goes into the derivation");
+  }
+  command->callback([options, operation] {
+    options->command = Command::kOperation;
+    options->operation = operation;
+  });
+}
+
+void add_global_options(CLI::App* app, Options* options) {
+  app->add_option("--bundle", options->bundle,
+                  "Extension to load (default: KelvrinToken.appex beside this program)");
+  app->add_option("--pin-file", options->pin_file, "File with the PIN (default: ask)");
+  static const std::map<std::string, Log> kLogs = {
+      {"off", Log::kOff}, {"error", Log::kError}, {"default", Log::kDefault}};
+  app->add_option_function<std::string>(
+         "--log", [options](const std::string& name) { options->log = kLogs.at(name); },
+         "Log lines to show on standard error (default: off)")
+      ->check(CLI::IsMember({"off", "error", "default"}));
+  app->add_flag("--show-private", options->show_private, "Show private arguments of log lines");
+}
+
+}  // namespace
+
+std::variant<Options, int> parse(int argc, char** argv) {
+  Options options;
+  CLI::App app("Plays the system to a token extension: inserts its card and uses its keys.",
+               "tokenhost");
+  app.require_subcommand(1);
+  app.fallthrough();
+  add_global_options(&app, &options);
+
+  CLI::App* list = app.add_subcommand("list", "Show the card's keychain items");
+  list->add_flag("--json", options.json, "As JSON");
+  list->callback([&options] { options.command = Command::kList; });
+  CLI::App* supports =
+      app.add_subcommand("supports", "Show which algorithms a key serves, directly or resolved");
+  supports->add_option("KEY", options.key, "Object ID in hex, or label")->required();
+  supports->callback([&options] { options.command = Command::kSupports; });
+  add_operation(&app, &options, host::Operation::kSign, "Sign data");
+  add_operation(&app, &options, host::Operation::kDecrypt, "Decrypt data");
+  add_operation(&app, &options, host::Operation::kKeyExchange, "Agree on a secret");
+  for (CLI::App* command : app.get_subcommands({})) command->fallthrough();
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kWrongUsage;
+  }
+  return options;
+}
+
+}  // namespace tokenhost

@@ -1,0 +1,21 @@
+#include "token/testing/timeline.h"
+
+#include <utility>
+
+#include "platform/linux/log/log_recorder.h"
+
+namespace token_testing {
+
+Timeline::Timeline(scripted::ScriptedModule& module) : module_(module) {
+  module_.Observe([this](const scripted::Call& call) { Note(call.Text()); });
+  oslog::set_sink([this](const oslog::Line& line) { Note(line.typed_text()); });
+}
+
+Timeline::~Timeline() {
+  oslog::set_sink({});
+  module_.Observe({});
+}
+
+std::vector<std::string> Timeline::Take() { return std::exchange(events_, {}); }
+
+}  // namespace token_testing
