@@ -11,7 +11,7 @@ ReadDictionary read_dictionary(const std::string &path, NSDictionary **dictionar
   id root = [NSPropertyListSerialization propertyListWithData:data
                                                       options:NSPropertyListImmutable
                                                        format:&format
-                                                        error:NULL];
+                                                        error:nullptr];
   if (![root isKindOfClass:[NSDictionary class]]) return ReadDictionary::kMalformed;
   *dictionary = root;
   return ReadDictionary::kRead;

@@ -13,14 +13,14 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using testing::key_item;
 using testing::Script;
-using testing::token_error;
+using testing::set_error;
 
 const Bytes kData = {'d', 'a', 't', 'a'};
 
 NSData *signature() { return [NSData dataWithBytes:"signed" length:6]; }
 
 NSData *needs_authentication(NSError **error) {
-  *error = token_error(TKErrorCodeAuthenticationNeeded, @"PIN, please");
+  set_error(error, TKErrorCodeAuthenticationNeeded, @"PIN, please");
   return nil;
 }
 
@@ -102,7 +102,7 @@ TEST_F(RequestTest, AnOperationWithoutResultAndErrorIsACommunicationError) {
 
 TEST_F(RequestTest, AnErrorOfTheTokenIsPassedOnUnchanged) {
   script.operation = [](int, NSError **error) -> NSData * {
-    *error = token_error(TKErrorCodeCorruptedData, @"schief");
+    set_error(error, TKErrorCodeCorruptedData, @"schief");
     return nil;
   };
   const Result<Bytes> result = sign();

@@ -32,8 +32,8 @@ Result<Request> data_to_words(const Request& request, const KeyFacts&) {
 
 // An adaptor from a digest or message to the padded block in words; `pad` makes the block.
 template <typename Pad>
-Adaptor padding_adaptor(std::vector<std::string> algorithms, Pad pad) {
-  return {.algorithms = std::move(algorithms),
+Adaptor padding_adaptor(const std::vector<std::string>& algorithms, Pad pad) {
+  return {.algorithms = algorithms,
           .input = [pad](const Request& request, const KeyFacts& key) -> Result<Request> {
             const Result<Bytes> block = pad(request.data, key);
             if (!block) return block.error();

@@ -14,10 +14,11 @@ static void MakeNoise(const char *text) {
 
 __attribute__((constructor)) static void OnLoad() { MakeNoise("loaded"); }
 
-static NSError *Failure(NSInteger code, NSString *text) {
-  return [NSError errorWithDomain:TKErrorDomain
-                             code:code
-                         userInfo:@{NSLocalizedDescriptionKey : text}];
+static void Fail(NSError **error, NSInteger code, NSString *text) {
+  if (error == nullptr) return;
+  *error = [NSError errorWithDomain:TKErrorDomain
+                               code:code
+                           userInfo:@{NSLocalizedDescriptionKey : text}];
 }
 
 @interface NotADriver : NSObject
@@ -45,7 +46,7 @@ static NSError *Failure(NSInteger code, NSString *text) {
 - (BOOL)finishWithError:(NSError **)error {
   _noisyToken->_loggedIn = [[self PIN] isEqual:@"1234"];
   if (_noisyToken->_loggedIn == NO) {
-    *error = Failure(TKErrorCodeAuthenticationFailed, @"Das ist die falsche PIN für die Karte.");
+    Fail(error, TKErrorCodeAuthenticationFailed, @"Das ist die falsche PIN für die Karte.");
   }
   return _noisyToken->_loggedIn;
 }
@@ -86,7 +87,7 @@ static NSError *Failure(NSInteger code, NSString *text) {
   (void)algorithm;
   MakeNoise("sign");
   if (((NoisyToken *)[session token])->_loggedIn == NO) {
-    *error = Failure(TKErrorCodeAuthenticationNeeded, @"PIN");
+    Fail(error, TKErrorCodeAuthenticationNeeded, @"PIN");
     return nil;
   }
   os_log(OS_LOG_DEFAULT, "signed %s", "quietly");
@@ -119,7 +120,7 @@ static NSError *Failure(NSInteger code, NSString *text) {
 
 - (TKTokenKeychainKey *)key {
   TKTokenKeychainKey *key = [[[TKTokenKeychainKey alloc]
-      initWithCertificate:NULL
+      initWithCertificate:nullptr
                  objectID:[NSData dataWithBytes:"\2\xAB" length:2]] autorelease];
   [key setLabel:@"Schlüssel\x1b[31m"];
   [key setKeyType:@"42"];

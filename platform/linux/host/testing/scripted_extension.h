@@ -44,8 +44,8 @@ class Script {
   std::vector<std::string> calls_;
 };
 
-// A TKErrorDomain error.
-NSError *token_error(NSInteger code, NSString *description);
+// Fills in an error of TKErrorDomain.
+void set_error(NSError **error, NSInteger code, NSString *description);
 
 // A key without certificate: an RSA key of 2048 bits that may do everything, each operation under a
 // constraint. Autoreleased.

@@ -28,15 +28,16 @@ std::vector<std::string> Script::calls() const {
   return calls_;
 }
 
-NSError *token_error(NSInteger code, NSString *description) {
-  return [NSError errorWithDomain:TKErrorDomain
-                             code:code
-                         userInfo:@{NSLocalizedDescriptionKey : description}];
+void set_error(NSError **error, NSInteger code, NSString *description) {
+  if (error == nullptr) return;
+  *error = [NSError errorWithDomain:TKErrorDomain
+                               code:code
+                           userInfo:@{NSLocalizedDescriptionKey : description}];
 }
 
 TKTokenKeychainKey *key_item(const Bytes &objectID, NSString *label, id constraint) {
   TKTokenKeychainKey *key =
-      [[[TKTokenKeychainKey alloc] initWithCertificate:NULL
+      [[[TKTokenKeychainKey alloc] initWithCertificate:nullptr
                                               objectID:to_data(objectID)] autorelease];
   [key setLabel:label];
   [key setKeyType:@"42"];
@@ -57,7 +58,7 @@ TKTokenKeychainKey *key_item(const Bytes &objectID, NSString *label, id constrai
 using host::to_text;
 using host::testing::current;
 using host::testing::Script;
-using host::testing::token_error;
+using host::testing::set_error;
 
 @implementation ScriptedDriver
 
@@ -71,7 +72,7 @@ using host::testing::token_error;
     case Script::Token::kNil:
       return nil;
     case Script::Token::kNilWithError:
-      *error = token_error(TKErrorCodeCorruptedData, @"the card is broken");
+      set_error(error, TKErrorCodeCorruptedData, @"the card is broken");
       return nil;
     case Script::Token::kUninitialised:
       return [[ScriptedToken alloc] autorelease];
@@ -106,7 +107,7 @@ using host::testing::token_error;
     case Script::Session::kNil:
       return nil;
     case Script::Session::kNilWithError:
-      *error = token_error(TKErrorCodeNotImplemented, @"no sessions today");
+      set_error(error, TKErrorCodeNotImplemented, @"no sessions today");
       return nil;
     case Script::Session::kMute:
       return [[[TKSmartCardTokenSession alloc] initWithToken:token] autorelease];
@@ -199,7 +200,7 @@ using host::testing::token_error;
     case Script::Begin::kNil:
       return nil;
     case Script::Begin::kNilWithError:
-      *error = token_error(TKErrorCodeBadParameter, @"another constraint, please");
+      set_error(error, TKErrorCodeBadParameter, @"another constraint, please");
       return nil;
     case Script::Begin::kPlain:
       return [[[TKTokenAuthOperation alloc] init] autorelease];
@@ -221,7 +222,7 @@ using host::testing::token_error;
 - (BOOL)finishWithError:(NSError **)error {
   current->note("finish " + ([self PIN] == nil ? "without PIN" : to_text([self PIN])));
   if (current->finish == Script::Finish::kNoWithError) {
-    *error = token_error(TKErrorCodeAuthenticationFailed, @"wrong");
+    set_error(error, TKErrorCodeAuthenticationFailed, @"wrong");
   }
   return current->finish == Script::Finish::kYes;
 }

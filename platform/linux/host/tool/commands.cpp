@@ -160,10 +160,9 @@ std::optional<Error> run(const Options& options, const StandardOutput& output, c
   const Result<host::HostedExtension> extension = load(options);
   if (!extension) return extension.error();
   InsertedCard card = extension->insert_card();
-  if (card.error()) {
+  if (std::optional<Error> error = card.error()) {
     log.show_errors();
-    Error error = *card.error();
-    error.description = "the set-up of the card failed: " + error.description;
+    error->description = "the set-up of the card failed: " + error->description;
     return error;
   }
   if (options.command == Command::kList) return list(options, card, output);

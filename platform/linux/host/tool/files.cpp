@@ -91,6 +91,7 @@ class TemporaryFile {
   // Each returns errno, or 0.
   int error() const { return error_; }
   int commit(const Bytes& bytes) {
+    if (descriptor_ < 0) return error_;
     if (const int error = write_all(descriptor_, bytes)) return error;
     if (::fchmod(descriptor_, mode_for(target_)) != 0 || ::fsync(descriptor_) != 0 ||
         std::rename(name_.c_str(), target_.c_str()) != 0) {
@@ -156,7 +157,7 @@ std::optional<Error> write_file(const std::string& path, const Bytes& bytes) {
     if (descriptor >= 0) ::close(descriptor);
   } else {
     TemporaryFile file(path);
-    error = file.error() != 0 ? file.error() : file.commit(bytes);
+    error = file.commit(bytes);
   }
   if (error == 0) return std::nullopt;
   return cannot_write(path, error);

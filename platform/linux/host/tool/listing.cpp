@@ -48,6 +48,7 @@ std::string item_text(const Item& item) {
             " bits; can: " + join(capabilities(item)) + "\n";
   }
   std::vector<std::string> constraints;
+  constraints.reserve(item.constraints.size());
   for (const auto& [operation, constraint] : item.constraints) {
     constraints.push_back(std::string(operation_name(operation)) + " " +
                           printable(constraint_text(constraint)));
