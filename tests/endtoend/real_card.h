@@ -1,0 +1,64 @@
+// A real card in a real bundle: SoftHSM2 behind the adapter, and the extension's own classes.
+#pragma once
+
+#import <CryptoTokenKit/CryptoTokenKit.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/linux/log/log_recorder.h"
+#include "tests/card/softhsm_card.h"
+#include "tests/endtoend/verification.h"
+
+@class Token, TokenSession;
+
+namespace endtoend {
+
+// Object IDs of the card's keys.
+NSData *RsaKey();
+NSData *EcKey();
+
+// A target algorithm, autoreleased.
+TKTokenKeyAlgorithm *Algorithm(SecKeyAlgorithm algorithm);
+
+Bytes BytesOf(NSData *data);
+NSData *DataOf(const Bytes &bytes);
+
+// Makes the card, and a copy of the built bundle as the main bundle.
+class RealCard {
+ public:
+  explicit RealCard(const kelvrin::CardOptions &options = {});
+  ~RealCard();
+  RealCard(const RealCard &) = delete;
+  RealCard &operator=(const RealCard &) = delete;
+
+  const kelvrin::SoftHsmCard &card() const { return card_; }
+  const std::filesystem::path &bundle() const { return bundle_; }
+  oslog::Recorder &recorder() { return recorder_; }
+
+  // Inserts the card. The caller owns the token: releasing it removes the card.
+  Token *Insert() __attribute__((ns_returns_retained));
+
+ private:
+  kelvrin::SoftHsmCard card_;
+  const std::filesystem::path bundle_;
+  oslog::Recorder recorder_;
+};
+
+// Has the token make a session, which the caller owns.
+TokenSession *MakeSession(Token *token) __attribute__((ns_returns_retained));
+
+// What the platform asks of a session; nil or NO after a failure.
+BOOL Supports(TokenSession *session, TKTokenOperation operation, NSData *key,
+              SecKeyAlgorithm algorithm);
+BOOL Login(TokenSession *session, const std::string &pin);
+NSData *Sign(TokenSession *session, const Bytes &data, NSData *key, SecKeyAlgorithm algorithm,
+             NSError **error);
+NSData *Decrypt(TokenSession *session, const Bytes &data, NSData *key, SecKeyAlgorithm algorithm,
+                NSError **error);
+
+// Signs a message's SHA-256 digest with the EC key and has OpenSSL verify the signature.
+bool SignsWithEcKey(const RealCard &real, TokenSession *session, const std::string &message);
+
+}  // namespace endtoend
