@@ -7,24 +7,30 @@
 #import "token/KeyAlgorithms.h"
 #import "token/ObjectId.h"
 #import "token/Token.h"
+#import "token/TokenSession.h"
 
 // Mechanisms that a key's list can name at most.
 static const CK_ULONG kMaxMechanisms = 20;
 
 // Reads the usage flags of the public key, which stand for the private key's abilities.
-static BOOL UsageAllows(Token *token, TKTokenOperation operation, CK_OBJECT_HANDLE publicKey) {
+static BOOL UsageAllows(TokenSession *session, TKTokenOperation operation,
+                        CK_OBJECT_HANDLE publicKey) {
   CK_BBOOL flag1 = CK_FALSE;
   CK_BBOOL flag2 = CK_FALSE;
   switch (operation) {
     case TKTokenOperationSignData:
-      is_attr_supported([token p11], [token session], publicKey, CKA_VERIFY, &flag1);
+      is_attr_supported([[session tsToken] p11], [[session tsToken] session], publicKey, CKA_VERIFY,
+                        &flag1);
       return flag1 == CK_TRUE;
     case TKTokenOperationDecryptData:
-      is_attr_supported([token p11], [token session], publicKey, CKA_ENCRYPT, &flag1);
-      is_attr_supported([token p11], [token session], publicKey, CKA_WRAP, &flag2);
+      is_attr_supported([[session tsToken] p11], [[session tsToken] session], publicKey,
+                        CKA_ENCRYPT, &flag1);
+      is_attr_supported([[session tsToken] p11], [[session tsToken] session], publicKey, CKA_WRAP,
+                        &flag2);
       return flag1 == CK_TRUE || flag2 == CK_TRUE;
     case TKTokenOperationPerformKeyExchange:
-      is_attr_supported([token p11], [token session], publicKey, CKA_DERIVE, &flag1);
+      is_attr_supported([[session tsToken] p11], [[session tsToken] session], publicKey, CKA_DERIVE,
+                        &flag1);
       return NO;  // whatever the flag says: key exchange is never offered, as intended
     default:
       return NO;
@@ -32,11 +38,12 @@ static BOOL UsageAllows(Token *token, TKTokenOperation operation, CK_OBJECT_HAND
 }
 
 // Tells whether the algorithm's mechanism is among those the public key allows.
-static BOOL MechanismAllowed(Token *token, CK_OBJECT_HANDLE publicKey,
+static BOOL MechanismAllowed(TokenSession *session, CK_OBJECT_HANDLE publicKey,
                              TKTokenKeyAlgorithm *algorithm) {
   CK_MECHANISM_TYPE mechanisms[kMaxMechanisms] = {};
   CK_ULONG count = kMaxMechanisms;
-  const CK_RV rv = get_mechanism_list([token p11], [token session], publicKey, mechanisms, &count);
+  const CK_RV rv = get_mechanism_list([[session tsToken] p11], [[session tsToken] session],
+                                      publicKey, mechanisms, &count);
   if (rv != CKR_OK) {
     p11_error("get_mechanism_list", rv);
     count = 0;  // nothing was read; the comparison still runs, over nothing
@@ -50,14 +57,16 @@ static BOOL MechanismAllowed(Token *token, CK_OBJECT_HANDLE publicKey,
   return NO;
 }
 
-BOOL KeySupports(Token *token, TKTokenOperation operation, NSData *keyObjectID,
+BOOL KeySupports(TokenSession *session, TKTokenOperation operation, NSData *keyObjectID,
                  TKTokenKeyAlgorithm *algorithm) {
   const ObjectIdBuffer ckaID = dataToId(keyObjectID);
   CK_OBJECT_HANDLE publicKey = CK_INVALID_HANDLE;
-  const CK_RV rv = get_pub_key([token p11], [token session], ckaID.bytes, ckaID.length, &publicKey);
+  const CK_RV rv = get_pub_key([[session tsToken] p11], [[session tsToken] session], ckaID.bytes,
+                               ckaID.length, &publicKey);
   if (rv != CKR_OK) {
     os_log_error(OS_LOG_DEFAULT, "Öff. Schlüssel nicht gefunden.");
     return NO;
   }
-  return UsageAllows(token, operation, publicKey) && MechanismAllowed(token, publicKey, algorithm);
+  return UsageAllows(session, operation, publicKey) &&
+         MechanismAllowed(session, publicKey, algorithm);
 }

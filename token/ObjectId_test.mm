@@ -85,6 +85,11 @@ TEST_F(ObjectIdTest, NoMemoryGivesNil) {
   EXPECT_EQ(BytesOf(idToData(1, &byte, 1)), (Bytes{1, 7}));
 }
 
+TEST_F(ObjectIdTest, MoreBytesThanCanBeCountedGiveNil) {
+  const CK_BYTE byte = 7;
+  EXPECT_EQ(idToData(1, &byte, SIZE_MAX), nil);
+}
+
 TEST_F(ObjectIdTest, LaterChangesOfTheIdDoNotReachTheObjectId) {
   Bytes id = {1, 2, 3};
   NSData *data = idToData(2, id.data(), id.size());

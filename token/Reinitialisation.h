@@ -4,10 +4,11 @@
 
 #import <Foundation/Foundation.h>
 
-@class Token;
+@class TokenSession;
 
 // Runs the bring-up with the token's own module handle, function list, slot and session as they
 // stand. On success the token takes the new four and `initialized` becomes 1; on failure the module
 // is finalised and unloaded, and the token keeps what it had.
+//   tokenSession  the session whose token it is.
 // Returns whether the token is initialised now.
-BOOL Reinitialise(Token *token);
+BOOL Reinitialise(TokenSession *tokenSession);

@@ -6,13 +6,14 @@
 #include "p11/loader.h"
 #import "token/BundleResources.h"
 #import "token/Token.h"
+#import "token/TokenSession.h"
 
-BOOL Reinitialise(Token *token) {
+BOOL Reinitialise(TokenSession *tokenSession) {
   os_log(OS_LOG_DEFAULT, "Token ist NICHT initialisiert, Initialisierung starten...");
-  void *module = [token module];
-  CK_FUNCTION_LIST *p11 = [token p11];
-  CK_SLOT_ID slotID = [token slotID];
-  CK_SESSION_HANDLE session = [token session];
+  void *module = [[tokenSession tsToken] module];
+  CK_FUNCTION_LIST *p11 = [[tokenSession tsToken] p11];
+  CK_SLOT_ID slotID = [[tokenSession tsToken] slotID];
+  CK_SESSION_HANDLE session = [[tokenSession tsToken] session];
   // Another module than the one that the set-up loads, deliberately. It counts only for a token
   // that holds none.
   NSString *path = ModulePath(@"libpkcs11qarn_Vumo_PCSC");
@@ -21,10 +22,10 @@ BOOL Reinitialise(Token *token) {
       init([path UTF8String], &module, &p11, &slotID, &session, ReaderName(configuration));
   // init turns "already initialised" into success itself; the second test is a safeguard.
   if (rv == CKR_OK || rv == CKR_CRYPTOKI_ALREADY_INITIALIZED) {
-    [token setModule:module];
-    [token setP11:p11];
-    [token setSlotID:slotID];
-    [token setSession:session];
+    [[tokenSession tsToken] setModule:module];
+    [[tokenSession tsToken] setP11:p11];
+    [[tokenSession tsToken] setSlotID:slotID];
+    [[tokenSession tsToken] setSession:session];
     initialized = 1;
     return YES;
   }
@@ -37,7 +38,7 @@ BOOL Reinitialise(Token *token) {
   if (module != nullptr) {
     // The token's handle and not the one that init returned, deliberately: a module loaded just now
     // stays loaded. The token's properties stay too, though a handle of its own is gone now.
-    C_UnloadModule([token module]);
+    C_UnloadModule([[tokenSession tsToken] module]);
     os_log(OS_LOG_DEFAULT, "(end) C_UnloadModule aufgerufen.");
   }
   return NO;

@@ -192,7 +192,7 @@ TEST_F(ReinitialisationTest, TheBringUpIsEnteredWithTheTokensValues) {
     return CK_RV{CKR_OK};
   };
   void *module = [token_ module];
-  EXPECT_TRUE(Reinitialise(token_));
+  EXPECT_TRUE(Reinitialise(session_));
   EXPECT_EQ([token_ module], &other);
   EXPECT_EQ([token_ p11], &other);
   EXPECT_EQ([token_ slotID], 21u);
@@ -224,7 +224,8 @@ TEST_F(ReinitialisationTest, TheValuesAreStoredInThisOrder) {
                                                    tokenDriver:(TKSmartCardTokenDriver *)driver()
                                                          error:&error] autorelease];
   [token forget];
-  EXPECT_TRUE(Reinitialise(token));
+  TokenSession *session = [[[TokenSession alloc] initWithToken:token] autorelease];
+  EXPECT_TRUE(Reinitialise(session));
   EXPECT_THAT([token stored], ElementsAre("module", "p11", "slotID", "session"));
 }
 

@@ -37,7 +37,7 @@
   return '1';
 }
 - (const char *)UTF8String {
-  return NULL;
+  return nullptr;
 }
 - (id)copyWithZone:(NSZone *)zone {
   (void)zone;

@@ -95,8 +95,8 @@ static NSData *ResultData(const CardResult &result, NSString *failure, NSError *
             algorithm:(TKTokenKeyAlgorithm *)algorithm {
   (void)session;
   os_log(OS_LOG_DEFAULT, "(BOOL) TKTokenKeyAlgorithm %s", algo_to_str(algorithm));
-  if (!initialized && !Reinitialise([self tsToken])) return NO;
-  return KeySupports([self tsToken], operation, keyObjectID, algorithm);
+  if (!initialized && !Reinitialise(self)) return NO;
+  return KeySupports(self, operation, keyObjectID, algorithm);
 }
 
 // Signs; the signature is returned exactly as the card made it.

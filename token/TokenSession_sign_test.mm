@@ -8,7 +8,6 @@ using scripted::Bytes;
 using scripted::Function;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 class SignTest : public CardRequestTest {

@@ -7,7 +7,6 @@ namespace {
 using scripted::Function;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Not;
 
 const char kFindRsa[] = "C_FindObjectsInit(7, {0x0=0200000000000000, 0x102=01})";
@@ -205,6 +204,13 @@ TEST_F(SupportTest, TheTokensSessionAndListAreReadAtEveryUse) {
   EXPECT_THAT(Calls(), ElementsAre(kFindRsa, kFound, "C_GetAttributeValue(70, 12, {0x10a[1024]})"));
   EXPECT_THAT(vumo().Texts(), ElementsAre("C_GetAttributeValue(71, 12, {0x40000600[1024]})"));
   [token_ setP11:lindel().functions()];
+}
+
+TEST_F(SupportTest, TheTokenIsAskedForTwiceForEachCallOfTheCard) {
+  CountingSession *session = Session([CountingSession class]);
+  session_ = session;
+  EXPECT_TRUE(Signs());
+  EXPECT_EQ([session tokenReads], 6u);  // search, one flag, allowed mechanisms
 }
 
 TEST_F(SupportTest, NoSearchIsFinishedAndNobodyIsLoggedIn) {

@@ -67,7 +67,7 @@
   return _length;
 }
 - (const void *)bytes {
-  return NULL;
+  return nullptr;
 }
 @end
 

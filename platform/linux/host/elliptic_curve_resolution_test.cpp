@@ -174,7 +174,8 @@ TEST_F(EllipticCurveResolution, AnEncryptionIsDecryptedThroughAKeyExchange) {
     for (const std::string variant : {"", "VariableIV"}) {
       const OpensslKey ephemeral = OpensslKey::elliptic_curve();
       FakeBackend backend = agreeing(key);
-      const std::string name = "ECIESEncryption" + kind + variant + "X963SHA256AESGCM";
+      std::string name = "ECIESEncryption";
+      name.append(kind).append(variant).append("X963SHA256AESGCM");
       const Result<Bytes> plaintext =
           run(&backend, key.facts(), Operation::kDecrypt, algorithm_value(name),
               {.data = encrypt_for(key, ephemeral, !variant.empty(), 16, message)});

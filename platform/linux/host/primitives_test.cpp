@@ -11,7 +11,6 @@ namespace host {
 namespace {
 
 using testing::bytes;
-using testing::OpensslKey;
 
 TEST(Padding, AMessageWithoutRoomForPaddingIsRefused) {
   EXPECT_TRUE(pad_pkcs1(Bytes(117), 128));
