@@ -217,7 +217,7 @@ TEST_F(OperationLockTest, LoginAndSupportCheckDoNotWaitForAnOperation) {
                      supportsOperation:TKTokenOperationSignData
                               usingKey:KeyObjectID(kRsaId)
                              algorithm:Algorithm(kSecKeyAlgorithmRSASignatureRaw)]);
-    EXPECT_FALSE([operation finishWithError:NULL]) << "logged in already";
+    EXPECT_FALSE([operation finishWithError:nullptr]) << "logged in already";
   });
   Sign(session_);
   EXPECT_EQ(asked, 1u);

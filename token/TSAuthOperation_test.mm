@@ -62,7 +62,7 @@ class AuthOperationTest : public SessionTest {
     [operation_ setPIN:String(kPin)];
   }
 
-  BOOL Finish() { return [operation_ finishWithError:NULL]; }
+  BOOL Finish() { return [operation_ finishWithError:nullptr]; }
   BOOL FinishWith(NSString *pin) {
     [operation_ setPIN:pin];
     return Finish();
@@ -174,7 +174,7 @@ TEST_F(AuthOperationTest, NoLogLineAndNoOutputHoldsThePinInAnyCase) {
     [session_ tokenSession:session_
         beginAuthForOperation:TKTokenOperationSignData
                    constraint:@"other"
-                        error:NULL];
+                        error:nullptr];
   });
   for (const char *secret : {kPin, "7391", "4682", "3733393134363832"}) {
     EXPECT_FALSE(LogContains(secret));
@@ -223,7 +223,7 @@ TEST_F(AuthOperationTest, ASessionThatOnlyTheOperationHoldsStillLogsIn) {
                  authID:(NSData *)[[[DyingString alloc] initWithDeaths:&deaths] autorelease]];
     [session release];
     [operation setPIN:@"1"];
-    EXPECT_TRUE([operation finishWithError:NULL]);
+    EXPECT_TRUE([operation finishWithError:nullptr]);
     EXPECT_THAT(deaths, IsEmpty());
     [operation autorelease];
   }

@@ -51,7 +51,7 @@ TEST_F(BeginAuthTest, TheRefusedConstraintIsPrivateInTheLog) {
 }
 
 TEST_F(BeginAuthTest, WithoutAnErrorPointerTheRefusalWritesNothing) {
-  EXPECT_EQ(Begin(@"PUK", NULL), nil);
+  EXPECT_EQ(Begin(@"PUK", nullptr), nil);
   EXPECT_THAT(Log(), ElementsAre("error: Constraint ungültig: PUK"));
 }
 
@@ -103,7 +103,7 @@ TEST_F(BeginAuthTest, PinIsAnsweredWithAnOperationAndNotAWord) {
   EXPECT_EQ(error_, untouched);
   EXPECT_THAT(Log(), IsEmpty());
   EXPECT_THAT(Calls(), IsEmpty());
-  EXPECT_NE(Begin(@"PIN", NULL), nil);
+  EXPECT_NE(Begin(@"PIN", nullptr), nil);
 }
 
 TEST_F(BeginAuthTest, TheConstraintIsComparedByItsTextAndKeptAsTheObjectItIs) {
@@ -126,12 +126,12 @@ TEST_F(BeginAuthTest, EveryOperationNumberIsAnsweredAlike) {
     EXPECT_NE([session_ tokenSession:session_
                   beginAuthForOperation:static_cast<TKTokenOperation>(number)
                              constraint:@"PIN"
-                                  error:NULL],
+                                  error:nullptr],
               nil);
     EXPECT_EQ([session_ tokenSession:session_
                   beginAuthForOperation:static_cast<TKTokenOperation>(number)
                              constraint:@"PUK"
-                                  error:NULL],
+                                  error:nullptr],
               nil);
   }
 }
@@ -141,22 +141,22 @@ TEST_F(BeginAuthTest, TheOperationGetsTheReceivingSessionAndNotTheArgument) {
   TSAuthOperation *operation = (TSAuthOperation *)[session_ tokenSession:other
                                                    beginAuthForOperation:TKTokenOperationSignData
                                                               constraint:@"PIN"
-                                                                   error:NULL];
+                                                                   error:nullptr];
   EXPECT_EQ([operation session], session_);
   operation =
       (TSAuthOperation *)[session_ tokenSession:(TKTokenSession *)[[NSObject new] autorelease]
                           beginAuthForOperation:TKTokenOperationSignData
                                      constraint:@"PIN"
-                                          error:NULL];
+                                          error:nullptr];
   EXPECT_EQ([operation session], session_);
 }
 
 TEST_F(BeginAuthTest, EveryRequestGetsAnOperationOfItsOwn) {
-  EXPECT_NE(Begin(@"PIN", NULL), Begin(@"PIN", NULL));
+  EXPECT_NE(Begin(@"PIN", nullptr), Begin(@"PIN", nullptr));
 }
 
 TEST_F(BeginAuthTest, NothingElseIsSetOnTheOperation) {
-  TSAuthOperation *operation = Begin(@"PIN", NULL);
+  TSAuthOperation *operation = Begin(@"PIN", nullptr);
   EXPECT_EQ([operation PIN], nil);
   EXPECT_EQ([operation APDUTemplate], nil);
 }

@@ -174,10 +174,10 @@ TEST_P(RequestTest, EmptyDataStillGoesToTheCard) {
 TEST_P(RequestTest, TheErrorIsWrittenWithoutATestOfThePointer) {
   GTEST_FLAG_SET(death_test_style, "fast");
   card().session_state = CKS_RW_PUBLIC_SESSION;
-  EXPECT_DEATH(RunWith(NULL), "");
+  EXPECT_DEATH(RunWith(nullptr), "");
 }
 
-TEST_P(RequestTest, ASuccessNeedsNoErrorPointer) { EXPECT_NE(RunWith(NULL), nil); }
+TEST_P(RequestTest, ASuccessNeedsNoErrorPointer) { EXPECT_NE(RunWith(nullptr), nil); }
 
 TEST_P(RequestTest, NeitherTheSessionArgumentNorAnotherSessionIsConsulted) {
   argument_ = (TKTokenSession *)[[[NSObject alloc] init] autorelease];
