@@ -1,13 +1,10 @@
-// The whole road through the tokenhost command: the built bundle, the adapter, a real card.
+// Cryptography with a real card through the tokenhost command.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <nlohmann/json.hpp>
 
-#include "platform/linux/host/testing/program.h"
-#include "tests/card/softhsm_card.h"
-#include "tests/endtoend/verification.h"
+#include "tests/endtoend/tokenhost_on_card.h"
 
 namespace endtoend {
 namespace {
@@ -17,26 +14,9 @@ using host::testing::run_program;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr char kRsaKey[] = "0201";
-constexpr char kEcKey[] = "0202";
-
-class TokenhostOnARealCard : public testing::Test {
+class TokenhostOnARealCard : public testing::Test, protected TokenhostOnCard {
  protected:
-  TokenhostOnARealCard() : bundle_(card_.directory() / "KelvrinToken.appex") {
-    std::filesystem::copy(KELVRIN_BUNDLE, bundle_, std::filesystem::copy_options::recursive);
-    std::ofstream(Path("message")) << "a message";
-  }
-
-  std::filesystem::path Path(const std::string& name) const { return card_.directory() / name; }
-
-  // Runs tokenhost with the card's PIN in a file.
-  Outcome Run(const std::vector<std::string>& arguments, const std::string& pin_file = "") {
-    std::vector<std::string> all = {
-        KELVRIN_TOKENHOST, "--bundle", bundle_, "--pin-file",
-        pin_file.empty() ? card_.File("pin").string() : Path(pin_file).string()};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    return run_program(all);
-  }
+  TokenhostOnARealCard() { std::ofstream(Path("message")) << "a message"; }
 
   // Performs a command with a key on a file, into the file "result".
   Outcome Perform(const std::string& command, const std::string& key, const std::string& algorithm,
@@ -61,9 +41,6 @@ class TokenhostOnARealCard : public testing::Test {
     all.insert(all.end(), options.begin(), options.end());
     ASSERT_EQ(run_program(all).status, 0);
   }
-
-  kelvrin::SoftHsmCard card_;
-  std::filesystem::path bundle_;
 };
 
 TEST_F(TokenhostOnARealCard, RefusesAWrongPinAndWritesNothing) {
@@ -90,39 +67,6 @@ TEST_F(TokenhostOnARealCard, RefusesKeyExchangeByTheSupportCheck) {
   const Outcome outcome = Perform("exchange", kEcKey, "ECDHKeyExchangeStandardX963SHA1");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.errors, HasSubstr("not supported by the key"));
-}
-
-TEST_F(TokenhostOnARealCard, NamesWhatTheBundleLacks) {
-  std::filesystem::remove(bundle_ / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.dylib");
-  const Outcome outcome = Run({"list"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_THAT(outcome.errors, HasSubstr("libpkcs11qarn_Lindel_PCSC.dylib"));
-}
-
-TEST_F(TokenhostOnARealCard, ShowsTheErrorLinesOfASetUpThatFails) {
-  // A module that is no library.
-  std::ofstream(bundle_ / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.dylib") << "no library";
-  const Outcome outcome = Run({"list"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("Fehler beim Laden von PKCS11-Modul."));
-  EXPECT_THAT(outcome.errors, HasSubstr("kvdl_dlopen failed: "));
-}
-
-TEST_F(TokenhostOnARealCard, ShowsWhatTheAdapterSaysOfItsConfiguration) {
-  std::ofstream(bundle_ / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf") << "modul = x\n";
-  const Outcome outcome = Run({"list"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("libpkcs11qarn_Lindel_PCSC.conf:1: "));
-}
-
-TEST_F(TokenhostOnARealCard, ListsTheItemsAndNothingElseOnStandardOutput) {
-  const Outcome outcome = Run({"list", "--json"});
-  ASSERT_EQ(outcome.status, 0) << outcome.errors;
-  EXPECT_TRUE(nlohmann::json::accept(outcome.output));
-  EXPECT_THAT(outcome.output, HasSubstr(kRsaKey));
-  EXPECT_THAT(outcome.output, HasSubstr(kEcKey));
-  EXPECT_THAT(outcome.output, Not(HasSubstr("gefunden")));
 }
 
 TEST_F(TokenhostOnARealCard, SignsPkcs1) {
@@ -169,38 +113,6 @@ TEST_F(TokenhostOnARealCard, ShowsNoPinInAnyLine) {
   ASSERT_EQ(outcome.status, 0) << outcome.errors;
   EXPECT_THAT(outcome.errors, HasSubstr("PIN-Verifizierung war erfolgreich."));
   EXPECT_THAT(outcome.errors, Not(HasSubstr(card_.pin())));
-}
-
-TEST_F(TokenhostOnARealCard, LoadsABundleThatWasMovedAndItsExecutableRenamed) {
-  const std::filesystem::path moved = card_.directory() / "elsewhere" / "Renamed.appex";
-  std::filesystem::create_directories(moved.parent_path());
-  std::filesystem::rename(bundle_, moved);
-  bundle_ = moved;
-  std::filesystem::rename(moved / "Contents/MacOS/KelvrinToken", moved / "Contents/MacOS/Other");
-  const std::filesystem::path info = moved / "Contents/Info.plist";
-  const Bytes before = ReadFile(info);
-  std::string text(before.begin(), before.end());
-  const std::string executable = "<key>CFBundleExecutable</key>\n\t<string>KelvrinToken";
-  ASSERT_NE(text.find(executable), std::string::npos);
-  text.replace(text.find(executable), executable.size(),
-               "<key>CFBundleExecutable</key>\n\t<string>Other");
-  std::ofstream(info) << text;
-  const Outcome outcome = Run({"list"});
-  EXPECT_EQ(outcome.status, 0) << outcome.errors;
-  EXPECT_THAT(outcome.output, HasSubstr(kEcKey));
-}
-
-TEST_F(TokenhostOnARealCard, InstantiatesTheClassThatTheBundleNames) {
-  const std::filesystem::path info = bundle_ / "Contents/Info.plist";
-  const Bytes before = ReadFile(info);
-  std::string text(before.begin(), before.end());
-  const std::string named = "<string>TokenDriver</string>";
-  ASSERT_NE(text.find(named), std::string::npos);
-  text.replace(text.find(named), named.size(), "<string>TokenSession</string>");
-  std::ofstream(info) << text;
-  const Outcome outcome = Run({"list"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("TokenSession"));
 }
 
 }  // namespace

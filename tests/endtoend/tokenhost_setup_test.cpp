@@ -1,0 +1,190 @@
+// What tokenhost says of set-ups that fail, and what of cards that it lists.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "tests/endtoend/tokenhost_on_card.h"
+
+namespace endtoend {
+namespace {
+
+using host::testing::Outcome;
+using host::testing::run_program;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+class TokenhostSetUp : public testing::Test, protected TokenhostOnCard {
+ protected:
+  std::filesystem::path Lindel(const std::string& extension) const {
+    return bundle_ / ("Contents/Resources/libpkcs11qarn_Lindel_PCSC" + extension);
+  }
+
+  void ReplaceModule(const std::filesystem::path& library) const {
+    std::filesystem::copy_file(library, Lindel(".dylib"),
+                               std::filesystem::copy_options::overwrite_existing);
+  }
+
+  // Replaces a text in a file of the bundle.
+  void Edit(const std::string& file, const std::string& from, const std::string& to) const {
+    const std::filesystem::path path = bundle_ / "Contents" / file;
+    const Bytes before = ReadFile(path);
+    std::string text(before.begin(), before.end());
+    ASSERT_NE(text.find(from), std::string::npos);
+    std::ofstream(path) << text.replace(text.find(from), from.size(), to);
+  }
+
+  // Lists, which fails, and ends with one sentence that names the bundle and the cause.
+  Outcome ExpectFailure(const std::string& cause) const {
+    Outcome outcome = Run({"list"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors, EndsWith("\ntokenhost: the set-up of the card with " +
+                                         bundle_.string() + " failed: " + cause +
+                                         " (CryptoTokenKit, code -2)\n"));
+    return outcome;
+  }
+};
+
+TEST_F(TokenhostSetUp, NamesWhatTheBundleLacks) {
+  std::filesystem::remove(Lindel(".dylib"));
+  const Outcome outcome = Run({"list"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_THAT(outcome.errors, HasSubstr("libpkcs11qarn_Lindel_PCSC.dylib"));
+}
+
+TEST_F(TokenhostSetUp, FailsWithAModuleThatIsNoLibrary) {
+  std::ofstream(Lindel(".dylib")) << "no library";
+  const Outcome outcome = ExpectFailure("Fehler beim Laden von PKCS11-Modul.");
+  EXPECT_THAT(outcome.errors, AllOf(HasSubstr("kvdl_dlopen failed: "),
+                                    HasSubstr("log error: Fehler beim Initialisieren.\n")));
+}
+
+TEST_F(TokenhostSetUp, FailsWithALibraryThatIsNoModule) {
+  ReplaceModule(SCRIPTED_NO_FUNCTION_LIST_PATH);
+  ExpectFailure("Fehler beim Laden von PKCS11-Modul.");
+}
+
+TEST_F(TokenhostSetUp, FailsWithAModuleThatGivesNoFunctions) {
+  ReplaceModule(SCRIPTED_FAILING_PATH);
+  const Outcome outcome = ExpectFailure("Fehler beim Laden von PKCS11-Modul.");
+  EXPECT_THAT(outcome.errors, HasSubstr("C_GetFunctionList failed "));
+}
+
+TEST_F(TokenhostSetUp, FailsWithoutSlots) {
+  std::ofstream(Lindel(".conf"), std::ios::app) << "token-label = of no token\n";
+  ExpectFailure("Keine Slots gefunden.");
+}
+
+TEST_F(TokenhostSetUp, FailsWithSeveralSlotsAndNoReaderName) {
+  ReplaceModule(kelvrin::SoftHsmCard::Module());
+  Edit("Resources/config.plist", "<string>Kelvrin Reader</string>", "<string></string>");
+  ExpectFailure("Kartenlesername nicht definiert.");
+}
+
+TEST_F(TokenhostSetUp, ShowsWhatTheAdapterSaysOfItsConfiguration) {
+  std::ofstream(Lindel(".conf")) << "modul = x\n";
+  const Outcome outcome = ExpectFailure(
+      "PKCS11 function <private> failed: rv = <private> (0x5); --show-private shows what is "
+      "private");
+  EXPECT_THAT(outcome.errors, HasSubstr("libpkcs11qarn_Lindel_PCSC.conf:1: "));
+  EXPECT_THAT(Run({"--show-private", "list"}).errors,
+              HasSubstr("failed: PKCS11 function C_Initialize failed: rv = CKR_GENERAL_ERROR (0x5) "
+                        "(CryptoTokenKit, code -2)\n"));
+}
+
+TEST_F(TokenhostSetUp, ListsTheItemsAndNothingElseOnStandardOutput) {
+  const Outcome outcome = Run({"list", "--json"});
+  ASSERT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_TRUE(nlohmann::json::accept(outcome.output));
+  EXPECT_THAT(outcome.output, HasSubstr(kRsaKey));
+  EXPECT_THAT(outcome.output, HasSubstr(kEcKey));
+  EXPECT_THAT(outcome.output, Not(HasSubstr("gefunden")));
+}
+
+TEST_F(TokenhostSetUp, LoadsABundleThatWasMovedAndItsExecutableRenamed) {
+  const std::filesystem::path moved = card_.directory() / "elsewhere" / "Renamed.appex";
+  std::filesystem::create_directories(moved.parent_path());
+  std::filesystem::rename(bundle_, moved);
+  bundle_ = moved;
+  std::filesystem::rename(moved / "Contents/MacOS/KelvrinToken", moved / "Contents/MacOS/Other");
+  Edit("Info.plist", "<key>CFBundleExecutable</key>\n\t<string>KelvrinToken",
+       "<key>CFBundleExecutable</key>\n\t<string>Other");
+  const Outcome outcome = Run({"list"});
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_THAT(outcome.output, HasSubstr(kEcKey));
+}
+
+TEST_F(TokenhostSetUp, InstantiatesTheClassThatTheBundleNames) {
+  Edit("Info.plist", "<string>TokenDriver</string>", "<string>TokenSession</string>");
+  const Outcome outcome = Run({"list"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.errors, HasSubstr("TokenSession"));
+}
+
+// How many items of each kind a card's list shows, and their object IDs.
+struct Contents {
+  size_t items = 0;
+  size_t keys = 0;
+  std::set<std::string> object_ids;
+};
+
+Contents list(const TokenhostOnCard& host) {
+  const Outcome outcome = host.Run({"list", "--json"});
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  const auto json = nlohmann::json::parse(outcome.output, nullptr, false);
+  EXPECT_EQ(json.value("instanceID", ""), "4711");
+  EXPECT_EQ(json.value("duplicateObjectIDs", nlohmann::json()), nlohmann::json::array());
+  Contents contents;
+  for (const nlohmann::json& item : json.value("items", nlohmann::json::array())) {
+    ++contents.items;
+    if (item.value("kind", "") == "key") ++contents.keys;
+    contents.object_ids.insert(item.value("objectID", ""));
+  }
+  return contents;
+}
+
+TEST(TokenhostList, OfAnEmptyCardIsEmpty) {
+  const Contents contents = list(TokenhostOnCard({.empty = true}));
+  EXPECT_EQ(contents.items, 0U);
+}
+
+TEST(TokenhostList, EndsWithTheTwentiethCertificate) {
+  const Contents contents = list(TokenhostOnCard({.extra_certificates = 23}));
+  EXPECT_EQ(contents.items, 40U);
+  EXPECT_EQ(contents.keys, 20U);
+  EXPECT_EQ(contents.object_ids.size(), 40U);
+}
+
+TEST(TokenhostList, HasACertificateWithoutKeyAndAKeyItemForIt) {
+  const Contents contents = list(TokenhostOnCard({.lone_certificate = true}));
+  EXPECT_EQ(contents.items, 6U);
+  EXPECT_EQ(contents.keys, 3U);
+  EXPECT_TRUE(contents.object_ids.contains("017F"));
+  EXPECT_TRUE(contents.object_ids.contains("027F"));
+}
+
+// The names of what a program defines.
+std::string symbols(const std::string& program) {
+  const Outcome outcome = run_program({KELVRIN_NM, "--defined-only", program});
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  return outcome.output;
+}
+
+TEST(TokenhostProgram, HasTheExtensionOnlyFromTheBundle) {
+  const std::string host = symbols(KELVRIN_TOKENHOST);
+  const std::string extension = symbols(KELVRIN_BUNDLE "/Contents/MacOS/KelvrinToken");
+  for (const char* name : {"C_LoadModule", "p11_error", "_OBJC_CLASS_TokenDriver"}) {
+    EXPECT_THAT(extension, HasSubstr(name));
+    EXPECT_THAT(host, Not(HasSubstr(name)));
+  }
+  EXPECT_THAT(host, HasSubstr(" T main\n"));
+}
+
+}  // namespace
+}  // namespace endtoend
