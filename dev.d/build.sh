@@ -1,5 +1,5 @@
 # Configures and builds a preset.
-# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+# shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 # build_preset PRESET [TARGET...]
 build_preset() {

@@ -1,5 +1,5 @@
 # Formatter, linter, static analyser, shell checks.
-# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+# shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 sources() { git ls-files -co --exclude-standard -- "$@" | while read -r f; do [ ! -e "$f" ] || echo "$f"; done; }
 

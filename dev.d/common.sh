@@ -1,5 +1,5 @@
 # What the commands share: progress, failures, stages with their times.
-# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+# shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 say() { printf '%s\n' "== $*"; }
 

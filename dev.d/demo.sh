@@ -1,5 +1,5 @@
 # The main job, shown: a card is made and inserted, and OpenSSL verifies what its keys did.
-# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+# shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 rsa_key=0201 # object IDs: kind 2 (key), then the CKA_ID that make-card gives
 ec_key=0202
@@ -81,7 +81,7 @@ dev_demo() {
 
   say "a wrong PIN is refused:"
   echo 000000 >"$demo/wrong-pin"
-  demo_refused 'PIN' --pin-file "$demo/wrong-pin" sign --key "$rsa_key" \
+  demo_refused 'did not accept the PIN' --pin-file "$demo/wrong-pin" sign --key "$rsa_key" \
     --algorithm RSASignatureMessagePKCS1v15SHA256 --in "$demo/message"
   say "key exchange is refused by the support check:"
   demo_refused 'not supported' exchange --key "$ec_key" \
@@ -95,5 +95,6 @@ dev_demo() {
 
 dev_token() {
   [ -e "$demo/tokenhost" ] || fail "there is no demo card yet: run ./dev demo first"
+  cd "$called_from" || exit # files are named as the caller sees them
   demo_host "$@"
 }

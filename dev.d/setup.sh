@@ -1,5 +1,5 @@
 # Installs what the build and the tests need.
-# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+# shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 packages=(
   clang-19 clang-format-19 clang-tidy-19 clang-tools-19 libclang-rt-19-dev lld-19 llvm-19

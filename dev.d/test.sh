@@ -1,5 +1,5 @@
 # All of it: checks, and the tests in every build that finds other faults.
-# shellcheck shell=bash disable=SC2154 # root, logs and demo are dev's
+# shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 passed=0
 failed=0

@@ -4,6 +4,7 @@
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "tests/endtoend/real_card.h"
 #import "token/Token.h"
+#import "token/TokenSession.h"
 
 namespace endtoend {
 namespace {
@@ -73,15 +74,33 @@ TEST(CardContents, EndWithTheTwentiethCertificate) {
   EXPECT_EQ([card.items() count], 40u);
 }
 
-TEST(CardContents, GiveACertificateWithoutKeyAKeyItemThatIsGoodForNothing) {
+TEST(CardContents, GiveACertificateWithoutKeyAKeyItemWithTheFlagsOfTheKeyBefore) {
   InsertedCard card({.lone_certificate = true});
   ASSERT_EQ([card.items() count], 6u);
-  const unsigned char objectID[] = {2, 0x7f};
+  const Bytes objectID = {2, 0x7f};
+  TKTokenKeychainKey *before = nil;  // of the certificate before; none is as good as no flags
+  TKTokenKeychainKey *lone = nil;
+  for (NSUInteger i = 1; i < 6 && lone == nil; i += 2) {
+    TKTokenKeychainKey *key = [card.items() objectAtIndex:i];
+    if (BytesOf([key objectID]) == objectID) {
+      lone = key;
+    } else {
+      before = key;
+    }
+  }
+  ASSERT_NE(lone, nil);
+  EXPECT_EQ([lone canSign], [before canSign]);
+  EXPECT_EQ([lone canDecrypt], [before canDecrypt]);
+  EXPECT_EQ([lone canPerformKeyExchange], [before canPerformKeyExchange]);
+
+  TokenSession *session = MakeSession(card.token());
   NSError *error = nil;
-  TKTokenKeychainKey *key =
-      [[card.token() keychainContents] keyForObjectID:[NSData dataWithBytes:objectID length:2]
-                                                error:&error];
-  EXPECT_NE(key, nil);
+  EXPECT_TRUE(Login(session, card.real().card().pin()));
+  EXPECT_EQ(
+      Sign(session, Sha256("m"), [lone objectID], kSecKeyAlgorithmECDSASignatureDigestX962, &error),
+      nil);
+  EXPECT_EQ([error code], -3);
+  [session release];
 }
 
 }  // namespace

@@ -13,6 +13,9 @@ using testing::Contains;
 using testing::IsSupersetOf;
 using testing::Not;
 
+// What a token's teardown logs.
+constexpr char kFinalised[] = "(dealloc) C_Finalize aufgerufen.";
+
 TEST(CardLifecycle, ReinsertedCardWorksAndWantsThePinAgain) {
   RealCard real;
   for (int round = 0; round < 3; ++round) {
@@ -44,7 +47,7 @@ TEST(CardLifecycle, SessionOutlivesRemovalAndKeepsItsTokenAlive) {
   }
   [session release];
   EXPECT_EQ(initialized, 0);
-  EXPECT_THAT(real.recorder().texts(), Contains("(dealloc) C_Finalize aufgerufen."));
+  EXPECT_THAT(real.recorder().texts(), Contains(kFinalised));
 }
 
 TEST(CardLifecycle, SecondTokenSharesTheModuleAndItsLogin) {
@@ -63,34 +66,44 @@ TEST(CardLifecycle, SecondTokenSharesTheModuleAndItsLogin) {
   [first release];
 }
 
+// Both tokens meet the same card: the configured reader is one, and so is the module.
 TEST(CardLifecycle, RemovingOneCardFinalisesTheOtherWhichComesBackWithThePin) {
   RealCard real;
   Token *removed = real.Insert();
   Token *kept = real.Insert();
   TokenSession *session = MakeSession(kept);
-  ASSERT_TRUE(Login(session, real.card().pin()));
-  ASSERT_TRUE(SignsWithEcKey(real, session, "both are there"));
-
-  [removed release];
-  EXPECT_EQ(initialized, 0);
-  EXPECT_FALSE(SignsWithEcKey(real, session, "the module is finalised under it"));
+  @autoreleasepool {
+    EXPECT_TRUE(Login(session, real.card().pin()));
+    EXPECT_TRUE(SignsWithEcKey(real, session, "both are there"));
+  }
 
   real.recorder().clear();
-  EXPECT_TRUE(Supports(session, TKTokenOperationSignData, EcKey(),
-                       kSecKeyAlgorithmECDSASignatureDigestX962));
-  EXPECT_THAT(real.recorder().texts(),
-              IsSupersetOf({"Token ist NICHT initialisiert, Initialisierung starten...",
-                            "Session erfolgreich initialisiert.", "RETURN YES."}));
-  // The token holds a module, so none is loaded.
-  EXPECT_THAT(real.recorder().texts(), Not(Contains("PKCS11-Modul wurde geladen.")));
-  EXPECT_EQ(initialized, 1);
-  EXPECT_NE([kept session], CK_INVALID_HANDLE);
+  [removed release];
+  EXPECT_THAT(real.recorder().texts(), Contains(kFinalised));
+  EXPECT_EQ(initialized, 0);
+  @autoreleasepool {
+    EXPECT_FALSE(SignsWithEcKey(real, session, "the module is finalised under it"));
+  }
 
-  EXPECT_FALSE(SignsWithEcKey(real, session, "the PIN is needed again"));
-  ASSERT_TRUE(Login(session, real.card().pin()));
-  EXPECT_TRUE(SignsWithEcKey(real, session, "and there it is"));
+  real.recorder().clear();
+  @autoreleasepool {
+    EXPECT_TRUE(Supports(session, TKTokenOperationSignData, EcKey(),
+                         kSecKeyAlgorithmECDSASignatureDigestX962));
+    EXPECT_THAT(real.recorder().texts(),
+                IsSupersetOf({"Token ist NICHT initialisiert, Initialisierung starten...",
+                              "Session erfolgreich initialisiert.", "RETURN YES."}));
+    // The token holds a module, so none is loaded.
+    EXPECT_THAT(real.recorder().texts(), Not(Contains("PKCS11-Modul wurde geladen.")));
+    EXPECT_EQ(initialized, 1);
+    EXPECT_NE([kept session], CK_INVALID_HANDLE);
+
+    EXPECT_FALSE(SignsWithEcKey(real, session, "the PIN is needed again"));
+    EXPECT_TRUE(Login(session, real.card().pin()));
+    EXPECT_TRUE(SignsWithEcKey(real, session, "and there it is"));
+  }
   [session release];
   [kept release];
+  EXPECT_THAT(real.recorder().texts(), Contains(kFinalised));
 }
 
 TEST(CardLifecycle, TokenWithoutAModuleComesUpWithTheSecondOne) {

@@ -16,6 +16,8 @@ using testing::Not;
 
 class TokenhostOnARealCard : public testing::Test, protected TokenhostOnCard {
  protected:
+  using TokenhostOnCard::Run;
+
   TokenhostOnARealCard() { std::ofstream(Path("message")) << "a message"; }
 
   // Performs a command with a key on a file, into the file "result".

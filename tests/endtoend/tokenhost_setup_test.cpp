@@ -20,6 +20,8 @@ using testing::Not;
 
 class TokenhostSetUp : public testing::Test, protected TokenhostOnCard {
  protected:
+  using TokenhostOnCard::Run;
+
   std::filesystem::path Lindel(const std::string& extension) const {
     return bundle_ / ("Contents/Resources/libpkcs11qarn_Lindel_PCSC" + extension);
   }
@@ -43,9 +45,9 @@ class TokenhostSetUp : public testing::Test, protected TokenhostOnCard {
     Outcome outcome = Run({"list"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_THAT(outcome.errors, EndsWith("\ntokenhost: the set-up of the card with " +
-                                         bundle_.string() + " failed: " + cause +
-                                         " (CryptoTokenKit, code -2)\n"));
+    EXPECT_THAT(outcome.errors,
+                EndsWith("\ntokenhost: the set-up of the card with " + bundle_.string() +
+                         " failed: " + cause + " (CryptoTokenKit, code -2)\n"));
     return outcome;
   }
 };
