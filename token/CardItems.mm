@@ -36,7 +36,7 @@ static CK_RV FindCertificates(const Card &card, CK_OBJECT_HANDLE *handles, CK_UL
   return rv;
 }
 
-// Reads the fixed-size text as the platform's string; nil when it is not ASCII.
+// Makes a string of NUL-terminated ASCII; nil when a byte is not ASCII.
 static NSString *AsciiString(const void *text) {
   return [NSString stringWithCString:static_cast<const char *>(text)
                             encoding:NSASCIIStringEncoding];

@@ -15,7 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using token_testing::BytesOf;
 using token_testing::Constraints;
-using token_testing::ErrorLine;
 using token_testing::KeyKind;
 using token_testing::Text;
 
@@ -55,7 +54,6 @@ TEST_F(CardItemsTest, CertificateCostsEightCalls) {
 }
 
 TEST_F(CardItemsTest, SearchesAreNeverFinished) {
-  card_.refuse_second_search = false;
   AddCertificateAndKey({1});
   AddCertificateAndKey({2});
   MakeItems();

@@ -7,6 +7,7 @@ struct AlgorithmName {
 
 #define ALGORITHM(name) {&(name), #name}
 
+// In the order in which they are tried; none stands twice.
 static const AlgorithmName kNames[] = {
     ALGORITHM(kSecKeyAlgorithmECIESEncryptionStandardX963SHA1AESGCM),
     ALGORITHM(kSecKeyAlgorithmECIESEncryptionStandardX963SHA224AESGCM),

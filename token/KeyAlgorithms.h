@@ -11,5 +11,5 @@ constexpr CK_MECHANISM_TYPE kNoMechanism = static_cast<CK_MECHANISM_TYPE>(-1);
 CK_MECHANISM_TYPE get_mechanism(TKTokenKeyAlgorithm* algorithm);
 
 // Returns the name of the platform's constant that the algorithm matches, or "Unknown algorithm".
-// The text is static.
+// The text is static. Stands in KeyAlgorithmNames.mm.
 const char* algo_to_str(TKTokenKeyAlgorithm* algorithm);

@@ -17,7 +17,7 @@ struct KeyFlags {
 //   p11        function list, borrowed.
 //   session    open session.
 //   publicKey  the key's public half, whose attributes decide.
-//   flags      in/out: one record for all keys of a card. A failed read keeps the flag of the key
-//              before, deliberately.
+//   flags      in/out: one record for all keys of a card, all zero before a card's first key. A
+//              failed read keeps the flag of the key before, deliberately.
 void AddCapabilities(TKTokenKeychainKey* key, CK_FUNCTION_LIST* p11, CK_SESSION_HANDLE session,
                      CK_OBJECT_HANDLE publicKey, KeyFlags* flags);

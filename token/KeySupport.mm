@@ -9,7 +9,7 @@
 #import "token/Token.h"
 #import "token/TokenSession.h"
 
-// Mechanisms that a key's list can name at most.
+// Room for a key's allowed mechanisms; a longer list is a failed read.
 static const CK_ULONG kMaxMechanisms = 20;
 
 // Reads the usage flags of the public key, which stand for the private key's abilities.

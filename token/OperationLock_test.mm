@@ -204,8 +204,8 @@ TEST_F(OperationLockTest, AFailedRequestLetsTheNextOneIn) {
   }
 }
 
-// The platform may ask for a login or an algorithm while another request is at the card.
-TEST_F(OperationLockTest, LoginAndSupportCheckDoNotWaitForAnOperation) {
+// The platform may ask for a login, an algorithm or a token while another request is at the card.
+TEST_F(OperationLockTest, LoginSupportCheckAndSetUpDoNotWaitForAnOperation) {
   TSAuthOperation *operation = [[[TSAuthOperation alloc] initWithSession:session_
                                                                   authID:nil] autorelease];
   [operation setPIN:@"1"];
@@ -218,6 +218,7 @@ TEST_F(OperationLockTest, LoginAndSupportCheckDoNotWaitForAnOperation) {
                               usingKey:KeyObjectID(kRsaId)
                              algorithm:Algorithm(kSecKeyAlgorithmRSASignatureRaw)]);
     EXPECT_FALSE([operation finishWithError:nullptr]) << "logged in already";
+    EXPECT_NE([MakeToken() p11], nullptr) << "none of its calls comes here again";
   });
   Sign(session_);
   EXPECT_EQ(asked, 1u);

@@ -7,8 +7,9 @@
 @class TokenSession;
 
 // Runs the bring-up with the token's own module handle, function list, slot and session as they
-// stand. On success the token takes the new four and `initialized` becomes 1; on failure the module
-// is finalised and unloaded, and the token keeps what it had.
+// stand. On success the token takes the new four and `initialized` becomes 1; on failure the
+// function list at hand is finalised and the token's own handle unloaded (a module loaded just now
+// stays loaded); the token keeps its four values, though a handle among them is then gone.
 //   tokenSession  the session whose token it is.
 // Returns whether the token is initialised now.
 BOOL Reinitialise(TokenSession *tokenSession);

@@ -209,6 +209,23 @@ TEST_F(NoModuleTest, AFunctionListWithoutAModuleIsFinalisedAndNothingIsUnloaded)
   Disarm(bare_);
 }
 
+TEST_F(NoModuleTest, AModuleWithoutAFunctionListStaysLoadedThoughTheLogSaysUnloaded) {
+  ReplacedP11 replaced;
+  int other = 0;
+  replaced.init = [&other](const char *, void **module, CK_FUNCTION_LIST **, CK_SLOT_ID *slot,
+                           CK_SESSION_HANDLE *session, const char *) {
+    *module = &other;
+    *slot = 21;
+    *session = 22;
+    return CK_RV{0x900};
+  };
+  EXPECT_FALSE(Signs(session_));
+  EXPECT_THAT(Log(), ElementsAre(kName, kStart, kFailed, kUnloaded));
+  EXPECT_EQ(wrapped::calls().dlclose_count, 0u);
+  EXPECT_THAT(vumo().Names(), IsEmpty());
+  ExpectNothingStored();
+}
+
 TEST_F(NoModuleTest, WithoutAConfigurationASingleSlotWillDo) {
   bundle().Remove("config.plist");
   EXPECT_TRUE(Signs(session_));

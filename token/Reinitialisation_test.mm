@@ -223,6 +223,8 @@ TEST_F(ReinitialisationTest, TheValuesAreStoredInThisOrder) {
                                                            AID:AID()
                                                    tokenDriver:(TKSmartCardTokenDriver *)driver()
                                                          error:&error] autorelease];
+  EXPECT_THAT([token stored], ElementsAre("module", "p11", "slotID", "session",  // cleared first
+                                          "module", "p11", "slotID", "session"));
   [token forget];
   TokenSession *session = [[[TokenSession alloc] initWithToken:token] autorelease];
   EXPECT_TRUE(Reinitialise(session));

@@ -17,8 +17,8 @@
 // Keeps the session and the constraint it began with, both strongly.
 - (instancetype)initWithSession:(TokenSession *)session authID:(NSData *)authID;
 
-// Hands the PIN to the card as it stands. Returns whether the card accepted it; the error is never
-// written.
+// Hands the PIN to the card as it stands. Returns whether the card accepted it: NO without a PIN,
+// and for every result but CKR_OK. The error is never written.
 - (BOOL)finishWithError:(NSError **)error;
 
 @end

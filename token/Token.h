@@ -7,8 +7,8 @@
 
 @class TokenDriver;
 
-// 1 while a token's set-up has completed. One flag for the whole process: another token's set-up
-// or teardown clears it too.
+// 1 once a token's set-up or re-initialisation has succeeded, until any token's set-up starts or
+// any token goes. One flag for the whole process.
 extern CK_BBOOL initialized;
 
 @interface Token : TKSmartCardToken <TKTokenDelegate> {
@@ -25,8 +25,13 @@ extern CK_BBOOL initialized;
 @property (nonatomic, assign) CK_SLOT_ID slotID;          // the card's slot
 @property (nonatomic, assign) CK_SESSION_HANDLE session;  // the one session, shared by all
 
-// Sets the token up. After a failure the receiver comes back without its superclass initialised,
-// or nil when that initialiser failed; the error is never written.
+// Sets the token up.
+//   smartCard    handed to the superclass.
+//   AID          handed to the superclass; may be nil.
+//   tokenDriver  handed to the superclass.
+//   error        never written; may be null.
+// After a failure the receiver comes back without its superclass initialised, or nil when that
+// initialiser failed.
 - (instancetype)initWithSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                       tokenDriver:(TKSmartCardTokenDriver *)tokenDriver

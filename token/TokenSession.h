@@ -12,7 +12,8 @@
 
 @property (readonly, strong) Token *tsToken;  // the token that made the session
 
-// Makes a session of a Token.
+// Makes a session that holds the token, which must be a Token. Returns nil when the superclass
+// does.
 - (instancetype)initWithToken:(TKToken *)token;
 
 // Returns upper-case hexadecimal text, two digits per byte, autoreleased.

@@ -198,6 +198,17 @@ TEST_F(SignTest, TheMechanismsNameGoesIntoAZeroedRoomOf1024Bytes) {
   EXPECT_EQ(names, 1u);
 }
 
+TEST_F(SignTest, TheMechanismIsDecidedBeforeTheAlgorithmIsNamed) {
+  AskedAlgorithm *algorithm = AskedString(@"algid:sign:nobody");
+  algorithm_ = algorithm;
+  Run();
+  const std::vector<std::string> asked = [algorithm asked];
+  ASSERT_THAT(asked, SizeIs(7 + 76));
+  EXPECT_EQ(asked[0], Utf8((NSString *)kSecKeyAlgorithmRSAEncryptionRaw));
+  EXPECT_EQ(asked[6], Utf8((NSString *)kSecKeyAlgorithmECDHKeyExchangeStandardX963SHA1));
+  EXPECT_EQ(asked[7], Utf8((NSString *)kSecKeyAlgorithmECIESEncryptionStandardX963SHA1AESGCM));
+}
+
 TEST_F(SignTest, OnlyAnErrorLineNamesAResult) {
   Run();
   EXPECT_EQ(wrapped::calls().result_name_count, 0u);

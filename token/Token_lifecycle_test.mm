@@ -1,6 +1,7 @@
 // Sessions, teardown, and several tokens.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#import <objc/runtime.h>
 
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "token/Token.h"
@@ -176,6 +177,15 @@ TEST_F(TokenLifecycleTest, SuperclassIsTornDownLast) {
   ASSERT_NE([token p11], nullptr);
   [token release];
   EXPECT_TRUE(gone);
+}
+
+TEST_F(TokenLifecycleTest, TeardownReleasesADriverThatTheTokenHolds) {
+  Token *token = MakeToken();
+  NSObject *driver = [[[NSObject alloc] init] autorelease];
+  object_setIvar(token, class_getInstanceVariable([Token class], "_driver"), [driver retain]);
+  EXPECT_EQ([driver retainCount], 2u);
+  Release(token);
+  EXPECT_EQ([driver retainCount], 1u);
 }
 
 TEST_F(TokenLifecycleTest, TeardownUnloadsTheTokensOwnModule) {
