@@ -42,7 +42,8 @@ dev_coverage() {
   while IFS= read -r binary; do objects+=(-object "$binary"); done < <(
     find build/coverage -type f \( -name '*_test' -o -name KelvrinToken -o -name '*.dylib' \) | sort)
   llvm-cov-19 export --format=lcov --instr-profile "$trace.profdata" "${objects[@]}" \
-    -ignore-filename-regex '_test\.(cpp|mm)$' p11 token adapter >"$trace.lcov"
+    -ignore-filename-regex '_test\.(cpp|mm)$|/testing/' \
+    -sources "$root/p11" "$root/token" "$root/adapter" >"$trace.lcov" 2>"$trace.log"
   awk -v root="$root" -f dev.d/coverage.awk "$trace.lcov" | sort -u >"$trace.tsv"
   sed '/^summary/d' "$trace.tsv" | report_gaps || status=1
   sed -n 's/^summary\t//p' "$trace.tsv"

@@ -40,9 +40,19 @@ class TokenhostSetUp : public testing::Test, protected TokenhostOnCard {
     std::ofstream(path) << text.replace(text.find(from), from.size(), to);
   }
 
+  // Lists with a card whose set-up fails. It leaves the module loaded by design, which a leak check
+  // would have the last word about.
+  Outcome ListInVain(const std::vector<std::string>& options = {}) const {
+    std::vector<std::string> all = {"/usr/bin/env", "LSAN_OPTIONS=detect_leaks=0",
+                                    KELVRIN_TOKENHOST, "--bundle", bundle_};
+    all.insert(all.end(), options.begin(), options.end());
+    all.emplace_back("list");
+    return run_program(all);
+  }
+
   // Lists, which fails, and ends with one sentence that names the bundle and the cause.
   Outcome ExpectFailure(const std::string& cause) const {
-    Outcome outcome = Run({"list"});
+    Outcome outcome = ListInVain();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
     EXPECT_THAT(outcome.errors,
@@ -95,7 +105,7 @@ TEST_F(TokenhostSetUp, ShowsWhatTheAdapterSaysOfItsConfiguration) {
       "PKCS11 function <private> failed: rv = <private> (0x5); --show-private shows what is "
       "private");
   EXPECT_THAT(outcome.errors, HasSubstr("libpkcs11qarn_Lindel_PCSC.conf:1: "));
-  EXPECT_THAT(Run({"--show-private", "list"}).errors,
+  EXPECT_THAT(ListInVain({"--show-private"}).errors,
               HasSubstr("failed: PKCS11 function C_Initialize failed: rv = CKR_GENERAL_ERROR (0x5) "
                         "(CryptoTokenKit, code -2)\n"));
 }

@@ -18,6 +18,10 @@ const std::vector<Algorithm>& algorithms();
 // The algorithm of a name, with or without "kSecKeyAlgorithm"; null when there is none.
 const Algorithm* find_algorithm(std::string_view name);
 
+// Apple's constant with that value, "kSecKeyAlgorithmRSASignatureRaw", for people to read; the
+// value itself when it is none of a constant.
+std::string constant_name(std::string_view value);
+
 // The value of an algorithm that is known to be one; ends the process when it is not.
 const std::string& algorithm_value(std::string_view name);
 

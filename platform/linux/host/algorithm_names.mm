@@ -9,6 +9,8 @@
 namespace host {
 namespace {
 
+constexpr std::string_view kPrefix = "kSecKeyAlgorithm";
+
 struct Constant {
   const char *name;
   const SecKeyAlgorithm *value;  // its address: the value is another library's
@@ -113,12 +115,18 @@ const std::vector<Algorithm> &algorithms() {
 }
 
 const Algorithm *find_algorithm(std::string_view name) {
-  constexpr std::string_view kPrefix = "kSecKeyAlgorithm";
   if (name.starts_with(kPrefix)) name.remove_prefix(kPrefix.size());
   for (const Algorithm &algorithm : algorithms()) {
     if (algorithm.name == name) return &algorithm;
   }
   return nullptr;
+}
+
+std::string constant_name(std::string_view value) {
+  for (const Algorithm &algorithm : algorithms()) {
+    if (algorithm.value == value) return std::string(kPrefix) + algorithm.name;
+  }
+  return std::string(value);
 }
 
 const std::string &algorithm_value(std::string_view name) {

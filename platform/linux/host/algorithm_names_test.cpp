@@ -39,5 +39,10 @@ TEST(AlgorithmNames, ThePrefixIsOptional) {
   EXPECT_EQ(algorithm->value, "algid:sign:RSA:raw");
 }
 
+TEST(AlgorithmNames, AValueIsShownAsItsConstant) {
+  EXPECT_EQ(constant_name("algid:sign:RSA:raw"), "kSecKeyAlgorithmRSASignatureRaw");
+  EXPECT_EQ(constant_name("algid:sign:RSA:raw-cc"), "algid:sign:RSA:raw-cc");
+}
+
 }  // namespace
 }  // namespace host

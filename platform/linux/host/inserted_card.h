@@ -33,6 +33,9 @@ class InsertedCard {
   // card is ready.
   const std::optional<Error>& error() const { return error_; }
 
+  // Whether that is the driver's own error.
+  bool driver_gave_error() const { return driver_gave_error_; }
+
   // The token's instance ID; empty without one.
   std::string instance_id() const;
   // The token's keychain items now; none unless the card is ready.
@@ -62,6 +65,7 @@ class InsertedCard {
   Object token_;
   SetUp set_up_ = SetUp::kNoToken;
   std::optional<Error> error_;
+  bool driver_gave_error_ = false;
   std::shared_ptr<std::mutex> token_lock_ = std::make_shared<std::mutex>();
 };
 

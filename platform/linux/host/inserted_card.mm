@@ -33,13 +33,15 @@ void InsertedCard::make_token() {
                                        AID:nil
                                      error:&error];
     token_ = retained(token);
+    const bool ready = token != nil && [token instanceID] != nil;
+    driver_gave_error_ = !ready && error != nil;
     if (token == nil) {
       error_ = error_or_default(error, "the driver made no token for the card and gave no error");
-    } else if ([token instanceID] == nil) {
+    } else if (ready) {
+      set_up_ = SetUp::kReady;
+    } else {
       set_up_ = SetUp::kUninitialised;
       error_ = error_or_default(error, "the driver returned a token that it never set up");
-    } else {
-      set_up_ = SetUp::kReady;
     }
   }
 }

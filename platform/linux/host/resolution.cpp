@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/linux/host/algorithm_names.h"
+
 namespace host {
 namespace {
 
@@ -40,7 +42,8 @@ Result<Road> find_road(Backend* backend, const KeyFacts& key, Operation operatio
   while (!backend->supports(road.operation, road.algorithms)) {
     const Adaptor* adaptor = adaptors().find(road.operation, road.algorithms.back());
     if (adaptor == nullptr || key.bits < adaptor->minimum_bits || !go_on(&road, *adaptor)) {
-      return parameter_error("the algorithm " + algorithm + " is not supported by the key");
+      return parameter_error("the algorithm " + constant_name(algorithm) +
+                             " is not supported by the key");
     }
   }
   return road;

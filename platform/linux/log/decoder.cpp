@@ -169,17 +169,17 @@ class ArgumentReader {
   }
 
   Argument text_of(const Item& item, const Conversion& conversion) const {
-    std::string spec = "%" + conversion.flags + conversion.width;
+    std::string conversion_text = "%" + conversion.flags + conversion.width;
     const int precision = conversion.precision.value_or(-1);
-    if (precision >= 0) spec += "." + std::to_string(precision);
+    if (precision >= 0) conversion_text += "." + std::to_string(precision);
     switch (item.kind) {
       case kScalarItem:
-        return scalar(item, conversion, spec);
+        return scalar(item, conversion, conversion_text);
       case kErrnoItem:
         return {{}, Kind::kScalar, std::generic_category().message(error_)};
       case kStringItem:
         if (conversion.letter != 's' || conversion.wide) return failure("mismatch");
-        return {{}, Kind::kString, string(item, spec)};
+        return {{}, Kind::kString, string(item, conversion_text)};
       case kObjectItem:
         return {{}, Kind::kObject, object(item)};
       case kBytesItem:
@@ -189,42 +189,44 @@ class ArgumentReader {
     }
   }
 
-  static Argument scalar(const Item& item, const Conversion& conversion, const std::string& spec) {
+  static Argument scalar(const Item& item, const Conversion& conversion,
+                         const std::string& conversion_text) {
     const char letter = conversion.letter;
     switch (letter) {
       case 'd':
       case 'i':
-        return {{}, Kind::kScalar, print(spec + "ll" + letter, item.number())};
+        return {{}, Kind::kScalar, print(conversion_text + "ll" + letter, item.number())};
       case 'o':
       case 'u':
       case 'x':
       case 'X':
-        return {{}, Kind::kScalar, print(spec + "ll" + letter, item.bits())};
+        return {{}, Kind::kScalar, print(conversion_text + "ll" + letter, item.bits())};
       case 'c':
-        return {{}, Kind::kScalar, print(spec + letter, static_cast<int>(item.number()))};
+        return {
+            {}, Kind::kScalar, print(conversion_text + letter, static_cast<int>(item.number()))};
       case 'p':
-        return {{}, Kind::kScalar, print(spec + letter, item.pointer())};
+        return {{}, Kind::kScalar, print(conversion_text + letter, item.pointer())};
       default:
-        return floating(item, letter, spec);
+        return floating(item, letter, conversion_text);
     }
   }
 
-  static Argument floating(const Item& item, char letter, const std::string& spec) {
+  static Argument floating(const Item& item, char letter, const std::string& conversion_text) {
     if (letter == 0 || strchr("aAeEfFgG", letter) == nullptr) return failure("mismatch");
     if (item.size == sizeof(double)) {
       double value = 0;
       memcpy(&value, item.value, sizeof(value));
-      return {{}, Kind::kScalar, print(spec + letter, value)};
+      return {{}, Kind::kScalar, print(conversion_text + letter, value)};
     }
     if (item.size != sizeof(long double)) return failure("mismatch");
     long double value = 0;
     memcpy(&value, item.value, sizeof(value));
-    return {{}, Kind::kScalar, print(spec + "L" + letter, value)};
+    return {{}, Kind::kScalar, print(conversion_text + "L" + letter, value)};
   }
 
-  static std::string string(const Item& item, const std::string& spec) {
+  static std::string string(const Item& item, const std::string& conversion_text) {
     const char* text = static_cast<const char*>(item.pointer());
-    return text == nullptr ? "(null)" : print(spec + "s", text);
+    return text == nullptr ? "(null)" : print(conversion_text + "s", text);
   }
 
   std::string object(const Item& item) const {

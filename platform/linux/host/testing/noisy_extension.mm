@@ -176,6 +176,40 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
   (void)error;
   os_log(OS_LOG_DEFAULT, "trying");
   os_log_error(OS_LOG_DEFAULT, "no reader, %s", "private part");
+  printf("noise that is not flushed\n");
   return [[NoisyToken alloc] autorelease];
+}
+@end
+
+// The same without a word.
+@interface SilentDriver : NoisyDriver
+@end
+@implementation SilentDriver
+- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
+          createTokenForSmartCard:(TKSmartCard *)smartCard
+                              AID:(NSData *)AID
+                            error:(NSError **)error {
+  (void)driver;
+  (void)smartCard;
+  (void)AID;
+  (void)error;
+  return [[NoisyToken alloc] autorelease];
+}
+@end
+
+// Makes no token, says why, and logs a detail.
+@interface FailingDriver : NoisyDriver
+@end
+@implementation FailingDriver
+- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
+          createTokenForSmartCard:(TKSmartCard *)smartCard
+                              AID:(NSData *)AID
+                            error:(NSError **)error {
+  (void)driver;
+  (void)smartCard;
+  (void)AID;
+  os_log_error(OS_LOG_DEFAULT, "a detail");
+  Fail(error, TKErrorCodeCorruptedData, @"the card is broken");
+  return nil;
 }
 @end

@@ -90,11 +90,8 @@ Result<std::string> default_bundle() {
   return host_error("there is no KelvrinToken.appex beside " + program.string() + ": use --bundle");
 }
 
-Result<host::HostedExtension> load(const Options& options) {
-  const Result<std::string> path =
-      options.bundle.empty() ? default_bundle() : Result<std::string>(options.bundle);
-  if (!path) return path.error();
-  const host::BundleCheck check = host::check_bundle(*path);
+Result<host::HostedExtension> load(const std::string& bundle) {
+  const host::BundleCheck check = host::check_bundle(bundle);
   const host::Finding* first_error = nullptr;
   for (const host::Finding& finding : check.findings) {
     if (finding.severity == host::Severity::kWarning) {
@@ -106,6 +103,15 @@ Result<host::HostedExtension> load(const Options& options) {
     }
   }
   return host::HostedExtension::load(check);
+}
+
+// Why the card cannot be used, in one sentence. Most extensions give no error, but log one.
+Error set_up_error(const std::string& bundle, const InsertedCard& card, const LogView& log) {
+  Error error = *card.error();
+  const std::optional<std::string> logged = log.last_cause();
+  if (logged && !card.driver_gave_error()) error.description = *logged;
+  error.description = "the set-up of the card with " + bundle + " failed: " + error.description;
+  return error;
 }
 
 void warn_of_duplicates(const std::vector<Item>& items) {
@@ -157,13 +163,15 @@ std::optional<Error> run(const Options& options, const StandardOutput& output, c
     if (!result) return result.error();
     prepared = std::move(*result);
   }
-  const Result<host::HostedExtension> extension = load(options);
+  const Result<std::string> bundle =
+      options.bundle.empty() ? default_bundle() : Result<std::string>(options.bundle);
+  if (!bundle) return bundle.error();
+  const Result<host::HostedExtension> extension = load(*bundle);
   if (!extension) return extension.error();
   InsertedCard card = extension->insert_card();
-  if (std::optional<Error> error = card.error()) {
+  if (card.error()) {
     log.show_errors();
-    error->description = "the set-up of the card failed: " + error->description;
-    return error;
+    return set_up_error(*bundle, card, log);
   }
   if (options.command == Command::kList) return list(options, card, output);
   return use_key(options, prepared, &card, output);

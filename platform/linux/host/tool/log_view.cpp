@@ -5,6 +5,9 @@
 namespace tokenhost {
 namespace {
 
+// What an extension logs last whatever the set-up failed with.
+constexpr char kGeneralFailure[] = "Fehler beim Initialisieren.";
+
 bool is_error(const oslog::Line& line) {
   return line.type == OS_LOG_TYPE_ERROR || line.type == OS_LOG_TYPE_FAULT;
 }
@@ -35,6 +38,16 @@ void LogView::show_errors() const {
   for (const oslog::Line& line : recorder_.lines()) {
     if (is_error(line)) show(line);
   }
+}
+
+std::optional<std::string> LogView::last_cause() const {
+  std::optional<std::string> cause;
+  for (const oslog::Line& line : recorder_.lines()) {
+    if (!is_error(line) || (cause && line.format == kGeneralFailure)) continue;
+    cause = line.text(show_private_);
+    if (cause != line.private_text()) *cause += "; --show-private shows what is private";
+  }
+  return cause;
 }
 
 void LogView::show(const oslog::Line& line) const {

@@ -1,7 +1,8 @@
 // Shows the unified log on standard error.
 #pragma once
 
-#include <vector>
+#include <optional>
+#include <string>
 
 #include "platform/linux/host/tool/options.h"
 #include "platform/linux/log/log_recorder.h"
@@ -19,6 +20,11 @@ class LogView {
 
   // Shows the error lines so far, unless they have been.
   void show_errors() const;
+
+  // The message of the last error line so far that tells more than that the set-up failed, or of
+  // the last one; nothing without error lines. A message with private arguments that are not shown
+  // ends with how to see them.
+  std::optional<std::string> last_cause() const;
 
  private:
   void show(const oslog::Line& line) const;

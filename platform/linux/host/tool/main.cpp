@@ -11,6 +11,7 @@ namespace tokenhost {
 namespace {
 
 void print(const host::Error& error) {
+  std::fflush(stdout);  // what the extension has printed comes before the end
   const std::string text = printable(error.description);
   if (error.domain == host::kHostDomain) {
     std::fprintf(stderr, "tokenhost: %s\n", text.c_str());

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "platform/linux/host/tool/listing.h"
+
 namespace tokenhost {
 namespace {
 
@@ -35,16 +37,29 @@ void add_operation(CLI::App* app, Options* options, host::Operation operation,
 }
 
 void add_global_options(CLI::App* app, Options* options) {
+  // The last one counts, so that a script's choice can be overruled.
   app->add_option("--bundle", options->bundle,
-                  "Extension to load (default: KelvrinToken.appex beside this program)");
-  app->add_option("--pin-file", options->pin_file, "File with the PIN (default: ask)");
+                  "Extension to load (default: KelvrinToken.appex beside this program)")
+      ->take_last();
+  app->add_option("--pin-file", options->pin_file, "File with the PIN (default: ask)")->take_last();
   static const std::map<std::string, Log> kLogs = {
       {"off", Log::kOff}, {"error", Log::kError}, {"default", Log::kDefault}};
   app->add_option_function<std::string>(
          "--log", [options](const std::string& name) { options->log = kLogs.at(name); },
          "Log lines to show on standard error (default: off)")
-      ->check(CLI::IsMember({"off", "error", "default"}));
+      ->check(CLI::IsMember({"off", "error", "default"}))
+      ->take_last();
   app->add_flag("--show-private", options->show_private, "Show private arguments of log lines");
+}
+
+// One line of what is wrong, and where to look.
+std::string usage_error(const CLI::App* app, const CLI::Error& error) {
+  std::string text = error.what();
+  const std::vector<std::string> unknown = app->remaining();
+  if (app->get_subcommands().empty() && !unknown.empty() && !unknown[0].starts_with("-")) {
+    text = "there is no command '" + unknown[0] + "'";
+  }
+  return "tokenhost: " + printable(text) + "\nRun tokenhost --help for more.\n";
 }
 
 }  // namespace
@@ -53,7 +68,8 @@ std::variant<Options, int> parse(int argc, char** argv) {
   Options options;
   CLI::App app("Plays the system to a token extension: inserts its card and uses its keys.",
                "tokenhost");
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // that there is one is checked after the words that are none
+  app.failure_message(usage_error);
   app.fallthrough();
   add_global_options(&app, &options);
 
@@ -71,6 +87,7 @@ std::variant<Options, int> parse(int argc, char** argv) {
 
   try {
     app.parse(argc, argv);
+    if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kWrongUsage;
   }

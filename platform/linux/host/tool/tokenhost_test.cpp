@@ -4,10 +4,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
-#include "platform/linux/host/testing/program.h"
-#include "platform/linux/host/testing/test_bundle.h"
+#include "platform/linux/host/tool/tokenhost_fixture.h"
 
 namespace {
 
@@ -15,46 +13,12 @@ using host::testing::Outcome;
 using host::testing::read_text;
 using host::testing::run_on_terminal;
 using host::testing::run_program;
-using host::testing::TemporaryFolder;
-using host::testing::TestBundle;
+using host::testing::TokenhostTest;
 using host::testing::write_text;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-class TokenhostTest : public testing::Test {
- protected:
-  TokenhostTest() {
-    write_text(pin_file, "1234\n");
-    write_text(input, "abc");
-  }
-
-  Outcome run(std::vector<std::string> arguments, const std::string& standard_input = "") {
-    arguments.insert(arguments.begin(), {KELVRIN_TOKENHOST, "--bundle", bundle.path()});
-    return run_program(arguments, standard_input);
-  }
-  // Signs the data, or what standard input has, by default to standard output.
-  Outcome sign(std::vector<std::string> more = {}, const std::string& standard_input = "abc") {
-    std::vector<std::string> arguments = {"--pin-file", pin_file,      "sign",           "--key",
-                                          "02ab",       "--algorithm", "RSASignatureRaw"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return run(arguments, standard_input);
-  }
-  // The entries of the folder of results.
-  std::vector<std::string> results() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder / "results")) {
-      names.push_back(entry.path().filename());
-    }
-    return names;
-  }
-
-  const TestBundle bundle{KELVRIN_NOISY_EXTENSION, "NoisyDriver"};
-  const TemporaryFolder folder;
-  const std::string pin_file = folder / "pin";
-  const std::string input = folder / "input";
-};
 
 TEST_F(TokenhostTest, WrongUsageExitsWith2) {
   const std::vector<std::vector<std::string>> wrong = {
@@ -70,8 +34,32 @@ TEST_F(TokenhostTest, WrongUsageExitsWith2) {
     const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_NE(outcome.errors, "");
+    EXPECT_THAT(outcome.errors, StartsWith("tokenhost: "));
   }
+}
+
+TEST_F(TokenhostTest, WhatIsWrongWithTheUsageIsNamed) {
+  const std::string help = "\nRun tokenhost --help for more.\n";
+  EXPECT_EQ(run({"frobnicate"}).errors, "tokenhost: there is no command 'frobnicate'" + help);
+  EXPECT_EQ(run({"frobnicate", "--key", "k"}).errors,
+            "tokenhost: there is no command 'frobnicate'" + help);
+  EXPECT_EQ(run({}).errors, "tokenhost: A command is required" + help);
+  EXPECT_THAT(run({"list", "--unknown"}).errors, HasSubstr("--unknown"));
+  EXPECT_THAT(run({"list", "more"}).errors, HasSubstr("more"));
+  EXPECT_THAT(run({"sign", "--key", "k"}).errors, HasSubstr("--algorithm"));
+}
+
+TEST_F(TokenhostTest, OfAnOptionGivenTwiceTheLastCounts) {
+  EXPECT_EQ(run({"--bundle", "/nowhere.appex", "list"}).errors,
+            "tokenhost: there is no bundle folder /nowhere.appex\n");
+  const Outcome outcome =
+      run_program({KELVRIN_TOKENHOST, "--bundle", "/nowhere.appex", "--bundle", bundle.path(),
+                   "--pin-file", "/nowhere", "--log", "default", "--log", "off", "sign", "--key",
+                   "02AB", "--algorithm", "RSASignatureRaw", "--pin-file", pin_file},
+                  "abc");
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_EQ(outcome.output, "cba");
+  EXPECT_THAT(outcome.errors, Not(HasSubstr("log ")));
 }
 
 TEST_F(TokenhostTest, HelpIsNoFailure) {
@@ -135,8 +123,9 @@ TEST_F(TokenhostTest, ARefusedAlgorithmIsAFailureOfThePlatform) {
   const Outcome outcome =
       run({"exchange", "--key", "02AB", "--algorithm", "ECDHKeyExchangeStandardX963SHA1"}, "peer");
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("algid:keyexchange:ECDH:KDFX963:SHA1 is not supported by "
-                                        "the key (NSOSStatusErrorDomain, code -50)"));
+  EXPECT_THAT(outcome.errors,
+              HasSubstr("the algorithm kSecKeyAlgorithmECDHKeyExchangeStandardX963SHA1 is "
+                        "not supported by the key (NSOSStatusErrorDomain, code -50)"));
 }
 
 TEST_F(TokenhostTest, SharedInfoThatIsNoHexIsNamed) {
@@ -181,21 +170,6 @@ TEST_F(TokenhostTest, AStandardOutputThatCannotBeWrittenIsAFailure) {
                                              bundle.path() + " list " + redirection});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.errors, HasSubstr("tokenhost: standard output cannot be written"));
-  }
-}
-
-TEST_F(TokenhostTest, AFailedSetUpShowsItsErrorLinesWhateverTheLogIs) {
-  const TestBundle bare(KELVRIN_NOISY_EXTENSION, "BareDriver");
-  for (const char* log : {"off", "error", "default"}) {
-    const Outcome outcome =
-        run_program({KELVRIN_TOKENHOST, "--bundle", bare.path(), "--log", log, "list"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.output, "");
-    const std::string line = "log error: no reader, <private>\n";
-    const size_t position = outcome.errors.find(line);
-    ASSERT_NE(position, std::string::npos) << log;
-    EXPECT_EQ(outcome.errors.find(line, position + 1), std::string::npos) << log;
-    EXPECT_THAT(outcome.errors, HasSubstr("the set-up of the card failed"));
   }
 }
 
@@ -250,68 +224,6 @@ TEST_F(TokenhostTest, ASignatureThatMacOsWouldRefuseIsWrittenWithAWarning) {
   EXPECT_EQ(outcome.output, "cba");
   EXPECT_THAT(outcome.errors, HasSubstr("warning: macOS would not accept this signature"));
   EXPECT_THAT(sign().errors, Not(HasSubstr("warning")));
-}
-
-TEST_F(TokenhostTest, TheListIsForPeople) {
-  const Outcome outcome = run({"list"});
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.output, "token '" + bundle.path() +
-                                "', 1 item\n"
-                                "key 02AB  Schlüssel?[31m\n"
-                                "    RSA, 2048 bits; can: sign\n"
-                                "    allowed: sign PIN\n");
-}
-
-TEST_F(TokenhostTest, TheListIsForPrograms) {
-  const Outcome outcome = run({"list", "--json"});
-  EXPECT_EQ(outcome.status, 0);
-  const auto json = nlohmann::json::parse(outcome.output, nullptr, false);
-  const auto expected = nlohmann::json::parse(R"({
-    "duplicateObjectIDs": [],
-    "items": [{"kind": "key", "objectID": "02AB", "label": "Schlüssel\u001b[31m",
-               "keyType": "RSA", "keySizeInBits": 2048, "capabilities": ["sign"],
-               "constraints": {"sign": "PIN"}}]})");
-  EXPECT_EQ(json.value("items", nlohmann::json()), expected["items"]);
-  EXPECT_EQ(json.value("duplicateObjectIDs", nlohmann::json()), expected["duplicateObjectIDs"]);
-  EXPECT_EQ(json.value("instanceID", ""), bundle.path());
-}
-
-TEST_F(TokenhostTest, DuplicateObjectIdsAreWarnedOfAndListed) {
-  const TestBundle twice(KELVRIN_NOISY_EXTENSION, "DuplicateDriver");
-  const Outcome outcome =
-      run_program({KELVRIN_TOKENHOST, "--bundle", twice.path(), "list", "--json"});
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_THAT(outcome.errors, HasSubstr("warning: several items have the object ID 02AB"));
-  EXPECT_THAT(outcome.output, HasSubstr("\"duplicateObjectIDs\": [\n    \"02AB\"\n  ]"));
-}
-
-TEST_F(TokenhostTest, TheTableTellsWhatIsDirectAndWhatIsResolved) {
-  const Outcome outcome = run({"supports", "02AB"});
-  EXPECT_EQ(outcome.status, 0);
-  const auto row = [&outcome](const std::string& name) {
-    const size_t begin = outcome.output.find("\n" + name + " ") + 1;
-    std::string line = outcome.output.substr(begin, outcome.output.find('\n', begin) - begin);
-    line.erase(
-        std::unique(line.begin(), line.end(), [](char a, char b) { return a == ' ' && b == ' '; }),
-        line.end());
-    return line;
-  };
-  EXPECT_EQ(std::ranges::count(outcome.output, '\n'), 77);
-  EXPECT_EQ(row("RSASignatureRaw"), "RSASignatureRaw direct - -");
-  EXPECT_EQ(row("RSASignatureMessagePSSSHA512"), "RSASignatureMessagePSSSHA512 resolved - -");
-  EXPECT_EQ(row("RSAEncryptionPKCS1"), "RSAEncryptionPKCS1 - - -");
-}
-
-TEST_F(TokenhostTest, TheLogShowsWhatIsAskedForAndHidesWhatIsPrivate) {
-  EXPECT_THAT(run({"list"}).errors, Not(HasSubstr("log ")));
-  EXPECT_THAT(
-      run({"--log", "error", "list"}).errors,
-      AllOf(HasSubstr("log error: an error line, <private>\n"), Not(HasSubstr("log default: "))));
-  EXPECT_THAT(run({"--log", "default", "list"}).errors,
-              AllOf(HasSubstr("log error: an error line, <private>\n"),
-                    HasSubstr("log default: a line, <private>\n")));
-  EXPECT_THAT(run({"list", "--log", "default", "--show-private"}).errors,
-              HasSubstr("log default: a line, private part\n"));
 }
 
 }  // namespace
