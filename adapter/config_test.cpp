@@ -7,7 +7,7 @@
 #include <string>
 
 #include "adapter/setup_error.h"
-#include "adapter/testing/temporary_folder.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvrin::adapter {
 namespace {

@@ -11,7 +11,7 @@
 
 #include "adapter/setup_error.h"
 #include "adapter/testing/fake_module.h"
-#include "adapter/testing/temporary_folder.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvrin::adapter {
 namespace {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "adapter/testing/loaded_library.h"
-#include "adapter/testing/temporary_folder.h"
 #include "softhsm_card.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvrin::adapter {
 

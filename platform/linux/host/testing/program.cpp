@@ -7,7 +7,7 @@
 
 #include <stdexcept>
 
-#include "platform/linux/host/testing/temporary_folder.h"
+#include "platform/linux/host/testing/text_files.h"
 
 namespace host::testing {
 namespace {

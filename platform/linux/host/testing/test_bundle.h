@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/linux/host/testing/temporary_folder.h"
+#include "platform/linux/host/testing/text_files.h"
 
 namespace host::testing {
 

@@ -106,8 +106,8 @@ Result<host::HostedExtension> load(const std::string& bundle) {
 }
 
 // Why the card cannot be used, in one sentence. Most extensions give no error, but log one.
-Error set_up_error(const std::string& bundle, const InsertedCard& card, const LogView& log) {
-  Error error = *card.error();
+Error set_up_error(Error error, const std::string& bundle, const InsertedCard& card,
+                   const LogView& log) {
   const std::optional<std::string> logged = log.last_cause();
   if (logged && !card.driver_gave_error()) error.description = *logged;
   error.description = "the set-up of the card with " + bundle + " failed: " + error.description;
@@ -169,9 +169,9 @@ std::optional<Error> run(const Options& options, const StandardOutput& output, c
   const Result<host::HostedExtension> extension = load(*bundle);
   if (!extension) return extension.error();
   InsertedCard card = extension->insert_card();
-  if (card.error()) {
+  if (const std::optional<Error>& error = card.error()) {
     log.show_errors();
-    return set_up_error(*bundle, card, log);
+    return set_up_error(*error, *bundle, card, log);
   }
   if (options.command == Command::kList) return list(options, card, output);
   return use_key(options, prepared, &card, output);

@@ -88,9 +88,9 @@ TEST_F(TokenhostTest, EveryProblemOfABundleIsNamedBeforeAnythingIsLoaded) {
 
 TEST_F(TokenhostTest, WhatStandsInTheWayOfAnOperationIsNamedBeforeAnythingIsLoaded) {
   const std::vector<std::vector<std::string>> obstacles = {
-      {"--in", folder / "missing"},           {"--in", folder.path()},
-      {"--out", folder / "missing" + "/out"}, {"--out", folder.path()},
-      {"--pin-file", folder / "missing"},     {"--pin-file", folder.path()}};
+      {"--in", folder / "missing"},       {"--in", folder.path()},
+      {"--out", folder / "missing/out"},  {"--out", folder.path()},
+      {"--pin-file", folder / "missing"}, {"--pin-file", folder.path()}};
   for (const auto& obstacle : obstacles) {
     std::vector<std::string> arguments = {"sign", "--key", "02ab", "--algorithm",
                                           "RSASignatureRaw"};

@@ -1,21 +1,19 @@
 // A folder that lives as long as a test.
-#ifndef KELVRIN_ADAPTER_TESTING_TEMPORARY_FOLDER_H_
-#define KELVRIN_ADAPTER_TESTING_TEMPORARY_FOLDER_H_
+#pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
-namespace kelvrin::adapter {
+namespace kelvrin {
 
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "kelvrin-adapter.XXXXXX").string();
+    std::string name = (std::filesystem::temp_directory_path() / "kelvrin.XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
     path_ = name;
   }
@@ -27,6 +25,8 @@ class TemporaryFolder {
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
   const std::filesystem::path& path() const { return path_; }
+  // The path of a file in it.
+  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
 
   // Writes a file into the folder; its path.
   std::filesystem::path Write(const std::string& name, const std::string& contents) const {
@@ -38,6 +38,4 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-}  // namespace kelvrin::adapter
-
-#endif  // KELVRIN_ADAPTER_TESTING_TEMPORARY_FOLDER_H_
+}  // namespace kelvrin
