@@ -2,12 +2,10 @@
 
 #include <dlfcn.h>
 #include <stdlib.h>
-#include <unistd.h>
-
-#include <fstream>
 
 #include "tests/scripted/module_control.h"
 #include "tests/scripted/p11_fixture.h"
+#include "tests/temporary_folder.h"
 
 namespace {
 
@@ -58,14 +56,14 @@ TEST_F(LoaderTest, NullPathFreesTheRecordAndSaysNothing) {
 }
 
 TEST_F(LoaderTest, FileThatIsNoLibraryGivesTheLinkersReason) {
-  char path[] = "/tmp/no-library-XXXXXX";
-  close(mkstemp(path));
-  std::ofstream(path) << "this is text and no library, and long enough to be looked at closely";
+  const kelvrin::TemporaryFolder folder;
+  const std::string file = folder.Write(
+      "no-library", "this is text and no library, and long enough to be looked at closely");
+  const char* path = file.c_str();
   ASSERT_EQ(dlopen(path, RTLD_LAZY), nullptr);
   const std::string reason = dlerror();
   wrapped::Reset();
   EXPECT_EQ(Load(path), nullptr);
-  unlink(path);
   EXPECT_EQ(stderr_, "kvdl_dlopen failed: " + reason + "\n");
   EXPECT_EQ(wrapped::calls().dlopen_count, 1u);
   EXPECT_EQ(wrapped::calls().dlclose_count, 0u);

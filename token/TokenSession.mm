@@ -27,7 +27,7 @@ static int32_t LogLength(NSUInteger length) { return static_cast<int32_t>(length
 
 // Writes the error of a failed operation, without a test of the pointer: the platform passes one.
 static void Fail(NSError **error, TKErrorCode code, NSString *description) {
-  *error = SessionError(code, description);  // NOLINT(clang-analyzer-*): see above
+  *error = SessionError(code, description);  // NOLINT(clang-analyzer-*): as said above
 }
 
 // Tests the login and finds the private key. Returns whether the operation can go on; otherwise

@@ -8,6 +8,7 @@
 
 #import "platform/linux/ctk/MainBundle.h"
 #import "platform/linux/ctk/ctk_fixture.h"
+#include "tests/temporary_folder.h"
 
 namespace {
 
@@ -17,8 +18,6 @@ namespace fs = std::filesystem;
 class MainBundle : public testing::Test {
  protected:
   MainBundle() {
-    std::string folder = fs::temp_directory_path() / "main_bundle_test.XXXXXX";
-    root_ = fs::path(mkdtemp(folder.data()));
     WriteInfo("<key>CFBundleIdentifier</key><string>org.kelvrin.test</string>"
               "<key>CFBundleExecutable</key><string>Extension</string>");
     Write("Resources/config.plist", "x");
@@ -27,7 +26,6 @@ class MainBundle : public testing::Test {
   ~MainBundle() override {
     TKSetMainBundle(nil);
     setenv("LC_ALL", "C.UTF-8", 1);
-    fs::remove_all(root_);
   }
 
   void Write(const std::string &name, const std::string &text) const {
@@ -50,7 +48,8 @@ class MainBundle : public testing::Test {
     return TextOf([[NSBundle mainBundle] localizedStringForKey:@"KEY" value:@"" table:nil]);
   }
 
-  fs::path root_;
+  const kelvrin::TemporaryFolder folder_;
+  const fs::path root_ = folder_.path();
 };
 
 TEST_F(MainBundle, MissingFolderChangesNothing) {

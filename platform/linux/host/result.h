@@ -12,7 +12,7 @@ namespace host {
 template <typename T>
 class [[nodiscard]] Result {
  public:
-  // Implicit, so that functions return either as it is.
+  // Implicit, as the linter would not have it, so that functions return either as it is.
   Result(T value) : state_(std::move(value)) {}      // NOLINT(google-explicit-constructor)
   Result(Error error) : state_(std::move(error)) {}  // NOLINT(google-explicit-constructor)
 
