@@ -11,14 +11,22 @@
 //   reader-name   text shown as the slot's description, 1 to 64 bytes
 //   token-label   show the slot whose token has this label
 //   token-serial  show the slot whose token has this serial number
+//   slot-reader   show the slot whose own description contains this text
+//   card-number   label (the default): the token's label begins with the card's number; serial: put
+//                 the serial number in front of the label
+//   profile       extension (the default): every rule applies; standard: only those that no caller
+//                 that keeps to the standard can notice
+//   rules-off     names of rules that do not apply, separated by commas (see rules.h)
 //
-// With both token keys both must match; with neither the first slot with an initialised token is
-// shown.
+// Of the keys that choose a slot all that are given must match; with none the first slot with an
+// initialised token is shown.
 #ifndef KELVRIN_ADAPTER_CONFIG_H_
 #define KELVRIN_ADAPTER_CONFIG_H_
 
 #include <filesystem>
 #include <string>
+
+#include "adapter/rules.h"
 
 namespace kelvrin::adapter {
 
@@ -31,6 +39,9 @@ struct Config {
   std::string reader_name;
   std::string token_label;
   std::string token_serial;
+  std::string slot_reader;
+  bool serial_in_label = false;
+  Rules rules = Rules::Extension();
 };
 
 // Reads and checks the configuration in `file`, an absolute path. Throws SetupError with

@@ -1,0 +1,106 @@
+// Initialising and finalising the adapter and the module behind it.
+#include <cstdio>
+#include <utility>
+
+#include "adapter/adapter.h"
+#include "adapter/setup_error.h"
+#include "adapter/text_fields.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+constexpr CK_VERSION kCryptokiVersion = {2, 40};
+constexpr CK_VERSION kAdapterVersion = {1, 0};
+
+// The standard's conditions for C_Initialize. The adapter locks by the system's means whatever the
+// caller offers.
+bool AreValid(const CK_C_INITIALIZE_ARGS* arguments) {
+  if (arguments == nullptr) return true;
+  const int functions = (arguments->CreateMutex != nullptr) + (arguments->DestroyMutex != nullptr) +
+                        (arguments->LockMutex != nullptr) + (arguments->UnlockMutex != nullptr);
+  return arguments->pReserved == nullptr && (functions == 0 || functions == 4);
+}
+
+bool RefusesLocking(CK_RV result) {
+  return result == CKR_CANT_LOCK || result == CKR_NEED_TO_CREATE_THREADS;
+}
+
+}  // namespace
+
+CK_RV Adapter::Initialize(const CK_C_INITIALIZE_ARGS* arguments) {
+  if (backend_ && IsInnerAlive()) return CKR_CRYPTOKI_ALREADY_INITIALIZED;
+  Reset();
+  if (!AreValid(arguments)) return CKR_ARGUMENTS_BAD;
+  std::unique_ptr<Backend> backend;
+  try {
+    backend = std::make_unique<Backend>(open_());
+  } catch (const SetupError& error) {
+    std::fprintf(stderr, "Kelvrin adapter: %s\n", error.what());
+    return error.result();
+  }
+  const CK_RV result = InitializeInner(*backend);
+  // Somebody else in this process uses the module and will finalise it.
+  if (result != CKR_OK && result != CKR_CRYPTOKI_ALREADY_INITIALIZED) return result;
+  finalizes_inner_ = result == CKR_OK;
+  backend_ = std::move(backend);
+  slots_ = std::make_unique<Slots>(backend_->functions, backend_->config);
+  return CKR_OK;
+}
+
+CK_RV Adapter::InitializeInner(Backend& backend) {
+  CK_C_INITIALIZE_ARGS arguments = {};
+  arguments.flags = CKF_OS_LOCKING_OK;
+  const bool has_reserved = !backend.config.reserved.empty();
+  if (has_reserved) arguments.pReserved = backend.config.reserved.data();
+  const CK_RV result = backend.functions.C_Initialize(&arguments);
+  if (!RefusesLocking(result)) return result;
+  // Without locking; only the reserved string still needs a record to travel in.
+  arguments.flags = 0;
+  return backend.functions.C_Initialize(has_reserved ? &arguments : nullptr);
+}
+
+CK_RV Adapter::Finalize(const void* reserved) {
+  if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
+  if (reserved != nullptr) return CKR_ARGUMENTS_BAD;
+  CK_RV result = CKR_OK;
+  if (finalizes_inner_) {
+    result = backend_->functions.C_Finalize(nullptr);
+  } else {
+    for (auto& [handle, session] : sessions_) {
+      session.operation.Close();
+      backend_->functions.C_CloseSession(handle);
+    }
+  }
+  Reset();
+  return result;
+}
+
+// Somebody else in this process may have finalised the module.
+bool Adapter::IsInnerAlive() const {
+  CK_INFO ignored = {};
+  return backend_->functions.C_GetInfo(&ignored) != CKR_CRYPTOKI_NOT_INITIALIZED;
+}
+
+void Adapter::Reset() {
+  sessions_.clear();
+  slots_.reset();
+  backend_.reset();
+}
+
+CK_RV Adapter::GetInfo(CK_INFO* info) const {
+  if (info == nullptr) return CKR_ARGUMENTS_BAD;
+  CK_INFO answer = {};
+  if (backend_) {
+    const CK_RV result = backend_->functions.C_GetInfo(&answer);
+    if (result != CKR_OK) return result;
+  } else {
+    SetField(answer.manufacturerID, "Kelvrin Token");
+    SetField(answer.libraryDescription, "Kelvrin adapter");
+    answer.libraryVersion = kAdapterVersion;
+  }
+  answer.cryptokiVersion = kCryptokiVersion;
+  *info = answer;
+  return CKR_OK;
+}
+
+}  // namespace kelvrin::adapter
