@@ -1,10 +1,7 @@
 #include "adapter/adapter.h"
 
-#include <span>
+#include <algorithm>
 #include <utility>
-
-#include "adapter/attributes.h"
-#include "adapter/key_derivation.h"
 
 namespace kelvrin::adapter {
 namespace {
@@ -17,8 +14,8 @@ void Discount(CK_ULONG workers, CK_ULONG* sessions) {
 
 }  // namespace
 
-CK_RV Adapter::GetSlotList(CK_SLOT_ID* list, CK_ULONG* count) {
-  return WithSlots([&](Slots& slots) { return slots.GetSlotList(list, count); });
+CK_RV Adapter::GetSlotList(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count) {
+  return WithSlots([&](Slots& slots) { return slots.GetSlotList(token_present, list, count); });
 }
 
 CK_RV Adapter::GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
@@ -37,7 +34,7 @@ void Adapter::DiscountWorkers(CK_SLOT_ID slot, CK_TOKEN_INFO* info) const {
   CK_ULONG workers = 0;
   CK_ULONG writing_workers = 0;
   for (const auto& [handle, session] : sessions_) {
-    if (session.slot != slot || !session.operation.worker().is_open()) continue;
+    if (session.slot() != slot || !session.operation.worker().is_own()) continue;
     ++workers;
     if ((session.operation.worker().flags() & CKF_RW_SESSION) != 0) ++writing_workers;
   }
@@ -55,6 +52,7 @@ CK_RV Adapter::PollSlotEvent(CK_SLOT_ID* slot) {
     CK_SLOT_ID changed = 0;
     const CK_RV result = backend_->functions.C_WaitForSlotEvent(CKF_DONT_BLOCK, &changed, nullptr);
     if (result != CKR_OK) return result;
+    if (const auto token = tokens_.find(changed); token != tokens_.end()) token->second.Forget();
     if (slots.Check(changed) != CKR_OK) return CKR_NO_EVENT;
     *slot = changed;
     return CKR_OK;
@@ -71,7 +69,9 @@ CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, C
     if (handle == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
     // A handle that the module gives out again belonged to a session that it has lost.
     sessions_.erase(handle);
-    sessions_.try_emplace(handle, inner, handle, slot, flags);
+    TokenState& token =
+        tokens_.try_emplace(slot, inner, backend_->config.rules, slot).first->second;
+    sessions_.try_emplace(handle, token, handle, flags);
     *session = handle;
     return CKR_OK;
   });
@@ -80,114 +80,73 @@ CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, C
 CK_RV Adapter::CloseSession(CK_SESSION_HANDLE session) {
   const CK_RV result = WithSession(session, [&](Session& state) {
     state.operation.Close();
-    return backend_->functions.C_CloseSession(session);
+    const CK_RV closed = backend_->functions.C_CloseSession(session);
+    ForgetLogin(state, session);
+    return closed;
   });
   sessions_.erase(session);
   return result;
 }
 
+// With a token's last session its login is gone.
+void Adapter::ForgetLogin(const Session& closing, CK_SESSION_HANDLE handle) {
+  const bool is_last = std::none_of(sessions_.begin(), sessions_.end(), [&](const auto& entry) {
+    return entry.first != handle && &entry.second.token == &closing.token;
+  });
+  if (is_last) closing.token.Forget();
+}
+
 CK_RV Adapter::CloseAllSessions(CK_SLOT_ID slot) {
-  return ForwardForSlot(slot, [&](const CK_FUNCTION_LIST& inner) {
+  return ForwardForSlot(slot, [&](const CK_FUNCTION_LIST& inner) -> CK_RV {
+    // The module would close those of others that use it too.
+    const bool is_alone = use_.IsAlone();
     for (auto entry = sessions_.begin(); entry != sessions_.end();) {
       Session& session = entry->second;
-      if (session.slot != slot) {
+      if (session.slot() != slot) {
         ++entry;
         continue;
       }
       session.operation.Close();
+      session.token.Forget();
+      if (!is_alone) inner.C_CloseSession(entry->first);
       entry = sessions_.erase(entry);
     }
-    return inner.C_CloseAllSessions(slot);
+    return is_alone ? inner.C_CloseAllSessions(slot) : CKR_OK;
   });
 }
 
 CK_RV Adapter::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin,
                      CK_ULONG pin_size) {
   return WithSession(session, [&](Session& state) {
-    CK_SESSION_HANDLE target = session;
     // A login for one operation goes where that operation is.
-    if (user == CKU_CONTEXT_SPECIFIC) target = state.operation.ActiveSession().value_or(session);
-    return backend_->functions.C_Login(target, user, pin, pin_size);
+    if (user == CKU_CONTEXT_SPECIFIC) {
+      const CK_SESSION_HANDLE target = state.operation.ActiveSession().value_or(session);
+      return backend_->functions.C_Login(target, user, pin, pin_size);
+    }
+    const CK_RV result = backend_->functions.C_Login(session, user, pin, pin_size);
+    if (result == CKR_USER_ALREADY_LOGGED_IN) return result;
+    state.token.Forget();
+    const bool keeps_pin = backend_->config.rules.Has(Rule::kContextLogin);
+    if (result == CKR_OK && user == CKU_USER && keeps_pin) state.token.login.Keep(pin, pin_size);
+    return result;
   });
 }
 
 CK_RV Adapter::Logout(CK_SESSION_HANDLE session) {
   return WithSession(session, [&](Session& current) {
+    current.token.Forget();
     // The token's private session objects and operations end with the login.
     for (auto& [handle, state] : sessions_) {
-      if (state.slot != current.slot) continue;
-      state.derived = CK_INVALID_HANDLE;
+      if (&state.token != &current.token) continue;
+      state.derived.Clear();
       state.operation.Close();
     }
     return backend_->functions.C_Logout(session);
   });
 }
 
-CK_RV Adapter::GetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
-                                 CK_ATTRIBUTE* attributes, CK_ULONG count) {
-  return WithSession(session, [&](Session& state) -> CK_RV {
-    if (attributes == nullptr && count != 0) return CKR_ARGUMENTS_BAD;
-    return GetAttributes(backend_->functions, state.slot, session, object, {attributes, count});
-  });
-}
-
-CK_RV Adapter::DestroyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
-  return WithSession(session, [&](Session&) {
-    // Its handle may come back for something else.
-    for (auto& [handle, state] : sessions_) {
-      if (state.derived == object) state.derived = CK_INVALID_HANDLE;
-    }
-    return backend_->functions.C_DestroyObject(session, object);
-  });
-}
-
-CK_RV Adapter::FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes,
-                               CK_ULONG count) {
-  return WithSession(session, [&](Session& state) -> CK_RV {
-    if (attributes == nullptr && count != 0) return CKR_ARGUMENTS_BAD;
-    state.search.reset();
-    Search search;
-    const CK_RV result = Search::Run(backend_->functions, session, {attributes, count}, &search);
-    if (result == CKR_OK) state.search = std::move(search);
-    return result;
-  });
-}
-
-CK_RV Adapter::FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG room,
-                           CK_ULONG* count) {
-  return WithSession(session, [&](Session& state) -> CK_RV {
-    if (count == nullptr || (objects == nullptr && room != 0)) return CKR_ARGUMENTS_BAD;
-    if (!state.search) return CKR_OPERATION_NOT_INITIALIZED;
-    *count = state.search->Next(objects, room);
-    return CKR_OK;
-  });
-}
-
-CK_RV Adapter::FindObjectsFinal(CK_SESSION_HANDLE session) {
-  return WithSession(session, [&](Session& state) -> CK_RV {
-    if (!state.search) return CKR_OPERATION_NOT_INITIALIZED;
-    state.search.reset();
-    return CKR_OK;
-  });
-}
-
-CK_RV Adapter::DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism,
-                         CK_OBJECT_HANDLE base_key, CK_ATTRIBUTE* attributes, CK_ULONG count,
-                         CK_OBJECT_HANDLE* key) {
-  return WithSession(session, [&](Session& state) -> CK_RV {
-    const CK_FUNCTION_LIST& inner = backend_->functions;
-    if (mechanism == nullptr || key == nullptr) return CKR_ARGUMENTS_BAD;
-    if (count != 0) {
-      return inner.C_DeriveKey(session, mechanism, base_key, attributes, count, key);
-    }
-    if (const auto previous = std::exchange(state.derived, CK_INVALID_HANDLE);
-        previous != CK_INVALID_HANDLE) {
-      inner.C_DestroyObject(session, previous);
-    }
-    const CK_RV result = DeriveReadableKey(inner, session, *mechanism, base_key, &state.derived);
-    if (result == CKR_OK) *key = state.derived;
-    return result;
-  });
+void Adapter::ForgetObjects() {
+  for (auto& [slot, token] : tokens_) token.objects.Forget();
 }
 
 }  // namespace kelvrin::adapter

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "adapter/config.h"
+#include "adapter/inner_use.h"
 #include "adapter/session.h"
 #include "adapter/slots.h"
 
@@ -29,15 +30,21 @@ class Adapter {
  public:
   // `open` reads the configuration and loads the module; it is called by each Initialize and may
   // throw SetupError.
-  explicit Adapter(std::function<Backend()> open) : open_(std::move(open)) {}
+  // `uses` counts the users of the module with other adapters and outlives this one; null: alone.
+  explicit Adapter(std::function<Backend()> open, ModuleUses* uses = nullptr)
+      : open_(std::move(open)), use_(uses) {}
 
   // A SetupError's line goes to standard error, its result is returned.
-  CK_RV Initialize(const CK_C_INITIALIZE_ARGS* arguments);
+  CK_RV Initialize(CK_C_INITIALIZE_ARGS* arguments);
+  // The last of those that use the module finalises it; the others close what they have opened.
   CK_RV Finalize(const void* reserved);
+  // To be called before any other function: when another adapter has brought the module up anew
+  // since, this one is not initialised any more.
+  void DropLostModule();
   // The module's own information, or the adapter's while there is none.
   CK_RV GetInfo(CK_INFO* info) const;
 
-  CK_RV GetSlotList(CK_SLOT_ID* list, CK_ULONG* count);
+  CK_RV GetSlotList(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count);
   CK_RV GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info);
   CK_RV GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info);
   CK_RV GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* count);
@@ -60,6 +67,12 @@ class Adapter {
   CK_RV FindObjectsFinal(CK_SESSION_HANDLE session);
   CK_RV DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE base_key,
                   CK_ATTRIBUTE* attributes, CK_ULONG count, CK_OBJECT_HANDLE* key);
+
+  // Forgets what was learned of the tokens' objects: something may have changed them.
+  void ForgetObjects();
+
+  // Whether it is initialised and the rule applies.
+  bool Has(Rule rule) const { return backend_ && backend_->config.rules.Has(rule); }
 
   // Calls action(KeyOperation&) for the session's signing and decrypting.
   template <typename Action>
@@ -95,16 +108,18 @@ class Adapter {
     return action(*slots_);
   }
 
-  CK_RV InitializeInner(Backend& backend);
-  bool IsInnerAlive() const;
+  CK_RV InitializeInner(Backend& backend, CK_C_INITIALIZE_ARGS* caller);
+  void CloseSessions();
   void Reset();
+  void ForgetLogin(const Session& closing, CK_SESSION_HANDLE handle);
   void DiscountWorkers(CK_SLOT_ID slot, CK_TOKEN_INFO* info) const;
 
   std::function<Backend()> open_;
   std::unique_ptr<Backend> backend_;  // null while not initialised
   std::unique_ptr<Slots> slots_;
-  Sessions sessions_;
-  bool finalizes_inner_ = false;
+  Tokens tokens_;
+  Sessions sessions_;  // they refer to their tokens
+  InnerUse use_;
 };
 
 }  // namespace kelvrin::adapter

@@ -27,10 +27,9 @@ bool RefusesLocking(CK_RV result) {
 
 }  // namespace
 
-CK_RV Adapter::Initialize(const CK_C_INITIALIZE_ARGS* arguments) {
-  if (backend_ && IsInnerAlive()) return CKR_CRYPTOKI_ALREADY_INITIALIZED;
+CK_RV Adapter::Initialize(CK_C_INITIALIZE_ARGS* arguments) {
+  if (backend_ && IsInitialised(backend_->functions)) return CKR_CRYPTOKI_ALREADY_INITIALIZED;
   Reset();
-  if (!AreValid(arguments)) return CKR_ARGUMENTS_BAD;
   std::unique_ptr<Backend> backend;
   try {
     backend = std::make_unique<Backend>(open_());
@@ -38,16 +37,22 @@ CK_RV Adapter::Initialize(const CK_C_INITIALIZE_ARGS* arguments) {
     std::fprintf(stderr, "Kelvrin adapter: %s\n", error.what());
     return error.result();
   }
-  const CK_RV result = InitializeInner(*backend);
-  // Somebody else in this process uses the module and will finalise it.
-  if (result != CKR_OK && result != CKR_CRYPTOKI_ALREADY_INITIALIZED) return result;
-  finalizes_inner_ = result == CKR_OK;
+  // Without the rule the module judges them.
+  if (backend->config.rules.Has(Rule::kInitialisation) && !AreValid(arguments)) {
+    return CKR_ARGUMENTS_BAD;
+  }
+  const CK_RV result =
+      use_.Join(backend->functions, [&] { return InitializeInner(*backend, arguments); });
+  if (result != CKR_OK) return result;
   backend_ = std::move(backend);
   slots_ = std::make_unique<Slots>(backend_->functions, backend_->config);
   return CKR_OK;
 }
 
-CK_RV Adapter::InitializeInner(Backend& backend) {
+CK_RV Adapter::InitializeInner(Backend& backend, CK_C_INITIALIZE_ARGS* caller) {
+  if (!backend.config.rules.Has(Rule::kInitialisation)) {
+    return backend.functions.C_Initialize(caller);
+  }
   CK_C_INITIALIZE_ARGS arguments = {};
   arguments.flags = CKF_OS_LOCKING_OK;
   const bool has_reserved = !backend.config.reserved.empty();
@@ -63,27 +68,31 @@ CK_RV Adapter::Finalize(const void* reserved) {
   if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
   if (reserved != nullptr) return CKR_ARGUMENTS_BAD;
   CK_RV result = CKR_OK;
-  if (finalizes_inner_) {
+  if (use_.Leave()) {
     result = backend_->functions.C_Finalize(nullptr);
   } else {
-    for (auto& [handle, session] : sessions_) {
-      session.operation.Close();
-      backend_->functions.C_CloseSession(handle);
-    }
+    CloseSessions();
   }
   Reset();
   return result;
 }
 
-// Somebody else in this process may have finalised the module.
-bool Adapter::IsInnerAlive() const {
-  CK_INFO ignored = {};
-  return backend_->functions.C_GetInfo(&ignored) != CKR_CRYPTOKI_NOT_INITIALIZED;
+void Adapter::CloseSessions() {
+  for (auto& [handle, session] : sessions_) {
+    session.operation.Close();
+    backend_->functions.C_CloseSession(handle);
+  }
+}
+
+void Adapter::DropLostModule() {
+  if (backend_ && !use_.IsCurrent()) Reset();
 }
 
 void Adapter::Reset() {
   sessions_.clear();
+  tokens_.clear();
   slots_.reset();
+  use_.Leave();
   backend_.reset();
 }
 

@@ -2,198 +2,202 @@
 
 #include <algorithm>
 #include <cstring>
-#include <initializer_list>
+#include <optional>
+#include <string_view>
+#include <vector>
 
-#include "adapter/slots.h"
+#include "adapter/ascii_text.h"
+#include "adapter/key_facts.h"
+#include "adapter/object_reading.h"
+#include "adapter/usable_mechanisms.h"
 
 namespace kelvrin::adapter {
 namespace {
 
-using Mechanisms = std::vector<CK_MECHANISM_TYPE>;
+// No attribute is longer; a module that says so is not believed.
+constexpr CK_ULONG kMaxLength = CK_ULONG{1} << 26;
 
-// As many mechanisms of a key as the extension has room for.
-constexpr std::size_t kMaxAllowedMechanisms = 20;
-// More room, to see that a list is too long.
-constexpr std::size_t kMechanismRoom = 128 * sizeof(CK_MECHANISM_TYPE);
-
-bool Offers(const Mechanisms& offered, CK_MECHANISM_TYPE mechanism) {
-  return std::find(offered.begin(), offered.end(), mechanism) != offered.end();
-}
-
-// What a key of this type can be used for through the adapter.
-Mechanisms UsableMechanisms(CK_KEY_TYPE key_type, const Mechanisms& offered) {
-  struct Row {
-    CK_KEY_TYPE key_type;
-    CK_MECHANISM_TYPE mechanism;
-    CK_MECHANISM_TYPE served_by;
-  };
-  constexpr Row kRows[] = {
-      {CKK_RSA, CKM_RSA_X_509, CKM_RSA_X_509},
-      {CKK_RSA, CKM_RSA_PKCS, CKM_RSA_PKCS},
-      {CKK_EC, CKM_ECDSA, CKM_ECDSA},
-      {CKK_EC, CKM_ECDSA_SHA1, CKM_ECDSA},
-      {CKK_EC, CKM_ECDH1_DERIVE, CKM_ECDH1_DERIVE},
-  };
-  Mechanisms usable;
-  for (const Row& row : kRows) {
-    if (row.key_type == key_type && Offers(offered, row.served_by)) usable.push_back(row.mechanism);
-  }
-  return usable;
-}
-
-// Answers one attribute as C_GetAttributeValue does, but with length 0 after a failure.
-CK_RV Answer(const void* value, std::size_t size, CK_ATTRIBUTE* attribute) {
-  if (attribute->pValue != nullptr) {
-    if (attribute->ulValueLen < size) {
-      attribute->ulValueLen = 0;
-      return CKR_BUFFER_TOO_SMALL;
-    }
-    if (size != 0) std::memcpy(attribute->pValue, value, size);
-  }
-  attribute->ulValueLen = size;
-  return CKR_OK;
-}
-
-// The attributes of one public key that the adapter answers in the module's place.
-class PublicKey {
+// Reads attributes of one object; one use, one object.
+class Reader {
  public:
-  PublicKey(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, CK_SESSION_HANDLE session,
-            CK_OBJECT_HANDLE object, CK_KEY_TYPE type)
-      : inner_(inner), slot_(slot), session_(session), object_(object), type_(type) {}
+  Reader(TokenObjects& objects, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object)
+      : objects_(objects),
+        inner_(objects.inner()),
+        session_(session),
+        object_(object),
+        virtual_key_(objects.FindVirtual(object)) {}
 
-  bool Handles(CK_ATTRIBUTE_TYPE type) const {
-    if (type == CKA_ALLOWED_MECHANISMS) return true;
-    return type_ == CKK_EC && (type == CKA_ENCRYPT || type == CKA_WRAP || type == CKA_DERIVE);
-  }
-
-  CK_RV Get(CK_ATTRIBUTE* attribute) const {
-    switch (attribute->type) {
-      case CKA_ALLOWED_MECHANISMS:
-        return GetAllowedMechanisms(attribute);
-      case CKA_DERIVE:
-        return GetDerive(attribute);
-      default:
-        return Answer(&kFalse, sizeof(kFalse), attribute);
+  CK_RV Get(std::span<CK_ATTRIBUTE> attributes) {
+    std::vector<CK_ATTRIBUTE> asked;
+    std::vector<CK_ATTRIBUTE*> asked_for;
+    CK_RV own_result = CKR_OK;
+    for (CK_ATTRIBUTE& attribute : attributes) {
+      const std::optional<CK_RV> result = TryAnswer(&attribute);
+      if (!result) {
+        asked.push_back(attribute);
+        asked_for.push_back(&attribute);
+      } else if (*result != CKR_OK) {
+        own_result = *result;
+      }
     }
+    // With nothing to ask for the module is not asked, unless the caller asked for nothing.
+    if (asked.empty() && (!attributes.empty() || virtual_key_ != nullptr)) return own_result;
+    const CK_RV result = AskModule(&asked);
+    for (std::size_t i = 0; i < asked.size(); ++i) asked_for[i]->ulValueLen = asked[i].ulValueLen;
+    return result != CKR_OK ? result : own_result;
   }
 
  private:
-  static constexpr CK_BBOOL kFalse = CK_FALSE;
+  // The length that stands for none.
+  CK_ULONG NoLength() const {
+    return objects_.rules().Has(Rule::kFailedLengths) ? 0 : CK_UNAVAILABLE_INFORMATION;
+  }
 
-  CK_RV GetAllowedMechanisms(CK_ATTRIBUTE* attribute) const {
-    const auto own =
-        ReadAttribute(inner_, session_, object_, CKA_ALLOWED_MECHANISMS, kMechanismRoom);
-    if (own && !own->empty() && own->size() % sizeof(CK_MECHANISM_TYPE) == 0 &&
-        own->size() <= kMaxAllowedMechanisms * sizeof(CK_MECHANISM_TYPE)) {
-      return Answer(own->data(), own->size(), attribute);
+  // Answers one attribute in the module's place; nothing when that is the module's business.
+  std::optional<CK_RV> TryAnswer(CK_ATTRIBUTE* attribute) {
+    const Rules& rules = objects_.rules();
+    switch (attribute->type) {
+      case CKA_ALLOWED_MECHANISMS:
+        if (rules.Has(Rule::kAllowedMechanisms) && IsPublicKey()) return GetMechanisms(attribute);
+        break;
+      case CKA_ENCRYPT:
+      case CKA_WRAP:
+        if (rules.Has(Rule::kEcUsage) && IsEcPublicKey()) return AnswerFlag(false, attribute);
+        break;
+      case CKA_DERIVE:
+        if (rules.Has(Rule::kEcUsage) && IsEcPublicKey()) return GetDerive(attribute);
+        break;
+      case CKA_LABEL:
+        if (rules.Has(Rule::kAsciiLabels)) return GetLabel(attribute);
+        break;
+      default:
+        break;
     }
-    Mechanisms offered;
-    const CK_RV result = ReadMechanisms(inner_, slot_, &offered);
-    if (result != CKR_OK) return Fail(result, attribute);
-    const Mechanisms usable = UsableMechanisms(type_, offered);
-    return Answer(usable.data(), usable.size() * sizeof(CK_MECHANISM_TYPE), attribute);
+    return virtual_key_ != nullptr ? std::optional(GetVirtual(attribute)) : std::nullopt;
   }
 
-  CK_RV GetDerive(CK_ATTRIBUTE* attribute) const {
-    Mechanisms offered;
-    const CK_RV result = ReadMechanisms(inner_, slot_, &offered);
-    if (result != CKR_OK) return Fail(result, attribute);
-    const CK_BBOOL derives = Offers(offered, CKM_ECDH1_DERIVE) ? CK_TRUE : CK_FALSE;
-    return Answer(&derives, sizeof(derives), attribute);
+  // Answers one attribute as C_GetAttributeValue does.
+  CK_RV Answer(const void* value, std::size_t size, CK_ATTRIBUTE* attribute) const {
+    if (attribute->pValue != nullptr) {
+      if (attribute->ulValueLen < size) return Fail(CKR_BUFFER_TOO_SMALL, attribute);
+      if (size != 0) std::memcpy(attribute->pValue, value, size);
+    }
+    attribute->ulValueLen = size;
+    return CKR_OK;
   }
 
-  static CK_RV Fail(CK_RV result, CK_ATTRIBUTE* attribute) {
-    attribute->ulValueLen = 0;
+  CK_RV AnswerFlag(bool value, CK_ATTRIBUTE* attribute) const {
+    const CK_BBOOL flag = value ? CK_TRUE : CK_FALSE;
+    return Answer(&flag, sizeof(flag), attribute);
+  }
+
+  CK_RV Fail(CK_RV result, CK_ATTRIBUTE* attribute) const {
+    attribute->ulValueLen = NoLength();
     return result;
   }
 
+  bool IsPublicKey() { return KeyType().has_value(); }
+  bool IsEcPublicKey() { return KeyType() == CKK_EC; }
+
+  // The type of a public key; nothing when the object is something else.
+  std::optional<CK_KEY_TYPE> KeyType() {
+    if (virtual_key_ != nullptr) return virtual_key_->type;
+    if (!has_key_type_) {
+      has_key_type_ = true;
+      if (ReadNumber(inner_, session_, object_, CKA_CLASS) == CKO_PUBLIC_KEY) {
+        key_type_ = ReadNumber(inner_, session_, object_, CKA_KEY_TYPE);
+      }
+    }
+    return key_type_;
+  }
+
+  CK_RV GetVirtual(CK_ATTRIBUTE* attribute) const {
+    const auto value = virtual_key_->attributes.find(attribute->type);
+    if (value == virtual_key_->attributes.end()) return Fail(CKR_ATTRIBUTE_TYPE_INVALID, attribute);
+    return Answer(value->second.data(), value->second.size(), attribute);
+  }
+
+  CK_RV GetMechanisms(CK_ATTRIBUTE* attribute) {
+    Mechanisms own;
+    if (virtual_key_ == nullptr) own = ReadAllowedMechanisms(inner_, session_, object_);
+    Mechanisms usable;
+    if (!own.empty()) {
+      usable = CompleteMechanisms(objects_.rules(), own);
+    } else {
+      Mechanisms offered;
+      const CK_RV result = objects_.GetMechanisms(&offered);
+      if (result != CKR_OK) return Fail(result, attribute);
+      usable = UsableMechanisms(objects_.rules(), *KeyType(), offered);
+    }
+    return Answer(usable.data(), usable.size() * sizeof(CK_MECHANISM_TYPE), attribute);
+  }
+
+  CK_RV GetDerive(CK_ATTRIBUTE* attribute) {
+    Mechanisms offered;
+    const CK_RV result = objects_.GetMechanisms(&offered);
+    if (result != CKR_OK) return Fail(result, attribute);
+    return AnswerFlag(Contains(offered, CKM_ECDH1_DERIVE), attribute);
+  }
+
+  // Only a certificate's label that is not ASCII is answered here.
+  std::optional<CK_RV> GetLabel(CK_ATTRIBUTE* attribute) {
+    std::optional<Bytes> label;
+    if (virtual_key_ != nullptr) {
+      label = virtual_key_->attributes.at(CKA_LABEL);
+    } else {
+      label = ReadAttribute(inner_, session_, object_, CKA_LABEL, kMaxId);
+    }
+    const bool is_ascii = !label || std::all_of(label->begin(), label->end(),
+                                                [](CK_BYTE byte) { return byte < 0x80; });
+    if (is_ascii) {
+      return virtual_key_ != nullptr ? std::optional(GetVirtual(attribute)) : std::nullopt;
+    }
+    if (virtual_key_ == nullptr &&
+        ReadNumber(inner_, session_, object_, CKA_CLASS) != CKO_CERTIFICATE) {
+      return std::nullopt;
+    }
+    const std::string ascii =
+        ToAscii(std::string_view(reinterpret_cast<const char*>(label->data()), label->size()));
+    return Answer(ascii.data(), ascii.size(), attribute);
+  }
+
+  // Asks the module and takes no length on trust.
+  CK_RV AskModule(std::vector<CK_ATTRIBUTE>* asked) const {
+    const std::vector<CK_ATTRIBUTE> before = *asked;
+    CK_RV result = inner_.C_GetAttributeValue(session_, object_, asked->data(), asked->size());
+    const bool is_failed_read = result == CKR_ATTRIBUTE_SENSITIVE ||
+                                result == CKR_ATTRIBUTE_TYPE_INVALID ||
+                                result == CKR_BUFFER_TOO_SMALL;
+    for (std::size_t i = 0; i < asked->size(); ++i) {
+      CK_ULONG& length = (*asked)[i].ulValueLen;
+      // The module must not have changed where the values go, nor what they are.
+      (*asked)[i] = {before[i].type, before[i].pValue, length};
+      const bool is_unavailable = length == CK_UNAVAILABLE_INFORMATION;
+      const CK_ULONG room = before[i].pValue != nullptr ? before[i].ulValueLen : kMaxLength;
+      const bool is_too_long = length > room;
+      if (result == CKR_OK && is_too_long && !is_unavailable) result = CKR_BUFFER_TOO_SMALL;
+      // Some modules leave the length of the one attribute that they refused as it was.
+      if (is_unavailable || is_too_long || (is_failed_read && asked->size() == 1)) {
+        length = NoLength();
+      }
+    }
+    return result;
+  }
+
+  TokenObjects& objects_;
   const CK_FUNCTION_LIST& inner_;
-  CK_SLOT_ID slot_;
   CK_SESSION_HANDLE session_;
   CK_OBJECT_HANDLE object_;
-  CK_KEY_TYPE type_;
+  const VirtualKey* virtual_key_;
+  bool has_key_type_ = false;
+  std::optional<CK_KEY_TYPE> key_type_;
 };
-
-bool MayNeedAnAnswer(const CK_ATTRIBUTE& attribute) {
-  const std::initializer_list<CK_ATTRIBUTE_TYPE> types = {CKA_ALLOWED_MECHANISMS, CKA_ENCRYPT,
-                                                          CKA_WRAP, CKA_DERIVE};
-  return std::find(types.begin(), types.end(), attribute.type) != types.end();
-}
-
-std::optional<PublicKey> FindPublicKey(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot,
-                                       CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
-  if (ReadNumber(inner, session, object, CKA_CLASS) != CKO_PUBLIC_KEY) return std::nullopt;
-  const std::optional<CK_ULONG> type = ReadNumber(inner, session, object, CKA_KEY_TYPE);
-  if (!type) return std::nullopt;
-  return PublicKey(inner, slot, session, object, *type);
-}
-
-// Asks the module and takes no length on trust: after a failure, or for an attribute that it calls
-// unavailable, and where it claims more than there was room for, the length is 0.
-CK_RV AskModule(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
-                std::span<CK_ATTRIBUTE> attributes) {
-  std::vector<CK_ATTRIBUTE> asked(attributes.begin(), attributes.end());
-  CK_RV result = inner.C_GetAttributeValue(session, object, asked.data(), asked.size());
-  for (std::size_t i = 0; i < attributes.size(); ++i) {
-    CK_ULONG length = asked[i].ulValueLen;
-    const bool unavailable = length == CK_UNAVAILABLE_INFORMATION;
-    const bool too_long = attributes[i].pValue != nullptr && length > attributes[i].ulValueLen;
-    if (unavailable || too_long) {
-      if (result == CKR_OK && too_long && !unavailable) result = CKR_BUFFER_TOO_SMALL;
-      length = 0;
-    }
-    attributes[i].ulValueLen = length;
-  }
-  return result;
-}
 
 }  // namespace
 
-std::optional<std::vector<CK_BYTE>> ReadAttribute(const CK_FUNCTION_LIST& inner,
-                                                  CK_SESSION_HANDLE session,
-                                                  CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type,
-                                                  std::size_t room) {
-  std::vector<CK_BYTE> value(room);
-  CK_ATTRIBUTE attribute = {type, value.data(), value.size()};
-  if (inner.C_GetAttributeValue(session, object, &attribute, 1) != CKR_OK) return std::nullopt;
-  if (attribute.ulValueLen > value.size()) return std::nullopt;
-  value.resize(attribute.ulValueLen);
-  return value;
-}
-
-std::optional<CK_ULONG> ReadNumber(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
-                                   CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
-  CK_ULONG value = 0;
-  CK_ATTRIBUTE attribute = {type, &value, sizeof(value)};
-  if (inner.C_GetAttributeValue(session, object, &attribute, 1) != CKR_OK) return std::nullopt;
-  if (attribute.ulValueLen != sizeof(value)) return std::nullopt;
-  return value;
-}
-
-CK_RV GetAttributes(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, CK_SESSION_HANDLE session,
-                    CK_OBJECT_HANDLE object, std::span<CK_ATTRIBUTE> attributes) {
-  const bool may_need_answers = std::any_of(attributes.begin(), attributes.end(), MayNeedAnAnswer);
-  const std::optional<PublicKey> key =
-      may_need_answers ? FindPublicKey(inner, slot, session, object) : std::nullopt;
-  if (!key) return AskModule(inner, session, object, attributes);
-
-  std::vector<CK_ATTRIBUTE> asked;
-  CK_RV own_result = CKR_OK;
-  for (CK_ATTRIBUTE& attribute : attributes) {
-    if (!key->Handles(attribute.type)) {
-      asked.push_back(attribute);
-      continue;
-    }
-    const CK_RV result = key->Get(&attribute);
-    if (result != CKR_OK) own_result = result;
-  }
-  if (asked.empty()) return own_result;
-  const CK_RV result = AskModule(inner, session, object, asked);
-  auto answer = asked.begin();
-  for (CK_ATTRIBUTE& attribute : attributes) {
-    if (!key->Handles(attribute.type)) attribute = *answer++;
-  }
-  return result != CKR_OK ? result : own_result;
+CK_RV GetAttributes(TokenObjects& objects, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+                    std::span<CK_ATTRIBUTE> attributes) {
+  return Reader(objects, session, object).Get(attributes);
 }
 
 }  // namespace kelvrin::adapter

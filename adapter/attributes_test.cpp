@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 
+#include "adapter/object_reading.h"
 #include "adapter/testing/fake_module.h"
 
 namespace kelvrin::adapter {
@@ -22,7 +23,7 @@ class AttributesTest : public testing::Test {
     return fake_.Add(std::move(more));
   }
   CK_RV Get(CK_OBJECT_HANDLE object, std::span<CK_ATTRIBUTE> attributes) {
-    return GetAttributes(functions_, 7, 1, object, attributes);
+    return GetAttributes(token_objects_, 1, object, attributes);
   }
   // One flag of an object, read as the extension reads it, into a large buffer.
   int Flag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
@@ -45,8 +46,16 @@ class AttributesTest : public testing::Test {
     return bytes;
   }
 
+  // The slot's mechanisms change, as with another token.
+  void Offer(const Mechanisms& mechanisms) {
+    fake_.slots[0].mechanisms = mechanisms;
+    token_objects_.Forget();
+  }
+
   FakeModule fake_;
   CK_FUNCTION_LIST functions_ = FakeModule::functions();
+  Rules rules_ = Rules::Extension();
+  TokenObjects token_objects_{functions_, rules_, 7};
 };
 
 TEST_F(AttributesTest, LengthAfterAFailedReadIsZeroAndNeverMinusOne) {
@@ -114,8 +123,8 @@ TEST_F(AttributesTest, PublicKeyWithoutListIsAnsweredFromItsTypeAndTheSlot) {
   const Mechanisms ec = {CKM_ECDSA, CKM_ECDSA_SHA1, CKM_ECDH1_DERIVE};
   EXPECT_EQ(Allowed(AddKey(CKO_PUBLIC_KEY, CKK_EC)), ec);
   EXPECT_TRUE(Allowed(AddKey(CKO_PUBLIC_KEY, CKK_DSA)).empty());
-  fake_.slots[0].mechanisms = {CKM_RSA_PKCS, CKM_ECDSA};
-  EXPECT_EQ(Allowed(AddKey(CKO_PUBLIC_KEY, CKK_RSA)), Mechanisms{CKM_RSA_PKCS});
+  Offer({CKM_RSA_PKCS, CKM_ECDSA});
+  EXPECT_EQ(Allowed(AddKey(CKO_PUBLIC_KEY, CKK_RSA)), (Mechanisms{CKM_RSA_X_509, CKM_RSA_PKCS}));
   EXPECT_EQ(Allowed(AddKey(CKO_PUBLIC_KEY, CKK_EC)), (Mechanisms{CKM_ECDSA, CKM_ECDSA_SHA1}));
 }
 
@@ -148,7 +157,7 @@ TEST_F(AttributesTest, EcPublicKeyNeitherEncryptsNorWrapsAndDerivesAsTheSlotDoes
   EXPECT_EQ(Flag(key, CKA_WRAP), 0);
   EXPECT_EQ(Flag(key, CKA_VERIFY), 1);
   EXPECT_EQ(Flag(key, CKA_DERIVE), 1);
-  fake_.slots[0].mechanisms = {CKM_ECDSA};
+  Offer({CKM_ECDSA});
   EXPECT_EQ(Flag(key, CKA_DERIVE), 0);
 }
 
@@ -178,6 +187,67 @@ TEST_F(AttributesTest, MixedTemplateKeepsItsOrderAndItsFailures) {
   EXPECT_EQ(attributes[1].type, CKA_ID);
   EXPECT_EQ(room[1][1], 6);
   EXPECT_EQ(room[2][0], CK_TRUE);
+}
+
+TEST_F(AttributesTest, LengthOfASingleRefusedAttributeThatTheModuleLeavesAloneIsZero) {
+  fake_.unreadable_length = 8;
+  std::array<CK_BYTE, 8> room = {};
+  CK_ATTRIBUTE attribute = {CKA_VALUE, room.data(), room.size()};
+  EXPECT_EQ(Get(fake_.Add({}), {&attribute, 1}), CKR_ATTRIBUTE_TYPE_INVALID);
+  EXPECT_EQ(attribute.ulValueLen, 0u);
+}
+
+TEST_F(AttributesTest, AbsurdLengthIsNotHandedOn) {
+  fake_.claimed_excess = CK_ULONG{1} << 40;
+  CK_ATTRIBUTE attribute = {CKA_ID, nullptr, 0};
+  EXPECT_EQ(Get(fake_.Add({{CKA_ID, {1}}}), {&attribute, 1}), CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(attribute.ulValueLen, 0u);
+}
+
+TEST_F(AttributesTest, CertificatesLabelIsAscii) {
+  const Bytes label = {'M', 0xc3, 0xbc, 'l', 'l', 'e', 'r'};
+  const auto object =
+      fake_.Add({{CKA_CLASS, FakeModule::Number(CKO_CERTIFICATE)}, {CKA_LABEL, label}});
+  std::array<char, 64> room = {};
+  CK_ATTRIBUTE attribute = {CKA_LABEL, room.data(), room.size()};
+  EXPECT_EQ(Get(object, {&attribute, 1}), CKR_OK);
+  EXPECT_EQ(std::string(room.data(), attribute.ulValueLen), "Mueller");
+  attribute = {CKA_LABEL, nullptr, 0};
+  EXPECT_EQ(Get(object, {&attribute, 1}), CKR_OK);
+  EXPECT_EQ(attribute.ulValueLen, 7u);
+}
+
+TEST_F(AttributesTest, LabelsInAsciiAndOfOtherObjectsAreTheModules) {
+  const Bytes label = {'M', 0xc3, 0xbc};
+  const auto key = AddKey(CKO_PUBLIC_KEY, CKK_RSA, {{CKA_LABEL, label}});
+  const auto plain =
+      fake_.Add({{CKA_CLASS, FakeModule::Number(CKO_CERTIFICATE)}, {CKA_LABEL, {'M', '?', 'l'}}});
+  std::array<CK_BYTE, 64> room = {};
+  for (const auto object : {key, plain}) {
+    CK_ATTRIBUTE attribute = {CKA_LABEL, room.data(), room.size()};
+    EXPECT_EQ(Get(object, {&attribute, 1}), CKR_OK);
+    EXPECT_EQ(Bytes(room.begin(), room.begin() + 3), fake_.objects[object][CKA_LABEL]);
+  }
+}
+
+TEST_F(AttributesTest, RulesThatAreOffLeaveTheModulesAnswers) {
+  const Bytes yes = FakeModule::Flag(true);
+  const auto key =
+      AddKey(CKO_PUBLIC_KEY, CKK_EC, {{CKA_ENCRYPT, yes}, {CKA_WRAP, yes}, {CKA_DERIVE, yes}});
+  const auto certificate =
+      fake_.Add({{CKA_CLASS, FakeModule::Number(CKO_CERTIFICATE)}, {CKA_LABEL, {0xc3, 0xbc}}});
+  rules_ = Rules::Standard();
+  EXPECT_EQ(Flag(key, CKA_ENCRYPT), 1);
+  EXPECT_EQ(Flag(key, CKA_WRAP), 1);
+  Offer({});
+  EXPECT_EQ(Flag(key, CKA_DERIVE), 1);
+  std::array<CK_BYTE, 1024> room = {};
+  CK_ATTRIBUTE attribute = {CKA_ALLOWED_MECHANISMS, room.data(), room.size()};
+  EXPECT_EQ(Get(key, {&attribute, 1}), CKR_ATTRIBUTE_TYPE_INVALID);
+  EXPECT_EQ(attribute.ulValueLen, CK_UNAVAILABLE_INFORMATION);
+  attribute = {CKA_LABEL, room.data(), room.size()};
+  EXPECT_EQ(Get(certificate, {&attribute, 1}), CKR_OK);
+  EXPECT_EQ(room[0], 0xc3);
 }
 
 TEST_F(AttributesTest, NumbersAreReadWithExactlyTheirRoom) {

@@ -2,16 +2,17 @@
 // name and the ending .conf (libX.dylib reads libX.conf). Copies under two names therefore read two
 // configurations. The environment is never read.
 //
-// One "key = value" a line; blanks round key and value are dropped; empty lines and lines that
-// begin with # are skipped. Each key appears once at most:
+// Plain text in UTF-8, 64 KiB at most. One "key = value" a line; blanks round key and value are
+// dropped; empty lines and lines that begin with # are skipped. Each key appears once at most, in
+// any order:
 //
 //   module        the PKCS#11 module behind the adapter: an absolute path, or one relative to the
 //                 folder of the configuration file. The only key that must be there.
 //   reserved      string handed to the module's C_Initialize as pReserved
 //   reader-name   text shown as the slot's description, 1 to 64 bytes
-//   token-label   show the slot whose token has this label
-//   token-serial  show the slot whose token has this serial number
-//   slot-reader   show the slot whose own description contains this text
+//   token-label   show the slot whose token has this label, 1 to 32 bytes
+//   token-serial  show the slot whose token has this serial number, 1 to 16 bytes
+//   slot-reader   show the slot whose own description contains this text, 1 to 64 bytes
 //   card-number   label (the default): the token's label begins with the card's number; serial: put
 //                 the serial number in front of the label
 //   profile       extension (the default): every rule applies; standard: only those that no caller
@@ -19,7 +20,8 @@
 //   rules-off     names of rules that do not apply, separated by commas (see rules.h)
 //
 // Of the keys that choose a slot all that are given must match; with none the first slot with an
-// initialised token is shown.
+// initialised token is shown. Without the rule one-slot the keys that choose, name or number a slot
+// change nothing.
 #ifndef KELVRIN_ADAPTER_CONFIG_H_
 #define KELVRIN_ADAPTER_CONFIG_H_
 

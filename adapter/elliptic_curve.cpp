@@ -45,19 +45,12 @@ void AppendLength(std::size_t length, Bytes* out) {
   out->push_back(static_cast<CK_BYTE>(length & 0xff));
 }
 
-Bytes Wrap(CK_BYTE tag, ByteView content) {
-  Bytes out = {tag};
-  AppendLength(content.size(), &out);
-  out.insert(out.end(), content.begin(), content.end());
-  return out;
-}
-
 Bytes UnsignedInteger(ByteView number) {
   while (number.size() > 1 && number.front() == 0) number = number.subspan(1);
   Bytes content;
   if ((number.front() & 0x80) != 0) content.push_back(0);
   content.insert(content.end(), number.begin(), number.end());
-  return Wrap(kInteger, content);
+  return WrapDer(kInteger, content);
 }
 
 // Takes one element with this tag off the front of `bytes`; its content, or nothing.
@@ -89,6 +82,13 @@ std::size_t RawPointSize(ByteView point) {
 }
 
 }  // namespace
+
+Bytes WrapDer(CK_BYTE tag, ByteView content) {
+  Bytes out = {tag};
+  AppendLength(content.size(), &out);
+  out.insert(out.end(), content.begin(), content.end());
+  return out;
+}
 
 std::size_t CurveSize(ByteView parameters) {
   const std::optional<ByteView> oid = Take(kObjectIdentifier, &parameters);
@@ -125,7 +125,7 @@ Bytes EcdsaSignatureToDer(ByteView raw) {
   Bytes content = UnsignedInteger(raw.first(half));
   const Bytes s = UnsignedInteger(raw.subspan(half));
   content.insert(content.end(), s.begin(), s.end());
-  return Wrap(kSequence, content);
+  return WrapDer(kSequence, content);
 }
 
 std::size_t MaxDerSize(std::size_t raw_size) {
@@ -142,7 +142,7 @@ bool IsDerSignature(ByteView bytes) {
 
 std::optional<PublicPoint> ReadPublicPoint(ByteView bytes) {
   if (const std::size_t size = RawPointSize(bytes); size != 0) {
-    return PublicPoint{Bytes(bytes.begin(), bytes.end()), Wrap(kOctetString, bytes), size};
+    return PublicPoint{Bytes(bytes.begin(), bytes.end()), WrapDer(kOctetString, bytes), size};
   }
   ByteView rest = bytes;
   const std::optional<ByteView> content = Take(kOctetString, &rest);

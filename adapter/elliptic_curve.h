@@ -14,6 +14,9 @@ namespace kelvrin::adapter {
 using Bytes = std::vector<CK_BYTE>;
 using ByteView = std::span<const CK_BYTE>;
 
+// A DER element: the tag, the length and the content, which has less than 64 KiB.
+Bytes WrapDer(CK_BYTE tag, ByteView content);
+
 // Bytes of a coordinate (and of r and s) on the curve that CKA_EC_PARAMS names by an object
 // identifier: the NIST prime curves, secp256k1 and the Brainpool curves; 0 for any other value.
 std::size_t CurveSize(ByteView parameters);

@@ -1,73 +1,19 @@
-// The C boundary: one function list, one mutex, one adapter. An entry either has a function here or
-// is handed on to the module behind.
+// The C boundary: one function list over one adapter. An entry either has a function here or is
+// handed on to the module behind.
 #include <p11-kit/pkcs11.h>
 
 #include <chrono>
-#include <filesystem>
-#include <mutex>
-#include <new>
-#include <string>
-#include <system_error>
 #include <thread>
 
 #include "adapter/adapter.h"
-#include "adapter/config.h"
-#include "adapter/inner_module.h"
-#include "adapter/own_library.h"
-#include "adapter/setup_error.h"
+#include "adapter/dual_functions.h"
+#include "adapter/entry.h"
+#include "adapter/forwarding.h"
 
 namespace kelvrin::adapter {
 namespace {
 
 constexpr auto kSlotEventInterval = std::chrono::milliseconds(100);
-
-// Asked for before the program can change its working folder, since the path may be relative.
-const std::filesystem::path& Library() {
-  static const auto* const library = new std::filesystem::path(OwnLibrary());
-  return *library;
-}
-
-Backend OpenBackend() {
-  Backend backend;
-  backend.config = ReadConfig(ConfigFileOf(Library()));
-  const Config& config = backend.config;
-  std::error_code ignored;
-  if (std::filesystem::equivalent(config.module, Library(), ignored)) {
-    throw SetupError(CKR_FUNCTION_FAILED,
-                     config.file.string() + ":" + std::to_string(config.module_line) +
-                         ": the module is the adapter itself; name the module to put behind it");
-  }
-  backend.functions = LoadInnerModule(config);
-  return backend;
-}
-
-// Never destroyed: the program may call until its very end.
-Adapter& TheAdapter() {
-  static auto* const adapter = new Adapter(OpenBackend);
-  return *adapter;
-}
-
-std::mutex mutex;
-thread_local bool is_inside = false;
-
-// Lets one call in at a time, whatever the module behind promises, and lets no exception out. A
-// module that calls back into the adapter is refused: it would wait for itself.
-template <typename Action>
-CK_RV Locked(const Action& action) noexcept {
-  if (is_inside) return CKR_FUNCTION_FAILED;
-  is_inside = true;
-  CK_RV result = CKR_GENERAL_ERROR;
-  try {
-    const std::lock_guard<std::mutex> lock(mutex);
-    result = action(TheAdapter());
-  } catch (const std::bad_alloc&) {
-    result = CKR_HOST_MEMORY;
-  } catch (...) {
-    result = CKR_GENERAL_ERROR;
-  }
-  is_inside = false;
-  return result;
-}
 
 // A method of the adapter as an entry of the list.
 template <auto Method>
@@ -79,28 +25,45 @@ struct Changed<Method> {
   }
 };
 
-// An entry of the module's that begins with a session.
-template <auto Entry>
+// A forwarded entry that begins with a session.
+template <auto Forward>
 struct ForSession;
-template <typename... Rest, CK_RV (*CK_FUNCTION_LIST::*Entry)(CK_SESSION_HANDLE, Rest...)>
-struct ForSession<Entry> {
+template <typename... Rest, CK_RV (*Forward)(const CK_FUNCTION_LIST&, CK_SESSION_HANDLE, Rest...)>
+struct ForSession<Forward> {
+  static CK_RV Do(Adapter& adapter, CK_SESSION_HANDLE session, Rest... rest) {
+    return adapter.ForwardForSession(
+        session, [&](const CK_FUNCTION_LIST& inner) { return Forward(inner, session, rest...); });
+  }
   static CK_RV Call(CK_SESSION_HANDLE session, Rest... rest) noexcept {
+    return Locked([&](Adapter& adapter) { return Do(adapter, session, rest...); });
+  }
+  // Whatever comes of it, what was learnt of the token's objects may be true no longer.
+  static CK_RV CallAndForget(CK_SESSION_HANDLE session, Rest... rest) noexcept {
     return Locked([&](Adapter& adapter) {
-      return adapter.ForwardForSession(
-          session, [&](const CK_FUNCTION_LIST& inner) { return (inner.*Entry)(session, rest...); });
+      const CK_RV result = Do(adapter, session, rest...);
+      adapter.ForgetObjects();
+      return result;
     });
   }
 };
 
-// An entry of the module's that begins with a slot.
-template <auto Entry>
+// A forwarded entry that begins with a slot.
+template <auto Forward>
 struct ForSlot;
-template <typename... Rest, CK_RV (*CK_FUNCTION_LIST::*Entry)(CK_SLOT_ID, Rest...)>
-struct ForSlot<Entry> {
+template <typename... Rest, CK_RV (*Forward)(const CK_FUNCTION_LIST&, CK_SLOT_ID, Rest...)>
+struct ForSlot<Forward> {
+  static CK_RV Do(Adapter& adapter, CK_SLOT_ID slot, Rest... rest) {
+    return adapter.ForwardForSlot(
+        slot, [&](const CK_FUNCTION_LIST& inner) { return Forward(inner, slot, rest...); });
+  }
   static CK_RV Call(CK_SLOT_ID slot, Rest... rest) noexcept {
+    return Locked([&](Adapter& adapter) { return Do(adapter, slot, rest...); });
+  }
+  static CK_RV CallAndForget(CK_SLOT_ID slot, Rest... rest) noexcept {
     return Locked([&](Adapter& adapter) {
-      return adapter.ForwardForSlot(
-          slot, [&](const CK_FUNCTION_LIST& inner) { return (inner.*Entry)(slot, rest...); });
+      const CK_RV result = Do(adapter, slot, rest...);
+      adapter.ForgetObjects();
+      return result;
     });
   }
 };
@@ -140,13 +103,33 @@ CK_RV SignUpdate(CK_SESSION_HANDLE session, CK_BYTE* part, CK_ULONG size) noexce
 CK_RV DecryptUpdate(CK_SESSION_HANDLE session, CK_BYTE* part, CK_ULONG size, CK_BYTE* output,
                     CK_ULONG* output_size) noexcept {
   return WithOperation(session, [&](KeyOperation& operation) {
-    return operation.DecryptUpdate(part, size, output, output_size);
+    const auto update = [&](CK_BYTE* room, CK_ULONG* room_size) {
+      return operation.DecryptUpdate(part, size, room, room_size);
+    };
+    return WriteOutput(update, size, output, output_size);
+  });
+}
+
+// A dual-function call of which one half is an operation here: served by halves, or forwarded when
+// operations run on the caller's own session.
+template <auto Serve, auto Forward>
+CK_RV Dual(CK_SESSION_HANDLE session, CK_BYTE* input, CK_ULONG input_size, CK_BYTE* output,
+           CK_ULONG* output_size) noexcept {
+  return Locked([&](Adapter& adapter) {
+    return adapter.ForwardForSession(session, [&](const CK_FUNCTION_LIST& inner) {
+      if (!adapter.Has(Rule::kWorkerSessions)) {
+        return Forward(inner, session, input, input_size, output, output_size);
+      }
+      return adapter.WithOperation(session, [&](KeyOperation& operation) {
+        return Serve(inner, session, operation, input, input_size, output, output_size);
+      });
+    });
   });
 }
 
 CK_RV Initialize(void* arguments) noexcept {
-  return Locked([&](Adapter& adapter) {
-    return adapter.Initialize(static_cast<const CK_C_INITIALIZE_ARGS*>(arguments));
+  return LockedInitialize([&](Adapter& adapter) {
+    return adapter.Initialize(static_cast<CK_C_INITIALIZE_ARGS*>(arguments));
   });
 }
 
@@ -156,11 +139,6 @@ CK_RV Finalize(void* reserved) noexcept {
 
 CK_RV GetInfo(CK_INFO* info) noexcept {
   return Locked([&](const Adapter& adapter) { return adapter.GetInfo(info); });
-}
-
-// The flag changes nothing: the slot that is shown has a token.
-CK_RV GetSlotList(CK_BBOOL, CK_SLOT_ID* list, CK_ULONG* count) noexcept {
-  return Locked([&](Adapter& adapter) { return adapter.GetSlotList(list, count); });
 }
 
 // Waits by asking again and again: a module that waits inside would keep everybody out.
@@ -181,69 +159,71 @@ CK_FUNCTION_LIST function_list = {
     .C_Finalize = Finalize,
     .C_GetInfo = GetInfo,
     .C_GetFunctionList = C_GetFunctionList,
-    .C_GetSlotList = GetSlotList,
+    .C_GetSlotList = Changed<&Adapter::GetSlotList>::Call,
     .C_GetSlotInfo = Changed<&Adapter::GetSlotInfo>::Call,
     .C_GetTokenInfo = Changed<&Adapter::GetTokenInfo>::Call,
     .C_GetMechanismList = Changed<&Adapter::GetMechanismList>::Call,
-    .C_GetMechanismInfo = ForSlot<&List::C_GetMechanismInfo>::Call,
-    .C_InitToken = ForSlot<&List::C_InitToken>::Call,
-    .C_InitPIN = ForSession<&List::C_InitPIN>::Call,
-    .C_SetPIN = ForSession<&List::C_SetPIN>::Call,
+    .C_GetMechanismInfo = ForSlot<Forwarded<&List::C_GetMechanismInfo>::Record>::Call,
+    .C_InitToken = ForSlot<Forwarded<&List::C_InitToken>::Plain>::CallAndForget,
+    .C_InitPIN = ForSession<Forwarded<&List::C_InitPIN>::Plain>::CallAndForget,
+    .C_SetPIN = ForSession<Forwarded<&List::C_SetPIN>::Plain>::CallAndForget,
     .C_OpenSession = Changed<&Adapter::OpenSession>::Call,
     .C_CloseSession = Changed<&Adapter::CloseSession>::Call,
     .C_CloseAllSessions = Changed<&Adapter::CloseAllSessions>::Call,
-    .C_GetSessionInfo = ForSession<&List::C_GetSessionInfo>::Call,
-    .C_GetOperationState = ForSession<&List::C_GetOperationState>::Call,
-    .C_SetOperationState = ForSession<&List::C_SetOperationState>::Call,
+    .C_GetSessionInfo = ForSession<Forwarded<&List::C_GetSessionInfo>::Record>::Call,
+    .C_GetOperationState = ForSession<Forwarded<&List::C_GetOperationState>::Bytes>::Call,
+    .C_SetOperationState = ForSession<Forwarded<&List::C_SetOperationState>::Plain>::Call,
     .C_Login = Changed<&Adapter::Login>::Call,
     .C_Logout = Changed<&Adapter::Logout>::Call,
-    .C_CreateObject = ForSession<&List::C_CreateObject>::Call,
-    .C_CopyObject = ForSession<&List::C_CopyObject>::Call,
+    .C_CreateObject = ForSession<Forwarded<&List::C_CreateObject>::Object>::CallAndForget,
+    .C_CopyObject = ForSession<Forwarded<&List::C_CopyObject>::Object>::CallAndForget,
     .C_DestroyObject = Changed<&Adapter::DestroyObject>::Call,
-    .C_GetObjectSize = ForSession<&List::C_GetObjectSize>::Call,
+    .C_GetObjectSize = ForSession<Forwarded<&List::C_GetObjectSize>::Record>::Call,
     .C_GetAttributeValue = Changed<&Adapter::GetAttributeValue>::Call,
-    .C_SetAttributeValue = ForSession<&List::C_SetAttributeValue>::Call,
+    .C_SetAttributeValue = ForSession<Forwarded<&List::C_SetAttributeValue>::Plain>::CallAndForget,
     .C_FindObjectsInit = Changed<&Adapter::FindObjectsInit>::Call,
     .C_FindObjects = Changed<&Adapter::FindObjects>::Call,
     .C_FindObjectsFinal = Changed<&Adapter::FindObjectsFinal>::Call,
-    .C_EncryptInit = ForSession<&List::C_EncryptInit>::Call,
-    .C_Encrypt = ForSession<&List::C_Encrypt>::Call,
-    .C_EncryptUpdate = ForSession<&List::C_EncryptUpdate>::Call,
-    .C_EncryptFinal = ForSession<&List::C_EncryptFinal>::Call,
+    .C_EncryptInit = ForSession<Forwarded<&List::C_EncryptInit>::Plain>::Call,
+    .C_Encrypt = ForSession<Forwarded<&List::C_Encrypt>::Bytes>::Call,
+    .C_EncryptUpdate = ForSession<Forwarded<&List::C_EncryptUpdate>::Bytes>::Call,
+    .C_EncryptFinal = ForSession<Forwarded<&List::C_EncryptFinal>::Bytes>::Call,
     .C_DecryptInit = OperationInit<OperationKind::kDecrypt>,
     .C_Decrypt = OperationRun<OperationKind::kDecrypt>,
     .C_DecryptUpdate = DecryptUpdate,
     .C_DecryptFinal = OperationFinal<OperationKind::kDecrypt>,
-    .C_DigestInit = ForSession<&List::C_DigestInit>::Call,
-    .C_Digest = ForSession<&List::C_Digest>::Call,
-    .C_DigestUpdate = ForSession<&List::C_DigestUpdate>::Call,
-    .C_DigestKey = ForSession<&List::C_DigestKey>::Call,
-    .C_DigestFinal = ForSession<&List::C_DigestFinal>::Call,
+    .C_DigestInit = ForSession<Forwarded<&List::C_DigestInit>::Plain>::Call,
+    .C_Digest = ForSession<Forwarded<&List::C_Digest>::Bytes>::Call,
+    .C_DigestUpdate = ForSession<Forwarded<&List::C_DigestUpdate>::Plain>::Call,
+    .C_DigestKey = ForSession<Forwarded<&List::C_DigestKey>::Plain>::Call,
+    .C_DigestFinal = ForSession<Forwarded<&List::C_DigestFinal>::Bytes>::Call,
     .C_SignInit = OperationInit<OperationKind::kSign>,
     .C_Sign = OperationRun<OperationKind::kSign>,
     .C_SignUpdate = SignUpdate,
     .C_SignFinal = OperationFinal<OperationKind::kSign>,
-    .C_SignRecoverInit = ForSession<&List::C_SignRecoverInit>::Call,
-    .C_SignRecover = ForSession<&List::C_SignRecover>::Call,
-    .C_VerifyInit = ForSession<&List::C_VerifyInit>::Call,
-    .C_Verify = ForSession<&List::C_Verify>::Call,
-    .C_VerifyUpdate = ForSession<&List::C_VerifyUpdate>::Call,
-    .C_VerifyFinal = ForSession<&List::C_VerifyFinal>::Call,
-    .C_VerifyRecoverInit = ForSession<&List::C_VerifyRecoverInit>::Call,
-    .C_VerifyRecover = ForSession<&List::C_VerifyRecover>::Call,
-    .C_DigestEncryptUpdate = ForSession<&List::C_DigestEncryptUpdate>::Call,
-    .C_DecryptDigestUpdate = ForSession<&List::C_DecryptDigestUpdate>::Call,
-    .C_SignEncryptUpdate = ForSession<&List::C_SignEncryptUpdate>::Call,
-    .C_DecryptVerifyUpdate = ForSession<&List::C_DecryptVerifyUpdate>::Call,
-    .C_GenerateKey = ForSession<&List::C_GenerateKey>::Call,
-    .C_GenerateKeyPair = ForSession<&List::C_GenerateKeyPair>::Call,
-    .C_WrapKey = ForSession<&List::C_WrapKey>::Call,
-    .C_UnwrapKey = ForSession<&List::C_UnwrapKey>::Call,
+    .C_SignRecoverInit = ForSession<Forwarded<&List::C_SignRecoverInit>::Plain>::Call,
+    .C_SignRecover = ForSession<Forwarded<&List::C_SignRecover>::Bytes>::Call,
+    .C_VerifyInit = ForSession<Forwarded<&List::C_VerifyInit>::Plain>::Call,
+    .C_Verify = ForSession<Forwarded<&List::C_Verify>::Plain>::Call,
+    .C_VerifyUpdate = ForSession<Forwarded<&List::C_VerifyUpdate>::Plain>::Call,
+    .C_VerifyFinal = ForSession<Forwarded<&List::C_VerifyFinal>::Plain>::Call,
+    .C_VerifyRecoverInit = ForSession<Forwarded<&List::C_VerifyRecoverInit>::Plain>::Call,
+    .C_VerifyRecover = ForSession<Forwarded<&List::C_VerifyRecover>::Bytes>::Call,
+    .C_DigestEncryptUpdate = ForSession<Forwarded<&List::C_DigestEncryptUpdate>::Bytes>::Call,
+    .C_DecryptDigestUpdate =
+        Dual<&DecryptDigestUpdate, Forwarded<&List::C_DecryptDigestUpdate>::Bytes>,
+    .C_SignEncryptUpdate = Dual<&SignEncryptUpdate, Forwarded<&List::C_SignEncryptUpdate>::Bytes>,
+    .C_DecryptVerifyUpdate =
+        Dual<&DecryptVerifyUpdate, Forwarded<&List::C_DecryptVerifyUpdate>::Bytes>,
+    .C_GenerateKey = ForSession<Forwarded<&List::C_GenerateKey>::Object>::CallAndForget,
+    .C_GenerateKeyPair = ForSession<Forwarded<&List::C_GenerateKeyPair>::TwoObjects>::CallAndForget,
+    .C_WrapKey = ForSession<Forwarded<&List::C_WrapKey>::Bytes>::Call,
+    .C_UnwrapKey = ForSession<Forwarded<&List::C_UnwrapKey>::Object>::CallAndForget,
     .C_DeriveKey = Changed<&Adapter::DeriveKey>::Call,
-    .C_SeedRandom = ForSession<&List::C_SeedRandom>::Call,
-    .C_GenerateRandom = ForSession<&List::C_GenerateRandom>::Call,
-    .C_GetFunctionStatus = ForSession<&List::C_GetFunctionStatus>::Call,
-    .C_CancelFunction = ForSession<&List::C_CancelFunction>::Call,
+    .C_SeedRandom = ForSession<Forwarded<&List::C_SeedRandom>::Plain>::Call,
+    .C_GenerateRandom = ForSession<Forwarded<&List::C_GenerateRandom>::Plain>::Call,
+    .C_GetFunctionStatus = ForSession<Forwarded<&List::C_GetFunctionStatus>::Plain>::Call,
+    .C_CancelFunction = ForSession<Forwarded<&List::C_CancelFunction>::Plain>::Call,
     .C_WaitForSlotEvent = WaitForSlotEvent,
 };
 
@@ -253,11 +233,7 @@ CK_FUNCTION_LIST function_list = {
 extern "C" __attribute__((visibility("default"))) CK_RV
 C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {
   if (list == nullptr) return CKR_ARGUMENTS_BAD;
-  try {
-    kelvrin::adapter::Library();
-  } catch (...) {
-    return CKR_GENERAL_ERROR;
-  }
+  if (!kelvrin::adapter::KnowsItself()) return CKR_GENERAL_ERROR;
   *list = &kelvrin::adapter::function_list;
   return CKR_OK;
 }

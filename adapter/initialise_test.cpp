@@ -55,6 +55,58 @@ TEST_F(InitialiseTest, ReservedStringReachesTheModuleAlsoWithoutLocks) {
   EXPECT_EQ(fake_.initialize_arguments->flags, 0u);
 }
 
+TEST_F(InitialiseTest, WithoutTheRuleTheModuleGetsTheCallersArgumentsOnceAndJudgesThem) {
+  config_.rules.SwitchOff(Rule::kInitialisation);
+  config_.reserved = "not to be added";
+  CK_C_INITIALIZE_ARGS arguments = {};
+  char reserved[] = "the caller's own";
+  arguments.pReserved = reserved;
+  fake_.FailNext("C_Initialize", CKR_CANT_LOCK);
+  EXPECT_EQ(adapter_.Initialize(&arguments), CKR_CANT_LOCK);
+  EXPECT_EQ(fake_.Calls("C_Initialize"), 1u);
+  EXPECT_EQ(fake_.reserved, "the caller's own");
+  EXPECT_EQ(fake_.initialize_arguments->flags, 0u);
+  EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_FALSE(fake_.initialize_arguments);
+}
+
+TEST_F(InitialiseTest, AdaptersThatCountTogetherFinaliseTheModuleOnce) {
+  ModuleUses uses;
+  const auto open = [this] { return Backend{config_, FakeModule::functions()}; };
+  Adapter first(open, &uses);
+  Adapter second(open, &uses);
+  ASSERT_EQ(first.Initialize(nullptr), CKR_OK);
+  ASSERT_EQ(second.Initialize(nullptr), CKR_OK);
+  CK_SESSION_HANDLE session = 0;
+  ASSERT_EQ(first.OpenSession(7, kAdapterFlags, nullptr, nullptr, &session), CKR_OK);
+  ASSERT_EQ(second.OpenSession(7, kAdapterFlags, nullptr, nullptr, &session), CKR_OK);
+  EXPECT_EQ(fake_.Calls("C_Initialize"), 1u);
+  EXPECT_EQ(first.CloseAllSessions(7), CKR_OK);
+  EXPECT_EQ(first.Finalize(nullptr), CKR_OK);
+  EXPECT_EQ(fake_.Calls("C_Finalize"), 0u);
+  EXPECT_EQ(fake_.sessions.size(), 1u);
+  EXPECT_EQ(second.CloseSession(session), CKR_OK);
+  EXPECT_EQ(second.Finalize(nullptr), CKR_OK);
+  EXPECT_EQ(fake_.Calls("C_Finalize"), 1u);
+}
+
+TEST_F(InitialiseTest, AdapterWhoseModuleAnotherBroughtUpAnewIsNotInitialised) {
+  ModuleUses uses;
+  const auto open = [this] { return Backend{config_, FakeModule::functions()}; };
+  Adapter first(open, &uses);
+  Adapter second(open, &uses);
+  ASSERT_EQ(first.Initialize(nullptr), CKR_OK);
+  ASSERT_EQ(second.Initialize(nullptr), CKR_OK);
+  second.DropLostModule();
+  EXPECT_TRUE(second.Has(Rule::kOneSlot));
+  fake_.initialized = false;
+  ASSERT_EQ(first.Initialize(nullptr), CKR_OK);
+  second.DropLostModule();
+  EXPECT_FALSE(second.Has(Rule::kOneSlot));
+  EXPECT_EQ(second.Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+  EXPECT_TRUE(fake_.initialized);
+}
+
 TEST_F(InitialiseTest, OtherFailureToInitialiseIsPassedOnOnce) {
   fake_.FailNext("C_Initialize", CKR_ARGUMENTS_BAD);
   EXPECT_EQ(adapter_.Initialize(nullptr), CKR_ARGUMENTS_BAD);

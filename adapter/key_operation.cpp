@@ -1,8 +1,9 @@
 #include "adapter/key_operation.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "adapter/attributes.h"
+#include "adapter/rsa_block.h"
 #include "adapter/wipe.h"
 
 namespace kelvrin::adapter {
@@ -13,12 +14,17 @@ constexpr std::size_t kResultRoom = 4096;
 // No result is longer; a module that asks for more is not believed.
 constexpr std::size_t kMaxResultRoom = std::size_t{1} << 26;
 constexpr std::size_t kMaxModulus = 4096;
-constexpr std::size_t kMaxParameters = 1024;
 // Short enough for any key.
 constexpr std::size_t kShortestDigest = 20;
+// What a null pointer of length 0 becomes.
+constexpr CK_BYTE kNothing = 0;
 
 bool IsEcdsaWithHash(CK_MECHANISM_TYPE type) {
   return type >= CKM_ECDSA_SHA224 && type <= CKM_ECDSA_SHA512;
+}
+
+bool IsEcdsaMechanism(CK_MECHANISM_TYPE type) {
+  return type == CKM_ECDSA || type == CKM_ECDSA_SHA1 || IsEcdsaWithHash(type);
 }
 
 }  // namespace
@@ -38,6 +44,8 @@ void KeyOperation::Close() {
 
 CK_RV KeyOperation::Fail(CK_RV result) {
   Close();
+  // The card may be another one by now.
+  objects_->Forget();
   return result;
 }
 
@@ -46,49 +54,74 @@ std::optional<CK_SESSION_HANDLE> KeyOperation::ActiveSession() const {
   return worker_.handle();
 }
 
+// A thread whose operation another one has replaced must not run that one in its place.
+bool KeyOperation::IsUnderWay(OperationKind kind) {
+  const auto self = std::this_thread::get_id();
+  if (displaced_ == self && owner_ != self) {
+    displaced_ = {};
+    return false;
+  }
+  return kind_ == kind;
+}
+
+KeyOperation::Form KeyOperation::FormOf(OperationKind kind, CK_MECHANISM_TYPE mechanism) const {
+  const Rules& rules = objects_->rules();
+  if (mechanism == CKM_RSA_X_509) return rules.Has(Rule::kRawRsa) ? Form::kRsaRaw : Form::kPlain;
+  if (kind != OperationKind::kSign || !rules.Has(Rule::kEcdsa)) return Form::kPlain;
+  if (mechanism == CKM_ECDSA || mechanism == CKM_ECDSA_SHA1) return Form::kEcdsaDigest;
+  return IsEcdsaWithHash(mechanism) ? Form::kEcdsaMessage : Form::kPlain;
+}
+
 CK_RV KeyOperation::Init(OperationKind kind, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
   if (kind_ && !replaceable_) return CKR_OPERATION_ACTIVE;
-  if (kind_) Close();
   if (mechanism == nullptr) return CKR_ARGUMENTS_BAD;
-  CK_MECHANISM asked = *mechanism;
-  Form form = Form::kPlain;
-  if (asked.mechanism == CKM_RSA_X_509) {
-    form = Form::kRsaRaw;
-  } else if (kind == OperationKind::kSign && asked.mechanism == CKM_ECDSA) {
-    form = Form::kEcdsaDigest;
-  } else if (kind == OperationKind::kSign && asked.mechanism == CKM_ECDSA_SHA1) {
-    // The input is a digest already: the module must not hash it again.
-    asked.mechanism = CKM_ECDSA;
-    form = Form::kEcdsaDigest;
-  } else if (kind == OperationKind::kSign && IsEcdsaWithHash(asked.mechanism)) {
-    form = Form::kEcdsaMessage;
+  const auto self = std::this_thread::get_id();
+  if (kind_ && owner_ != self) displaced_ = owner_;
+  if (kind_) Close();
+  CK_RV result = Begin(kind, *mechanism, key);
+  if (result == CKR_KEY_HANDLE_INVALID || result == CKR_OBJECT_HANDLE_INVALID) {
+    const std::optional<CK_OBJECT_HANDLE> again = objects_->FindAgain(session_, key);
+    if (again) result = Begin(kind, *mechanism, *again);
   }
+  if (result != CKR_OK) return Fail(result);
+  kind_ = kind;
+  owner_ = self;
+  if (displaced_ == self) displaced_ = {};
+  return CKR_OK;
+}
+
+CK_RV KeyOperation::Begin(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key) {
+  const Rules& rules = objects_->rules();
+  CK_MECHANISM asked = mechanism;
+  form_ = FormOf(kind, asked.mechanism);
+  const bool may_lack = asked.mechanism == CKM_RSA_X_509 && rules.Has(Rule::kMissingRawRsa);
+  const bool may_log_in = rules.Has(Rule::kContextLogin) && login_->has_pin();
+  KeyFacts facts;
+  if (form_ != Form::kPlain || may_lack || may_log_in) {
+    facts = objects_->Facts(session_, key, !IsEcdsaMechanism(asked.mechanism));
+  }
+  if (may_lack && facts.lacks_raw_rsa) {
+    asked.mechanism = CKM_RSA_PKCS;
+    form_ = Form::kRsaRawByPkcs;
+  }
+  // The input is a digest already: the module must not hash it again.
+  if (form_ == Form::kEcdsaDigest) asked.mechanism = CKM_ECDSA;
+  key_size_ = facts.size;
   const CK_RV result = worker_.Begin([&](CK_SESSION_HANDLE worker) {
     return kind == OperationKind::kSign ? inner_->C_SignInit(worker, &asked, key)
                                         : inner_->C_DecryptInit(worker, &asked, key);
   });
-  if (result != CKR_OK) return result;
-  kind_ = kind;
-  form_ = form;
-  key_size_ = form == Form::kPlain ? 0 : KeySize(key);
-  return CKR_OK;
-}
-
-std::size_t KeyOperation::KeySize(CK_OBJECT_HANDLE key) const {
-  if (IsEcdsa()) {
-    const auto parameters = ReadAttribute(*inner_, session_, key, CKA_EC_PARAMS, kMaxParameters);
-    return parameters ? CurveSize(*parameters) : 0;
-  }
-  const auto modulus = ReadAttribute(*inner_, session_, key, CKA_MODULUS, kMaxModulus);
-  if (!modulus) return 0;
-  const auto first =
-      std::find_if(modulus->begin(), modulus->end(), [](CK_BYTE b) { return b != 0; });
-  return static_cast<std::size_t>(modulus->end() - first);
+  if (result != CKR_OK || !may_log_in || !facts.wants_login) return result;
+  return login_->LogIn(worker_.handle());
 }
 
 // A module that keeps the key's parameters to itself still says how long a result will be.
 void KeyOperation::LearnKeySize(ByteView input) {
-  if (key_size_ != 0 || (form_ != Form::kEcdsaDigest && form_ != Form::kRsaRaw)) return;
+  if (key_size_ != 0 || form_ == Form::kPlain || form_ == Form::kEcdsaMessage) return;
+  if (form_ == Form::kRsaRawByPkcs && kind_ == OperationKind::kDecrypt) {
+    key_size_ = input.size();
+    return;
+  }
   auto* data = const_cast<CK_BYTE*>(input.data());
   const CK_ULONG size = std::min(input.size(), kShortestDigest);
   CK_ULONG result_size = 0;
@@ -96,21 +129,30 @@ void KeyOperation::LearnKeySize(ByteView input) {
                            ? inner_->C_Sign(worker_.handle(), data, size, nullptr, &result_size)
                            : inner_->C_Decrypt(worker_.handle(), data, size, nullptr, &result_size);
   if (result != CKR_OK || result_size > kMaxModulus) return;
-  key_size_ = form_ == Form::kRsaRaw ? result_size : result_size / 2;
+  key_size_ = form_ == Form::kEcdsaDigest ? result_size / 2 : result_size;
 }
 
-CK_RV KeyOperation::Shape(ByteView* input, Bytes* padded) const {
+// Brings the input into the shape that the module takes; `shaped` holds it where it is a new one.
+CK_RV KeyOperation::Shape(ByteView* input, Bytes* shaped) const {
+  if (form_ == Form::kRsaRawByPkcs && kind_ == OperationKind::kSign) {
+    std::optional<Bytes> message = UnpadSignatureBlock(*input, key_size_);
+    // Another padding's block cannot be made by the module.
+    if (!message) return CKR_MECHANISM_INVALID;
+    *shaped = std::move(*message);
+    *input = shaped->empty() ? ByteView(&kNothing, 0) : ByteView(*shaped);
+    return CKR_OK;
+  }
   if (key_size_ == 0) return CKR_OK;
   if (form_ == Form::kEcdsaDigest) {
     *input = input->first(std::min(input->size(), key_size_));
   }
-  if (form_ != Form::kRsaRaw) return CKR_OK;
+  if (form_ != Form::kRsaRaw && form_ != Form::kRsaRawByPkcs) return CKR_OK;
   if (input->size() > key_size_) {
     return kind_ == OperationKind::kSign ? CKR_DATA_LEN_RANGE : CKR_ENCRYPTED_DATA_LEN_RANGE;
   }
-  padded->assign(key_size_ - input->size(), 0);
-  padded->insert(padded->end(), input->begin(), input->end());
-  *input = *padded;
+  shaped->assign(key_size_ - input->size(), 0);
+  shaped->insert(shaped->end(), input->begin(), input->end());
+  *input = *shaped;
   return CKR_OK;
 }
 
@@ -121,8 +163,7 @@ CK_RV KeyOperation::Run(OperationKind kind, const CK_BYTE* input, CK_ULONG input
     return Fail(CKR_ARGUMENTS_BAD);
   }
   if (has_result_) return Deliver(output, output_size);
-  const CK_BYTE nothing = 0;
-  ByteView shaped = input != nullptr ? ByteView(input, input_size) : ByteView(&nothing, 0);
+  ByteView shaped = input != nullptr ? ByteView(input, input_size) : ByteView(&kNothing, 0);
   Bytes padded;
   LearnKeySize(shaped);
   const CK_RV result = Shape(&shaped, &padded);
@@ -165,6 +206,7 @@ CK_RV KeyOperation::AskSize(const Call& call, CK_ULONG* output_size) {
   const CK_RV result = call(nullptr, &size);
   if (result != CKR_OK) return Fail(result);
   if (size > kMaxResultRoom) return Fail(CKR_DEVICE_ERROR);
+  if (form_ == Form::kRsaRawByPkcs) size = std::max<CK_ULONG>(size, key_size_);
   *output_size = IsEcdsa() ? std::max<CK_ULONG>(size, MaxDerSize(size)) : size;
   return CKR_OK;
 }
@@ -185,8 +227,18 @@ CK_RV KeyOperation::Collect(const Call& call, std::size_t room) {
     has_result_ = true;
   }
   Wipe(collected);
-  if (result != CKR_OK || !IsEcdsa()) return result;
+  return result == CKR_OK ? ShapeResult() : result;
+}
 
+CK_RV KeyOperation::ShapeResult() {
+  if (form_ == Form::kRsaRawByPkcs && kind_ == OperationKind::kDecrypt) {
+    Bytes block = PadDecryptedMessage(result_, key_size_);
+    Wipe(result_);
+    result_ = std::move(block);
+    return result_.empty() ? CKR_DEVICE_ERROR : CKR_OK;
+  }
+  if (!IsEcdsa()) return CKR_OK;
+  const std::size_t size = result_.size();
   const bool is_der = IsDerSignature(result_);
   const bool is_raw =
       key_size_ != 0 ? size == 2 * key_size_ : size != 0 && size % 2 == 0 && !is_der;

@@ -7,8 +7,11 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <thread>
 
+#include "adapter/context_login.h"
 #include "adapter/elliptic_curve.h"
+#include "adapter/token_objects.h"
 #include "adapter/worker_session.h"
 
 namespace kelvrin::adapter {
@@ -21,14 +24,24 @@ enum class OperationKind { kSign, kDecrypt };
 //    the caller may call again with a larger one, or begin anew;
 //  - CKM_ECDSA and CKM_ECDSA_SHA1 take a digest, cut it to the curve's size and give DER;
 //  - CKM_RSA_X_509 takes input of up to the modulus's length and pads it with zeros on the left;
+//    where the module lacks it, CKM_RSA_PKCS serves PKCS#1 blocks in its place, other blocks to be
+//    signed get CKR_MECHANISM_INVALID;
+//  - a key that wants a login for each operation gets it;
+//  - a key handle that the module refuses is replaced by what the search for it finds now;
 //  - a null pointer with length 0 is empty input.
 // The caller's buffer is written only here, never by the module. Not synchronised.
 class KeyOperation {
  public:
-  // The operation of the caller's session `session`, which was opened on `slot` with `flags`.
-  KeyOperation(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, CK_SLOT_ID slot,
+  // The operation of the caller's session `session`, which was opened on the token of `objects`
+  // with `flags`. Both references must outlive the object.
+  KeyOperation(TokenObjects& objects, ContextLogin& login, CK_SESSION_HANDLE session,
                CK_FLAGS flags)
-      : inner_(&inner), session_(session), worker_(inner, slot, flags) {}
+      : objects_(&objects),
+        login_(&login),
+        inner_(&objects.inner()),
+        session_(session),
+        worker_(objects.inner(), objects.slot(), flags, session,
+                objects.rules().Has(Rule::kWorkerSessions)) {}
   ~KeyOperation() { Forget(); }
   KeyOperation(const KeyOperation&) = delete;
   KeyOperation& operator=(const KeyOperation&) = delete;
@@ -50,6 +63,9 @@ class KeyOperation {
   // C_SignFinal, C_DecryptFinal.
   CK_RV Final(OperationKind kind, CK_BYTE* output, CK_ULONG* output_size);
 
+  // Whether an operation of this kind is under way.
+  bool IsUnderWay(OperationKind kind);
+
   // Ends the operation and closes the worker.
   void Close();
 
@@ -59,31 +75,36 @@ class KeyOperation {
   const WorkerSession& worker() const { return worker_; }
 
  private:
-  enum class Form { kPlain, kEcdsaDigest, kEcdsaMessage, kRsaRaw };
+  enum class Form { kPlain, kEcdsaDigest, kEcdsaMessage, kRsaRaw, kRsaRawByPkcs };
   // Calls the module's function with a buffer and its size.
   using Call = std::function<CK_RV(CK_BYTE* output, CK_ULONG* size)>;
 
-  bool IsUnderWay(OperationKind kind) const { return kind_ == kind; }
+  Form FormOf(OperationKind kind, CK_MECHANISM_TYPE mechanism) const;
+  CK_RV Begin(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key);
   bool IsEcdsa() const { return form_ == Form::kEcdsaDigest || form_ == Form::kEcdsaMessage; }
-  std::size_t KeySize(CK_OBJECT_HANDLE key) const;
   void LearnKeySize(ByteView input);
-  CK_RV Shape(ByteView* input, Bytes* padded) const;
+  CK_RV Shape(ByteView* input, Bytes* shaped) const;
   CK_RV Finish(const Call& call, std::size_t room, CK_BYTE* output, CK_ULONG* output_size);
   CK_RV AskSize(const Call& call, CK_ULONG* output_size);
   CK_RV Collect(const Call& call, std::size_t room);
+  CK_RV ShapeResult();
   CK_RV Deliver(CK_BYTE* output, CK_ULONG* output_size);
   CK_RV Fail(CK_RV result);
   void Forget();
 
+  TokenObjects* objects_;
+  ContextLogin* login_;
   const CK_FUNCTION_LIST* inner_;
   CK_SESSION_HANDLE session_;
   WorkerSession worker_;
 
   std::optional<OperationKind> kind_;  // nothing: no operation
   Form form_ = Form::kPlain;
-  std::size_t key_size_ = 0;  // bytes of the modulus or of a coordinate; 0: not known
-  bool replaceable_ = false;  // the last call met a small buffer: a new Init may follow
-  bool has_result_ = false;   // the module is done, the caller has not got it yet
+  std::size_t key_size_ = 0;   // bytes of the modulus or of a coordinate; 0: not known
+  bool replaceable_ = false;   // the last call met a small buffer: a new Init may follow
+  std::thread::id owner_;      // who began the operation
+  std::thread::id displaced_;  // whose operation was replaced by another thread's
+  bool has_result_ = false;    // the module is done, the caller has not got it yet
   Bytes result_;
 };
 

@@ -11,9 +11,10 @@ namespace {
 constexpr std::size_t kBatch = 64;
 // A module that finds more than this is taken for one that never stops.
 constexpr std::size_t kMaxObjects = 1U << 20;
+// Searches kept open on a session; the extension never finishes one.
+constexpr std::size_t kMaxSearches = 32;
 
-CK_RV ReadAll(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
-              std::vector<CK_OBJECT_HANDLE>* found) {
+CK_RV ReadAll(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, Handles* found) {
   for (std::size_t seen = 0; seen <= kMaxObjects;) {
     std::array<CK_OBJECT_HANDLE, kBatch> batch = {};
     CK_ULONG count = 0;
@@ -31,19 +32,18 @@ CK_RV ReadAll(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
 
 }  // namespace
 
-CK_RV Search::Run(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
-                  std::span<CK_ATTRIBUTE> attributes, Search* search) {
-  *search = Search();
+CK_RV FindAll(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
+              std::span<CK_ATTRIBUTE> attributes, Handles* found) {
+  found->clear();
   CK_RV result = inner.C_FindObjectsInit(session, attributes.data(), attributes.size());
   if (result == CKR_OPERATION_ACTIVE) {
     inner.C_FindObjectsFinal(session);
     result = inner.C_FindObjectsInit(session, attributes.data(), attributes.size());
   }
   if (result != CKR_OK) return result;
-  std::vector<CK_OBJECT_HANDLE> found;
-  result = ReadAll(inner, session, &found);
+  result = ReadAll(inner, session, found);
   inner.C_FindObjectsFinal(session);
-  if (result == CKR_OK) search->found_ = std::move(found);
+  if (result != CKR_OK) found->clear();
   return result;
 }
 
@@ -52,6 +52,37 @@ CK_ULONG Search::Next(CK_OBJECT_HANDLE* objects, CK_ULONG room) {
   std::copy_n(found_.begin() + static_cast<std::ptrdiff_t>(given_), count, objects);
   given_ += count;
   return count;
+}
+
+void Searches::DropOwn() {
+  const auto self = std::this_thread::get_id();
+  std::erase_if(open_, [&](const Opened& opened) { return opened.thread == self; });
+}
+
+void Searches::Open(Search search) {
+  DropOwn();
+  if (open_.size() == kMaxSearches) open_.erase(open_.begin());
+  open_.push_back({std::this_thread::get_id(), std::move(search)});
+}
+
+std::vector<Searches::Opened>::iterator Searches::FindCurrent() {
+  const auto self = std::this_thread::get_id();
+  const auto own = std::find_if(open_.begin(), open_.end(),
+                                [&](const Opened& opened) { return opened.thread == self; });
+  if (own != open_.end() || open_.empty()) return own;
+  return std::prev(open_.end());
+}
+
+Search* Searches::Current() {
+  const auto current = FindCurrent();
+  return current == open_.end() ? nullptr : &current->search;
+}
+
+bool Searches::Close() {
+  const auto current = FindCurrent();
+  if (current == open_.end()) return false;
+  open_.erase(current);
+  return true;
 }
 
 }  // namespace kelvrin::adapter

@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <thread>
+#include <utility>
 
 #include "adapter/testing/fake_module.h"
+#include "adapter/testing/living_threads.h"
 
 namespace kelvrin::adapter {
 namespace {
@@ -20,7 +23,10 @@ class SearchTest : public testing::Test {
   }
   CK_RV Run(CK_OBJECT_CLASS object_class) {
     CK_ATTRIBUTE wanted = {CKA_CLASS, &object_class, sizeof(object_class)};
-    return Search::Run(functions_, session_, {&wanted, 1}, &search_);
+    Handles found;
+    const CK_RV result = FindAll(functions_, session_, {&wanted, 1}, &found);
+    search_ = Search(std::move(found));
+    return result;
   }
   std::vector<CK_OBJECT_HANDLE> Take(CK_ULONG room) {
     std::vector<CK_OBJECT_HANDLE> objects(room);
@@ -33,7 +39,7 @@ class SearchTest : public testing::Test {
   CK_SESSION_HANDLE session_ = 0;
   std::vector<CK_OBJECT_HANDLE> objects_;
   CK_OBJECT_HANDLE key_ = 0;
-  Search search_;
+  Search search_{{}};
 };
 
 TEST_F(SearchTest, FailureToBeginIsPassedOnWithoutResults) {
@@ -91,6 +97,61 @@ TEST_F(SearchTest, NewSearchReplacesTheOldOne) {
   Take(3);
   EXPECT_EQ(Run(CKO_PUBLIC_KEY), CKR_OK);
   EXPECT_EQ(Take(10), std::vector<CK_OBJECT_HANDLE>{key_});
+}
+
+// The objects that the calling thread reads next.
+Handles Read(Searches& searches) {
+  Handles objects(10);
+  Search* const search = searches.Current();
+  objects.resize(search != nullptr ? search->Next(objects.data(), objects.size()) : 0);
+  return objects;
+}
+
+TEST(SearchesTest, WithoutASearchThereIsNothingToReadOrToClose) {
+  Searches searches;
+  EXPECT_EQ(searches.Current(), nullptr);
+  EXPECT_FALSE(searches.Close());
+}
+
+TEST(SearchesTest, EachThreadReadsItsOwn) {
+  Searches searches;
+  searches.Open(Search({1}));
+  std::thread([&] {
+    searches.Open(Search({2}));
+    EXPECT_EQ(Read(searches), Handles{2});
+  }).join();
+  EXPECT_EQ(Read(searches), Handles{1});
+}
+
+TEST(SearchesTest, ThreadWithoutOneReadsWhatAnotherHasOpened) {
+  Searches searches;
+  searches.Open(Search({1}));
+  std::thread([&] {
+    EXPECT_EQ(Read(searches), Handles{1});
+    EXPECT_TRUE(searches.Close());
+  }).join();
+  EXPECT_FALSE(searches.Close());
+}
+
+TEST(SearchesTest, FailedSearchTakesOnlyTheThreadsOwnAway) {
+  Searches searches;
+  searches.Open(Search({1}));
+  std::thread([&] { searches.DropOwn(); }).join();
+  EXPECT_EQ(Read(searches), Handles{1});
+  searches.DropOwn();
+  EXPECT_EQ(searches.Current(), nullptr);
+}
+
+TEST(SearchesTest, OfManyThatNobodyFinishesTheOldestGo) {
+  Searches searches;
+  searches.Open(Search({99}));
+  LivingThreads threads;
+  for (CK_OBJECT_HANDLE i = 0; i < 31; ++i) {
+    threads.Run([&] { searches.Open(Search({i})); });
+  }
+  EXPECT_EQ(Read(searches), Handles{99});
+  threads.Run([&] { searches.Open(Search({31})); });
+  EXPECT_EQ(Read(searches), Handles{31}) << "its own is gone, so the last one opened";
 }
 
 }  // namespace

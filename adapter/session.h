@@ -1,27 +1,47 @@
-// What the adapter keeps for a session of its caller's.
+// What the adapter keeps for its callers' sessions and their tokens.
 #ifndef KELVRIN_ADAPTER_SESSION_H_
 #define KELVRIN_ADAPTER_SESSION_H_
 
 #include <p11-kit/pkcs11.h>
 
 #include <map>
-#include <optional>
 
+#include "adapter/context_login.h"
+#include "adapter/derived_keys.h"
 #include "adapter/key_operation.h"
 #include "adapter/search.h"
+#include "adapter/token_objects.h"
 
 namespace kelvrin::adapter {
 
-struct Session {
-  Session(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE handle, CK_SLOT_ID slot_id,
-          CK_FLAGS flags)
-      : slot(slot_id), operation(inner, handle, slot_id, flags) {}
+// What all sessions on one token share.
+struct TokenState {
+  TokenState(const CK_FUNCTION_LIST& inner, const Rules& rules, CK_SLOT_ID slot)
+      : objects(inner, rules, slot), login(inner, slot) {}
 
-  CK_SLOT_ID slot;
+  // After anything that may have changed who is logged in or which token is there.
+  void Forget() {
+    objects.Forget();
+    login.Wipe();
+  }
+
+  TokenObjects objects;
+  ContextLogin login;
+};
+
+// By slot.
+using Tokens = std::map<CK_SLOT_ID, TokenState>;
+
+struct Session {
+  Session(TokenState& its_token, CK_SESSION_HANDLE handle, CK_FLAGS flags)
+      : token(its_token), operation(its_token.objects, its_token.login, handle, flags) {}
+
+  CK_SLOT_ID slot() const { return token.objects.slot(); }
+
+  TokenState& token;
   KeyOperation operation;
-  std::optional<Search> search;
-  // The last object derived for a caller that never destroys one.
-  CK_OBJECT_HANDLE derived = CK_INVALID_HANDLE;
+  Searches searches;
+  DerivedKeys derived;
 };
 
 // By the session's handle, which is the module's own.

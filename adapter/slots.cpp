@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
+#include <span>
 #include <string>
 
+#include "adapter/slot_report.h"
 #include "adapter/text_fields.h"
 
 namespace kelvrin::adapter {
@@ -44,9 +47,27 @@ CK_RV Deliver(const std::vector<Entry>& entries, Entry* list, CK_ULONG* count) {
   return CKR_OK;
 }
 
+CK_RV ReadSlots(const CK_FUNCTION_LIST& inner, CK_BBOOL token_present,
+                std::vector<CK_SLOT_ID>* slots) {
+  return ReadList([&](CK_SLOT_ID* list,
+                      CK_ULONG* count) { return inner.C_GetSlotList(token_present, list, count); },
+                  slots);
+}
+
 // The first word ends at a blank or a tab; a NUL ends the text as a whole.
 bool FirstWordIsEmpty(const CK_TOKEN_INFO& info) {
   return info.label[0] == ' ' || info.label[0] == '\t' || info.label[0] == 0;
+}
+
+void PutSerialInFront(CK_TOKEN_INFO* info) {
+  const std::string serial = WithoutLeadingBlanks(FieldText(info->serialNumber));
+  if (serial.empty()) return;
+  SetField(info->label, serial + " " + WithoutLeadingBlanks(FieldText(info->label)));
+}
+
+// Whether a field has the text that was asked for, if any was. Some cards pad in front.
+bool HasText(std::span<const CK_UTF8CHAR> field, const std::string& asked) {
+  return asked.empty() || WithoutLeadingBlanks(FieldText(field)) == asked;
 }
 
 }  // namespace
@@ -59,29 +80,64 @@ CK_RV ReadMechanisms(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot,
 }
 
 bool Slots::Fits(CK_SLOT_ID slot) const {
-  CK_TOKEN_INFO info = {};
-  if (inner_.C_GetTokenInfo(slot, &info) != CKR_OK) return false;
-  if ((info.flags & CKF_TOKEN_INITIALIZED) == 0) return false;
-  if (!config_.token_label.empty() && FieldText(info.label) != config_.token_label) return false;
-  return config_.token_serial.empty() || FieldText(info.serialNumber) == config_.token_serial;
+  CK_TOKEN_INFO token = {};
+  if (inner_.C_GetTokenInfo(slot, &token) != CKR_OK) return false;
+  if ((token.flags & CKF_TOKEN_INITIALIZED) == 0) return false;
+  if (!HasText(token.label, config_.token_label)) return false;
+  if (!HasText(token.serialNumber, config_.token_serial)) return false;
+  if (config_.slot_reader.empty()) return true;
+  CK_SLOT_INFO info = {};
+  if (inner_.C_GetSlotInfo(slot, &info) != CKR_OK) return false;
+  return FieldText(info.slotDescription).find(config_.slot_reader) != std::string::npos;
 }
 
 CK_RV Slots::Choose() {
   std::vector<CK_SLOT_ID> slots;
-  const CK_RV result = ReadList(
-      [&](CK_SLOT_ID* list, CK_ULONG* count) { return inner_.C_GetSlotList(CK_TRUE, list, count); },
-      &slots);
+  const CK_RV result = ReadSlots(inner_, CK_TRUE, &slots);
   if (result != CKR_OK) return result;
   asked_ = true;
   chosen_.reset();
   const auto found =
       std::find_if(slots.begin(), slots.end(), [&](CK_SLOT_ID slot) { return Fits(slot); });
-  if (found != slots.end()) chosen_ = *found;
+  if (found != slots.end()) {
+    chosen_ = *found;
+  } else {
+    TellThatNoneOf(slots);
+  }
   return CKR_OK;
 }
 
-CK_RV Slots::GetSlotList(CK_SLOT_ID* list, CK_ULONG* count) {
+void Slots::TellThatNoneOf(const std::vector<CK_SLOT_ID>& slots) {
+  if (told_) return;
+  told_ = true;
+  std::vector<CK_SLOT_ID> all;  // the slots without a token too
+  const bool has_all = ReadSlots(inner_, CK_FALSE, &all) == CKR_OK;
+  const std::string report = NoSlotReport(inner_, config_, has_all ? all : slots);
+  std::fprintf(stderr, "Kelvrin adapter: %s\n", report.c_str());
+}
+
+// Asks in the caller's own steps: the number that the module told must hold for the list.
+CK_RV Slots::ListAll(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count) const {
+  std::vector<CK_SLOT_ID> slots(list == nullptr ? 0 : std::min(*count, kMaxEntries));
+  // A list of no room still needs an address.
+  CK_SLOT_ID none = 0;
+  CK_ULONG told = slots.size();
+  CK_SLOT_ID* const place = slots.empty() ? &none : slots.data();
+  const CK_RV result =
+      inner_.C_GetSlotList(token_present, list == nullptr ? nullptr : place, &told);
+  if (result != CKR_OK && result != CKR_BUFFER_TOO_SMALL) return result;
+  if (told > kMaxEntries) return CKR_DEVICE_ERROR;
+  if (result == CKR_OK && list != nullptr) {
+    if (told > slots.size()) return CKR_DEVICE_ERROR;
+    std::copy_n(slots.begin(), told, list);
+  }
+  *count = told;
+  return result;
+}
+
+CK_RV Slots::GetSlotList(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count) {
   if (count == nullptr) return CKR_ARGUMENTS_BAD;
+  if (ShowsAll()) return ListAll(token_present, list, count);
   if (list == nullptr || !asked_) {
     const CK_RV result = Choose();
     if (result != CKR_OK) return result;
@@ -92,6 +148,7 @@ CK_RV Slots::GetSlotList(CK_SLOT_ID* list, CK_ULONG* count) {
 }
 
 CK_RV Slots::Check(CK_SLOT_ID slot) {
+  if (ShowsAll()) return CKR_OK;
   if (!asked_) {
     const CK_RV result = Choose();
     if (result != CKR_OK) return result;
@@ -106,10 +163,12 @@ CK_RV Slots::GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
   CK_SLOT_INFO answer = {};
   result = inner_.C_GetSlotInfo(slot, &answer);
   if (result != CKR_OK) return result;
-  const std::string description =
-      config_.reader_name.empty() ? FieldText(answer.slotDescription) : config_.reader_name;
-  SetField(answer.slotDescription, description);
-  SetField(answer.manufacturerID, FieldText(answer.manufacturerID));
+  if (!ShowsAll()) {
+    const std::string description =
+        config_.reader_name.empty() ? FieldText(answer.slotDescription) : config_.reader_name;
+    SetField(answer.slotDescription, description);
+    SetField(answer.manufacturerID, FieldText(answer.manufacturerID));
+  }
   *info = answer;
   return CKR_OK;
 }
@@ -121,12 +180,8 @@ CK_RV Slots::GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
   CK_TOKEN_INFO answer = {};
   result = inner_.C_GetTokenInfo(slot, &answer);
   if (result != CKR_OK) return result;
-  if (FirstWordIsEmpty(answer)) {
-    const std::string old_label = FieldText(answer.label);
-    const std::size_t word = std::min(old_label.find_first_not_of(" \t"), old_label.size());
-    std::string label = FieldText(answer.serialNumber);
-    if (word < old_label.size()) label += " " + old_label.substr(word);
-    SetField(answer.label, label);
+  if (!ShowsAll() && (config_.serial_in_label || FirstWordIsEmpty(answer))) {
+    PutSerialInFront(&answer);
   }
   *info = answer;
   return CKR_OK;

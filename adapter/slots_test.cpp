@@ -1,59 +1,28 @@
+// The one slot that is shown.
 #include "adapter/slots.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <string>
+#include <vector>
 
-#include "adapter/testing/fake_module.h"
-#include "adapter/text_fields.h"
+#include "adapter/testing/slots_fixture.h"
 
 namespace kelvrin::adapter {
 namespace {
 
-class SlotsTest : public testing::Test {
- protected:
-  // The slots that are shown, in the usual two steps.
-  std::vector<CK_SLOT_ID> Shown() {
-    CK_ULONG count = 99;
-    EXPECT_EQ(slots_.GetSlotList(nullptr, &count), CKR_OK);
-    std::vector<CK_SLOT_ID> shown(count);
-    EXPECT_EQ(slots_.GetSlotList(shown.data(), &count), CKR_OK);
-    EXPECT_EQ(count, shown.size());
-    return shown;
-  }
-  std::string Label() {
-    CK_TOKEN_INFO info = {};
-    EXPECT_EQ(slots_.GetTokenInfo(7, &info), CKR_OK);
-    return std::string(std::begin(info.label), std::end(info.label));
-  }
-  std::string Description() {
-    CK_SLOT_INFO info = {};
-    EXPECT_EQ(slots_.GetSlotInfo(7, &info), CKR_OK);
-    return std::string(std::begin(info.slotDescription), std::end(info.slotDescription));
-  }
-  static std::string Padded(std::string text, std::size_t size) {
-    text.resize(size, ' ');
-    return text;
-  }
-
-  FakeModule fake_;
-  CK_FUNCTION_LIST functions_ = FakeModule::functions();
-  Config config_;
-  Slots slots_{functions_, config_};
-};
-
 TEST_F(SlotsTest, FailureOfTheModulesListIsPassedOn) {
   fake_.FailNext("C_GetSlotList", CKR_DEVICE_REMOVED);
   CK_ULONG count = 5;
-  EXPECT_EQ(slots_.GetSlotList(nullptr, &count), CKR_DEVICE_REMOVED);
+  EXPECT_EQ(slots_.GetSlotList(CK_TRUE, nullptr, &count), CKR_DEVICE_REMOVED);
   EXPECT_EQ(count, 5u);
   fake_.FailNext("C_GetSlotList", CKR_DEVICE_REMOVED);
   EXPECT_EQ(slots_.Check(7), CKR_DEVICE_REMOVED);
 }
 
 TEST_F(SlotsTest, CountWithoutPlaceIsRefused) {
-  EXPECT_EQ(slots_.GetSlotList(nullptr, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(slots_.GetSlotList(CK_TRUE, nullptr, nullptr), CKR_ARGUMENTS_BAD);
   EXPECT_EQ(slots_.GetSlotInfo(7, nullptr), CKR_ARGUMENTS_BAD);
   EXPECT_EQ(slots_.GetTokenInfo(7, nullptr), CKR_ARGUMENTS_BAD);
   EXPECT_EQ(slots_.GetMechanismList(7, nullptr, nullptr), CKR_ARGUMENTS_BAD);
@@ -62,13 +31,13 @@ TEST_F(SlotsTest, CountWithoutPlaceIsRefused) {
 TEST_F(SlotsTest, CountThatCannotBeTrueIsNotBelieved) {
   fake_.claimed_excess = CK_ULONG{1} << 40;
   CK_ULONG count = 0;
-  EXPECT_EQ(slots_.GetSlotList(nullptr, &count), CKR_DEVICE_ERROR);
+  EXPECT_EQ(slots_.GetSlotList(CK_TRUE, nullptr, &count), CKR_DEVICE_ERROR);
 }
 
 TEST_F(SlotsTest, RoomForNoSlotIsTooSmallAndLeavesTheListAlone) {
   CK_SLOT_ID list = 1234;
   CK_ULONG count = 0;
-  EXPECT_EQ(slots_.GetSlotList(&list, &count), CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(slots_.GetSlotList(CK_TRUE, &list, &count), CKR_BUFFER_TOO_SMALL);
   EXPECT_EQ(count, 1u);
   EXPECT_EQ(list, 1234u);
 }
@@ -104,6 +73,37 @@ TEST_F(SlotsTest, ShowsTheSlotOfTheConfiguredToken) {
   EXPECT_TRUE(Shown().empty());
   config_.token_label.clear();
   EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{5});
+}
+
+TEST_F(SlotsTest, ShowsTheSlotWhoseDescriptionContainsTheText) {
+  fake_.slots = {{.id = 3, .description = "Reader 00"},
+                 {.id = 4, .description = "Reader 01", .token_flags = 0},
+                 {.id = 5, .description = "Reader 01", .label = "A"},
+                 {.id = 6, .description = "Reader 01", .label = "B", .padding = 0}};
+  config_.slot_reader = "er 01";
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{5});
+  config_.token_label = "B";
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{6});
+  config_.token_serial = "9";
+  EXPECT_TRUE(Shown().empty());
+  config_ = {};
+  config_.slot_reader = "ER 01";
+  EXPECT_TRUE(Shown().empty());
+}
+
+TEST_F(SlotsTest, SlotWhoseDescriptionCannotBeReadIsPassedOver) {
+  fake_.slots = {{.id = 3, .description = "Reader"}, {.id = 4, .description = "Reader"}};
+  config_.slot_reader = "Reader";
+  fake_.FailNext("C_GetSlotInfo", CKR_DEVICE_ERROR);
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{4});
+}
+
+TEST_F(SlotsTest, TextsPaddedInFrontMatch) {
+  fake_.slots[0].serial = "        47110815";
+  fake_.slots[0].label = "  my card";
+  config_.token_serial = "47110815";
+  config_.token_label = "my card";
+  EXPECT_EQ(Shown(), std::vector<CK_SLOT_ID>{7});
 }
 
 TEST_F(SlotsTest, ConfiguredLabelMatchesAsAWholeAndWithAnyPadding) {
@@ -159,6 +159,35 @@ TEST_F(SlotsTest, LabelWithoutFirstWordGetsTheSerialNumberInFront) {
   EXPECT_EQ(Label(), "SN5 " + std::string(28, 'x'));
 }
 
+TEST_F(SlotsTest, SerialNumberGoesInFrontOfEveryLabelOnRequest) {
+  config_.serial_in_label = true;
+  fake_.slots[0].serial = "SN5";
+  fake_.slots[0].label = "4711 0815";
+  EXPECT_EQ(Label(), Padded("SN5 4711 0815", 32));
+  fake_.slots[0].label = " my card";
+  EXPECT_EQ(Label(), Padded("SN5 my card", 32));
+  fake_.slots[0].label = "";
+  EXPECT_EQ(Label(), Padded("SN5", 32));
+  fake_.slots[0].label = "SN5";
+  EXPECT_EQ(Label(), Padded("SN5 SN5", 32));
+  // 4 bytes of serial number leave 28: the last character has two and does not fit.
+  fake_.slots[0].label = std::string(27, 'x') + "\u00fcy";
+  EXPECT_EQ(Label(), "SN5 " + std::string(27, 'x') + " ");
+}
+
+TEST_F(SlotsTest, SerialNumberPaddedInFrontBeginsTheLabelAllTheSame) {
+  fake_.slots[0].serial = "          47 11 ";
+  fake_.slots[0].label = "";
+  EXPECT_EQ(Label(), Padded("47 11", 32));
+}
+
+TEST_F(SlotsTest, LabelStaysWhenThereIsNoSerialNumber) {
+  config_.serial_in_label = true;
+  fake_.slots[0].serial = "";
+  fake_.slots[0].label = " my card";
+  EXPECT_EQ(Label(), Padded(" my card", 32));
+}
+
 TEST_F(SlotsTest, TokenInfoFailureIsPassedOn) {
   EXPECT_EQ(slots_.Check(7), CKR_OK);
   fake_.FailNext("C_GetTokenInfo", CKR_TOKEN_NOT_PRESENT);
@@ -200,14 +229,6 @@ TEST_F(SlotsTest, ListThatGrowsInBetweenIsReadAgain) {
   std::vector<CK_MECHANISM_TYPE> mechanisms;
   EXPECT_EQ(ReadMechanisms(functions_, 7, &mechanisms), CKR_OK);
   EXPECT_EQ(mechanisms.size(), 4u);
-}
-
-TEST(TextFieldTest, TextIsCutWhereACharacterEnds) {
-  std::array<CK_UTF8CHAR, 4> field = {};
-  SetField(field, "abc\u00fc");
-  EXPECT_EQ(std::string(field.begin(), field.end()), "abc ");
-  SetField(field, "ab\u00fc");
-  EXPECT_EQ(std::string(field.begin(), field.end()), "ab\u00fc");
 }
 
 }  // namespace

@@ -2,13 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <string>
+#include <barrier>
 #include <thread>
 #include <vector>
 
-#include "adapter/testing/card_test.h"
-#include "adapter/testing/loaded_library.h"
-#include "adapter/testing/openssl_check.h"
+#include "adapter/testing/copies_fixture.h"
 
 namespace kelvrin::adapter {
 namespace {
@@ -16,19 +14,19 @@ namespace {
 constexpr int kThreads = 4;
 constexpr int kRounds = 25;
 
+// Runs `work(thread number)` on every thread.
+template <typename Work>
+void OnThreads(const Work& work) {
+  std::vector<std::thread> threads;
+  threads.reserve(kThreads);
+  for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
+  for (std::thread& thread : threads) thread.join();
+}
+
 class ThreadsTest : public CardTest {
  protected:
   ThreadsTest() : card_(LoadLibrary(Install("libX"))) { card_.Open(); }
   ~ThreadsTest() override { card_.p11->C_Finalize(nullptr); }
-
-  // Runs `work(thread number)` on every thread.
-  template <typename Work>
-  static void OnThreads(const Work& work) {
-    std::vector<std::thread> threads;
-    threads.reserve(kThreads);
-    for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
-    for (std::thread& thread : threads) thread.join();
-  }
 
   // One ECDSA signature of a digest that is this thread's and round's own.
   static bool SignOnce(const Card& card, CK_OBJECT_HANDLE key, EVP_PKEY* public_key, int thread,
@@ -96,6 +94,66 @@ TEST_F(ThreadsTest, InitialisingAndFinalisingMeanwhileIsSafe) {
   CK_ULONG count = 0;
   EXPECT_EQ(card_.p11->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
   EXPECT_EQ(count, 1u);
+}
+
+class CopiesOnThreadsTest : public CopiesTest {
+ protected:
+  CopiesOnThreadsTest() {
+    for (int i = 0; i < kThreads; ++i) copies_.push_back(Load("lib" + std::to_string(i)));
+  }
+
+  std::vector<CK_FUNCTION_LIST*> copies_;
+};
+
+TEST_F(CopiesOnThreadsTest, TheirCallsNeverMeetInTheModule) {
+  Card first(copies_[0]);
+  BringUp(&first);
+  std::atomic<int> verified = 0;
+  OnThreads([&](int thread) {
+    Card own(copies_[static_cast<std::size_t>(thread)]);
+    own.p11->C_Initialize(nullptr);
+    own.OpenSession();
+    for (int round = 0; round < kRounds; ++round) {
+      if (Signs(own, Bytes(32, static_cast<CK_BYTE>(thread * kRounds + round)))) ++verified;
+    }
+  });
+  EXPECT_EQ(verified, kThreads * kRounds);
+  EXPECT_EQ(watch_.overlaps, 0);
+  EXPECT_EQ(watch_.initialised, 1);
+}
+
+TEST_F(CopiesOnThreadsTest, FirstCallsAtOnceCountTogether) {
+  std::barrier start(kThreads);
+  OnThreads([&](int thread) {
+    start.arrive_and_wait();
+    EXPECT_EQ(copies_[static_cast<std::size_t>(thread)]->C_Initialize(nullptr), CKR_OK);
+  });
+  EXPECT_EQ(watch_.initialised, 1);
+  OnThreads([&](int thread) {
+    EXPECT_EQ(copies_[static_cast<std::size_t>(thread)]->C_Finalize(nullptr), CKR_OK);
+  });
+  EXPECT_EQ(watch_.finalised, 1);
+  EXPECT_EQ(watch_.overlaps, 0);
+}
+
+TEST_F(CopiesOnThreadsTest, ComingAndGoingOfSomeLeavesTheOthersSigning) {
+  Card first(copies_[0]);
+  BringUp(&first);
+  std::atomic<int> verified = 0;
+  OnThreads([&](int thread) {
+    CK_FUNCTION_LIST* const copy = copies_[static_cast<std::size_t>(thread)];
+    for (int round = 0; round < kRounds; ++round) {
+      if (thread == 0) {
+        if (Signs(first)) ++verified;
+      } else {
+        EXPECT_EQ(copy->C_Initialize(nullptr), CKR_OK);
+        EXPECT_EQ(copy->C_Finalize(nullptr), CKR_OK);
+      }
+    }
+  });
+  EXPECT_EQ(verified, kRounds);
+  EXPECT_EQ(watch_.initialised, 1);
+  EXPECT_EQ(watch_.overlaps, 0);
 }
 
 }  // namespace

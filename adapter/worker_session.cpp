@@ -1,21 +1,45 @@
 #include "adapter/worker_session.h"
 
+#include <array>
+
+#include "adapter/wipe.h"
+
 namespace kelvrin::adapter {
 
 CK_RV WorkerSession::Open() {
   if (is_open()) return CKR_OK;
   CK_SESSION_HANDLE handle = CK_INVALID_HANDLE;
-  const CK_RV result = inner_->C_OpenSession(slot_, flags_, nullptr, nullptr, &handle);
+  CK_RV result = CKR_SESSION_COUNT;
+  if (is_wanted_) result = inner_->C_OpenSession(slot_, flags_, nullptr, nullptr, &handle);
+  is_borrowed_ = result == CKR_SESSION_COUNT;
+  if (is_borrowed_) {
+    handle_ = caller_;
+    return CKR_OK;
+  }
   if (result != CKR_OK) return result;
-  if (handle == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
+  if (handle == CK_INVALID_HANDLE || handle == caller_) return CKR_DEVICE_ERROR;
   handle_ = handle;
   return CKR_OK;
 }
 
 void WorkerSession::Close() {
   if (!is_open()) return;
-  inner_->C_CloseSession(handle_);
+  if (is_own()) {
+    inner_->C_CloseSession(handle_);
+  } else if (is_wanted_) {
+    EndOperations();
+  }
   handle_ = CK_INVALID_HANDLE;
+}
+
+// The caller's session cannot be closed: what is open on it is brought to an end.
+void WorkerSession::EndOperations() {
+  std::array<CK_BYTE, 4096> result = {};
+  CK_ULONG size = result.size();
+  inner_->C_SignFinal(handle_, result.data(), &size);
+  size = result.size();
+  inner_->C_DecryptFinal(handle_, result.data(), &size);
+  Wipe(result);
 }
 
 }  // namespace kelvrin::adapter

@@ -10,11 +10,15 @@ namespace kelvrin::adapter {
 // that can be closed at any time has no such past. The login state is the token's, so a worker is
 // logged in when its caller is. Opened when first needed. The owner closes it: there is no
 // destructor that would, since the session may be gone with the module.
+//
+// Where the token has no session left, or no worker is wanted, the caller's own session does the
+// work.
 class WorkerSession {
  public:
-  // The worker of a caller's session, which was opened on `slot` with `flags`.
-  WorkerSession(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, CK_FLAGS flags)
-      : inner_(&inner), slot_(slot), flags_(flags) {}
+  // The worker of the caller's session `caller`, which was opened on `slot` with `flags`.
+  WorkerSession(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, CK_FLAGS flags,
+                CK_SESSION_HANDLE caller, bool is_wanted)
+      : inner_(&inner), slot_(slot), flags_(flags), caller_(caller), is_wanted_(is_wanted) {}
 
   // Starts an operation: opens the worker when it is closed and hands its handle to `start`. When
   // that finds an operation still active or the session gone, closes, opens and tries once more. On
@@ -23,7 +27,8 @@ class WorkerSession {
   CK_RV Begin(const Start& start) {
     const bool was_open = is_open();
     CK_RV result = TryBegin(start);
-    if (was_open && IsStale(result)) result = TryBegin(start);
+    const bool may_help = is_wanted_ && (was_open || is_borrowed_);
+    if (may_help && IsStale(result)) result = TryBegin(start);
     return result;
   }
 
@@ -31,6 +36,8 @@ class WorkerSession {
   void Close();
 
   bool is_open() const { return handle_ != CK_INVALID_HANDLE; }
+  // Whether it is a session beside the caller's.
+  bool is_own() const { return is_open() && handle_ != caller_; }
   CK_FLAGS flags() const { return flags_; }
   CK_SESSION_HANDLE handle() const { return handle_; }
 
@@ -49,10 +56,14 @@ class WorkerSession {
   }
 
   CK_RV Open();
+  void EndOperations();
 
   const CK_FUNCTION_LIST* inner_;
   CK_SLOT_ID slot_;
   CK_FLAGS flags_;
+  CK_SESSION_HANDLE caller_;
+  bool is_wanted_;
+  bool is_borrowed_ = false;  // the last one was the caller's
   CK_SESSION_HANDLE handle_ = CK_INVALID_HANDLE;
 };
 

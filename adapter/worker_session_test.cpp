@@ -7,20 +7,21 @@
 namespace kelvrin::adapter {
 namespace {
 
+constexpr CK_SESSION_HANDLE kCaller = 33;
 constexpr CK_FLAGS kFlags = CKF_SERIAL_SESSION | CKF_RW_SESSION;
 
 class WorkerSessionTest : public testing::Test {
  protected:
   FakeModule fake_;
   CK_FUNCTION_LIST functions_ = FakeModule::functions();
-  WorkerSession worker_{functions_, 7, kFlags};
+  WorkerSession worker_{functions_, 7, kFlags, kCaller, true};
   int starts_ = 0;
 
   // Begins an operation whose n-th start gives the n-th result, then CKR_OK.
   CK_RV Begin(std::vector<CK_RV> results) {
     starts_ = 0;
     return worker_.Begin([&](CK_SESSION_HANDLE session) {
-      EXPECT_TRUE(fake_.sessions.contains(session));
+      EXPECT_TRUE(session == kCaller || fake_.sessions.contains(session));
       const std::size_t turn = static_cast<std::size_t>(starts_++);
       return turn < results.size() ? results[turn] : CK_RV{CKR_OK};
     });
@@ -28,8 +29,8 @@ class WorkerSessionTest : public testing::Test {
 };
 
 TEST_F(WorkerSessionTest, FailureToOpenIsPassedOn) {
-  fake_.FailNext("C_OpenSession", CKR_SESSION_COUNT);
-  EXPECT_EQ(Begin({}), CKR_SESSION_COUNT);
+  fake_.FailNext("C_OpenSession", CKR_DEVICE_REMOVED);
+  EXPECT_EQ(Begin({}), CKR_DEVICE_REMOVED);
   EXPECT_EQ(starts_, 0);
   EXPECT_FALSE(worker_.is_open());
 }
@@ -81,6 +82,39 @@ TEST_F(WorkerSessionTest, ClosingTwiceClosesOnce) {
   worker_.Close();
   EXPECT_EQ(fake_.Calls("C_CloseSession"), 1u);
   EXPECT_TRUE(fake_.sessions.empty());
+}
+
+TEST_F(WorkerSessionTest, HandleOfTheCallersOwnSessionIsNotUsed) {
+  fake_.next_session = kCaller;
+  EXPECT_EQ(Begin({}), CKR_DEVICE_ERROR);
+  EXPECT_EQ(starts_, 0);
+}
+
+TEST_F(WorkerSessionTest, CallersSessionWorksWhereTheTokenHasNoSessionLeft) {
+  fake_.FailNext("C_OpenSession", CKR_SESSION_COUNT);
+  EXPECT_EQ(Begin({}), CKR_OK);
+  EXPECT_EQ(worker_.handle(), kCaller);
+  EXPECT_FALSE(worker_.is_own());
+}
+
+TEST_F(WorkerSessionTest, OperationOnTheCallersSessionIsEndedAndNotTheSession) {
+  fake_.sessions[kCaller] = {};
+  for (int i = 0; i < 2; ++i) fake_.FailNext("C_OpenSession", CKR_SESSION_COUNT);
+  EXPECT_EQ(Begin({CKR_OPERATION_ACTIVE}), CKR_OK);
+  EXPECT_EQ(starts_, 2);
+  EXPECT_EQ(fake_.Calls("C_SignFinal"), 1u);
+  EXPECT_EQ(fake_.Calls("C_CloseSession"), 0u);
+}
+
+TEST_F(WorkerSessionTest, NoWorkerIsOpenedWhereNoneIsWanted) {
+  WorkerSession none(functions_, 7, kFlags, kCaller, false);
+  const auto start = [](CK_SESSION_HANDLE session) -> CK_RV {
+    EXPECT_EQ(session, kCaller);
+    return CKR_OPERATION_ACTIVE;
+  };
+  EXPECT_EQ(none.Begin(start), CKR_OPERATION_ACTIVE);
+  none.Close();
+  EXPECT_EQ(fake_.Calls("C_OpenSession") + fake_.Calls("C_SignFinal"), 0u);
 }
 
 }  // namespace

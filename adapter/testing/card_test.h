@@ -75,10 +75,11 @@ class Card {
 class CardTest : public testing::Test {
  protected:
   // A copy of the adapter under `name`, with a configuration of the module and these lines.
-  std::filesystem::path Install(const std::string& name, const std::string& lines = "") const {
+  std::filesystem::path Install(const std::string& name, const std::string& lines = "",
+                                const std::filesystem::path& module = SoftHsmCard::Module()) const {
     const auto library = folder_.path() / (name + ".dylib");
     std::filesystem::copy_file(KELVRIN_ADAPTER_LIBRARY, library);
-    folder_.Write(name + ".conf", "module = " + SoftHsmCard::Module().string() + "\n" + lines);
+    folder_.Write(name + ".conf", "module = " + module.string() + "\n" + lines);
     return library;
   }
 

@@ -84,6 +84,9 @@ class FakeModule {
   CK_ULONG derive_length = 0;
   Bytes derive_point;
   CK_SESSION_HANDLE login_session = 0;
+  CK_USER_TYPE login_user = 0;
+  std::optional<std::string> login_pin;  // nothing: a null pointer
+  CK_OBJECT_HANDLE operation_key = 0;
 
   // Records a call; the result that it is to fail with, or CKR_OK.
   CK_RV Enter(const std::string& function);

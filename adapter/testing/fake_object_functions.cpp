@@ -86,7 +86,8 @@ CK_RV FindObjectsFinal(CK_SESSION_HANDLE handle) {
   return CKR_OK;
 }
 
-CK_RV SignInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE) {
+CK_RV SignInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
+  fake->operation_key = key;
   const CK_RV result = fake->Enter("C_SignInit");
   return result == CKR_OK ? fake->Begin(session, mechanism) : result;
 }
@@ -107,7 +108,8 @@ CK_RV SignFinal(CK_SESSION_HANDLE session, CK_BYTE* output, CK_ULONG* output_siz
   return fake->Finish(fake->sign, session, &nothing, 0, output, output_size);
 }
 
-CK_RV DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE) {
+CK_RV DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
+  fake->operation_key = key;
   const CK_RV result = fake->Enter("C_DecryptInit");
   return result == CKR_OK ? fake->Begin(session, mechanism) : result;
 }

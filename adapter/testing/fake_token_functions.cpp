@@ -117,8 +117,11 @@ CK_RV CloseAllSessions(CK_SLOT_ID slot) {
   return CKR_OK;
 }
 
-CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE, CK_BYTE*, CK_ULONG) {
+CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG size) {
   fake->login_session = session;
+  fake->login_user = user;
+  fake->login_pin.reset();
+  if (pin != nullptr) fake->login_pin = std::string(pin, pin + size);
   return fake->Enter("C_Login");
 }
 

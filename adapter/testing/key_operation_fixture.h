@@ -49,7 +49,10 @@ class KeyOperationTest : public testing::Test {
 
   FakeModule fake_;
   CK_FUNCTION_LIST functions_ = FakeModule::functions();
-  KeyOperation operation_{functions_, 1, 7, kFlags};
+  Rules rules_ = Rules::Extension();
+  TokenObjects objects_{functions_, rules_, 7};
+  ContextLogin login_{functions_, 7};
+  KeyOperation operation_{objects_, login_, 1, kFlags};
   CK_OBJECT_HANDLE rsa_ = 0;
   CK_OBJECT_HANDLE ec_ = 0;
 

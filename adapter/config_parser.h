@@ -1,0 +1,23 @@
+// The grammar of the adapter's configuration; config.h tells it.
+#ifndef KELVRIN_ADAPTER_CONFIG_PARSER_H_
+#define KELVRIN_ADAPTER_CONFIG_PARSER_H_
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "adapter/config.h"
+
+namespace kelvrin::adapter {
+
+// Parses the contents of the configuration `file`, whose folder a relative module path starts at.
+// Throws SetupError with CKR_GENERAL_ERROR.
+Config ParseConfig(const std::filesystem::path& file, std::string_view contents);
+
+// Throws the SetupError that says `what` about a line of the file, or about the file as a whole
+// when the line is 0.
+[[noreturn]] void FailConfig(const std::filesystem::path& file, int line, const std::string& what);
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_CONFIG_PARSER_H_

@@ -1,0 +1,31 @@
+#include "adapter/context_login.h"
+
+#include "adapter/search_memory.h"
+
+namespace kelvrin::adapter {
+
+void ContextLogin::Keep(const CK_BYTE* pin, CK_ULONG size) {
+  token_ = ReadTokenIdentity(inner_, slot_);
+  if (token_) {
+    pin_.Keep(pin, size);
+  } else {
+    pin_.Wipe();
+  }
+}
+
+void ContextLogin::Wipe() {
+  pin_.Wipe();
+  token_.reset();
+}
+
+CK_RV ContextLogin::LogIn(CK_SESSION_HANDLE session) {
+  if (ReadTokenIdentity(inner_, slot_) != token_) {
+    Wipe();
+    return CKR_USER_NOT_LOGGED_IN;
+  }
+  const CK_RV result = inner_.C_Login(session, CKU_CONTEXT_SPECIFIC, pin_.data(), pin_.size());
+  if (result != CKR_OK) Wipe();
+  return result;
+}
+
+}  // namespace kelvrin::adapter

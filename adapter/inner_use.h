@@ -1,0 +1,60 @@
+// Counting who has initialised the module behind.
+#ifndef KELVRIN_ADAPTER_INNER_USE_H_
+#define KELVRIN_ADAPTER_INNER_USE_H_
+
+#include <p11-kit/pkcs11.h>
+
+#include <functional>
+#include <map>
+
+namespace kelvrin::adapter {
+
+// One module's users in this process.
+struct ModuleUse {
+  unsigned users = 0;       // adapters that are initialised over it
+  unsigned generation = 0;  // how often it was brought up; what is older is gone
+  bool is_ours = false;     // brought up by an adapter, and so finalised by the last one
+};
+
+// By the address of the module's C_Initialize.
+using ModuleUses = std::map<const void*, ModuleUse>;
+
+// Whether the module is initialised, as far as it tells.
+bool IsInitialised(const CK_FUNCTION_LIST& inner);
+
+// One adapter's part in the counts: the first to join initialises the module, the last to leave is
+// told to finalise it. A module that somebody else has initialised is used and never finalised.
+// Not synchronised: whoever shares the counts calls under one lock.
+class InnerUse {
+ public:
+  // Counts in `uses`, which outlives the object, or alone when that is null.
+  explicit InnerUse(ModuleUses* uses) : uses_(uses != nullptr ? uses : &alone_) {}
+  InnerUse(const InnerUse&) = delete;
+  InnerUse& operator=(const InnerUse&) = delete;
+
+  // Joins the users of `inner`. Calls `initialise`, which calls the module's C_Initialize, when
+  // there are none or the module has been finalised behind their back; all others have lost it
+  // then. Returns what `initialise` did, with CKR_OK for CKR_CRYPTOKI_ALREADY_INITIALIZED; after
+  // any other failure nothing is joined.
+  CK_RV Join(const CK_FUNCTION_LIST& inner, const std::function<CK_RV()>& initialise);
+
+  // Whether it has joined and nobody has brought the module up anew since: sessions and objects
+  // from before that are gone, and their handles may name somebody else's.
+  bool IsCurrent() const { return use_ != nullptr && use_->generation == generation_; }
+
+  // Whether nobody else counts on the module that was joined.
+  bool IsAlone() const { return IsCurrent() && use_->is_ours && use_->users == 1; }
+
+  // Leaves; true when the module is to be finalised now.
+  bool Leave();
+
+ private:
+  ModuleUses alone_;
+  ModuleUses* uses_;
+  ModuleUse* use_ = nullptr;
+  unsigned generation_ = 0;
+};
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_INNER_USE_H_

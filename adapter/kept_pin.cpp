@@ -1,0 +1,52 @@
+#include "adapter/kept_pin.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+
+#include "adapter/wipe.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+constexpr std::size_t kRoom = 255;
+
+}  // namespace
+
+KeptPin::~KeptPin() {
+  Wipe();
+  if (page_ == nullptr) return;
+  munlock(page_, kRoom);
+  munmap(page_, kRoom);
+}
+
+bool KeptPin::Map() {
+  if (page_ != nullptr) return true;
+  void* const page =
+      mmap(nullptr, kRoom, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (page == MAP_FAILED) return false;
+  // A system that allows no locking keeps the PIN all the same: its swap is its owner's.
+  static_cast<void>(mlock(page, kRoom));
+  page_ = static_cast<CK_BYTE*>(page);
+  return true;
+}
+
+void KeptPin::Keep(const CK_BYTE* pin, CK_ULONG size) {
+  Wipe();
+  if (pin == nullptr) {
+    has_pin_ = true;
+    return;
+  }
+  if (size == 0 || size > kRoom || !Map()) return;
+  std::copy_n(pin, size, page_);
+  size_ = size;
+  has_pin_ = true;
+}
+
+void KeptPin::Wipe() {
+  if (page_ != nullptr) adapter::Wipe({page_, kRoom});
+  size_ = 0;
+  has_pin_ = false;
+}
+
+}  // namespace kelvrin::adapter

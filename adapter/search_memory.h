@@ -1,0 +1,85 @@
+// What searches for a class and a CKA_ID found before.
+#ifndef KELVRIN_ADAPTER_SEARCH_MEMORY_H_
+#define KELVRIN_ADAPTER_SEARCH_MEMORY_H_
+
+#include <p11-kit/pkcs11.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+#include "adapter/elliptic_curve.h"
+#include "adapter/search.h"
+
+namespace kelvrin::adapter {
+
+// By what the extension searches for an object.
+struct ObjectName {
+  CK_OBJECT_CLASS object_class = 0;
+  Bytes id;
+
+  auto operator<=>(const ObjectName&) const = default;
+};
+
+// A module's search is linear in the token's objects, and the extension searches for every request.
+// The memory answers instead, as long as the objects it knows are still what they were: it looks
+// again at the token's serial number and label and at each object's class and CKA_ID whenever its
+// last look is kTrust ago. Anything else than before, and it forgets everything.
+class SearchMemory {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Now = std::function<Clock::time_point()>;
+
+  // For so long a look is trusted: less than any process needs to come up and change an object, and
+  // enough that the looks of a busy caller do not count.
+  static constexpr std::chrono::milliseconds kTrust{5};
+
+  SearchMemory(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, Now now = Clock::now)
+      : inner_(inner), slot_(slot), now_(std::move(now)) {}
+
+  // The objects of that name, looked at on `session`; null when they are not known or no longer
+  // what they were. Valid until the next call.
+  const Handles* Recall(CK_SESSION_HANDLE session, const ObjectName& name);
+
+  // Remembers what a search has just found. Nothing found is not remembered: what another program
+  // adds is to be seen.
+  void Learn(const ObjectName& name, Handles found);
+
+  void Forget();
+
+  bool is_empty() const { return entries_.empty(); }
+
+  // The name under which the object is remembered; null when it is not. Valid until the next call.
+  const ObjectName* NameOf(CK_OBJECT_HANDLE object) const;
+
+ private:
+  struct Entry {
+    Handles found;
+    Clock::time_point seen;
+  };
+
+  bool IsSameToken(Clock::time_point now);
+
+  const CK_FUNCTION_LIST& inner_;
+  CK_SLOT_ID slot_;
+  Now now_;
+  std::map<ObjectName, Entry> entries_;
+  std::unordered_map<CK_OBJECT_HANDLE, const ObjectName*> names_;  // the keys of entries_
+  std::string token_;                                              // whose objects these are
+  Clock::time_point token_seen_;
+};
+
+// Whether the object has that class and CKA_ID now.
+bool HasName(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+             const ObjectName& name);
+
+// Serial number and label of the token in the slot; nothing when the module does not tell.
+std::optional<std::string> ReadTokenIdentity(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot);
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_SEARCH_MEMORY_H_

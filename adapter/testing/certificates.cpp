@@ -1,0 +1,56 @@
+#include "adapter/testing/certificates.h"
+
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <openssl/x509v3.h>
+
+#include <memory>
+#include <stdexcept>
+
+namespace kelvrin::adapter {
+namespace {
+
+template <typename T>
+using Owned = std::unique_ptr<T, void (*)(T*)>;
+
+void Require(bool good, const char* what) {
+  if (!good) throw std::runtime_error(what);
+}
+
+void SetName(X509_NAME* name, const std::string& text) {
+  Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
+                                     reinterpret_cast<const unsigned char*>(text.c_str()), -1, -1,
+                                     0) == 1,
+          "name");
+}
+
+}  // namespace
+
+Bytes MakeCertificate(const CertificateWish& wish) {
+  const Owned<EVP_PKEY> key(wish.key == "RSA" ? EVP_RSA_gen(2048) : EVP_EC_gen(wish.key.c_str()),
+                            EVP_PKEY_free);
+  Require(key != nullptr, "key");
+  const Owned<X509> certificate(X509_new(), X509_free);
+  X509_set_version(certificate.get(), X509_VERSION_3);
+  ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
+  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
+  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
+  SetName(X509_get_subject_name(certificate.get()), wish.subject);
+  SetName(X509_get_issuer_name(certificate.get()), wish.issuer);
+  Require(X509_set_pubkey(certificate.get(), key.get()) == 1, "public key");
+  for (const auto& [name, value] : wish.extensions) {
+    const Owned<X509_EXTENSION> extension(
+        X509V3_EXT_conf(nullptr, nullptr, name.c_str(), value.c_str()), X509_EXTENSION_free);
+    Require(extension != nullptr, "extension");
+    X509_add_ext(certificate.get(), extension.get(), -1);
+  }
+  Require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0, "signature");
+  unsigned char* der = nullptr;
+  const int size = i2d_X509(certificate.get(), &der);
+  Require(size > 0, "encoding");
+  Bytes bytes(der, der + size);
+  OPENSSL_free(der);
+  return bytes;
+}
+
+}  // namespace kelvrin::adapter

@@ -1,0 +1,26 @@
+// X.509 certificates for tests, made by OpenSSL.
+#ifndef KELVRIN_ADAPTER_TESTING_CERTIFICATES_H_
+#define KELVRIN_ADAPTER_TESTING_CERTIFICATES_H_
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "adapter/elliptic_curve.h"
+
+namespace kelvrin::adapter {
+
+struct CertificateWish {
+  std::string subject = "Subject";
+  std::string issuer = "Issuer";
+  std::string key = "P-256";  // a named curve, or "RSA"
+  // Extensions by OpenSSL's short names, for example {"basicConstraints", "CA:TRUE"}.
+  std::vector<std::pair<std::string, std::string>> extensions = {};
+};
+
+// The DER of a certificate with a new key.
+Bytes MakeCertificate(const CertificateWish& wish);
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_TESTING_CERTIFICATES_H_

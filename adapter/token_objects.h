@@ -1,0 +1,82 @@
+// A token's objects as the adapter shows them.
+#ifndef KELVRIN_ADAPTER_TOKEN_OBJECTS_H_
+#define KELVRIN_ADAPTER_TOKEN_OBJECTS_H_
+
+#include <p11-kit/pkcs11.h>
+
+#include <cstddef>
+#include <optional>
+#include <set>
+#include <span>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "adapter/key_facts.h"
+#include "adapter/rules.h"
+#include "adapter/search.h"
+#include "adapter/search_memory.h"
+#include "adapter/virtual_keys.h"
+
+namespace kelvrin::adapter {
+
+// Searches and facts for all sessions on one token. Not synchronised.
+class TokenObjects {
+ public:
+  // `inner` and `rules` must outlive the object.
+  TokenObjects(const CK_FUNCTION_LIST& inner, const Rules& rules, CK_SLOT_ID slot,
+               SearchMemory::Now now = SearchMemory::Clock::now)
+      : inner_(inner), rules_(rules), slot_(slot), memory_(inner, slot, std::move(now)) {}
+
+  // A whole search, with results from memory, virtual keys and a choice of certificates as the
+  // rules say.
+  CK_RV Find(CK_SESSION_HANDLE session, std::span<CK_ATTRIBUTE> wanted, Handles* found);
+
+  // The object that is found now by what found `object`; nothing when the adapter does not know by
+  // what, or when there is none. For a handle that the module has just refused.
+  std::optional<CK_OBJECT_HANDLE> FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
+
+  // The facts of a private key, RSA or EC.
+  KeyFacts Facts(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, bool is_rsa);
+
+  // What the slot offers.
+  CK_RV GetMechanisms(std::vector<CK_MECHANISM_TYPE>* mechanisms);
+
+  // Null when the object is the module's.
+  const VirtualKey* FindVirtual(CK_OBJECT_HANDLE object) const {
+    return virtual_keys_.Find(object);
+  }
+
+  // Forgets what was learned: the objects may have changed.
+  void Forget();
+
+  const CK_FUNCTION_LIST& inner() const { return inner_; }
+  const Rules& rules() const { return rules_; }
+  CK_SLOT_ID slot() const { return slot_; }
+
+ private:
+  CK_RV FindNamed(CK_SESSION_HANDLE session, const ObjectName& name, Handles* found);
+  CK_RV FindPublicKey(CK_SESSION_HANDLE session, const ObjectName& name, Handles* found);
+  CK_RV AskModule(CK_SESSION_HANDLE session, const ObjectName& name, Handles* found);
+  void AddVirtualKeys(CK_SESSION_HANDLE session, Handles* found);
+  std::optional<CK_OBJECT_HANDLE> MakeVirtualKey(CK_SESSION_HANDLE session,
+                                                 CK_OBJECT_HANDLE certificate);
+  Handles Arrange(CK_SESSION_HANDLE session, const Handles& certificates);
+  std::set<Bytes> LearnKeys(CK_SESSION_HANDLE session, CK_OBJECT_CLASS object_class);
+  std::set<Bytes> Learn(CK_SESSION_HANDLE session, CK_OBJECT_CLASS object_class,
+                        const Handles& objects);
+
+  const CK_FUNCTION_LIST& inner_;
+  const Rules& rules_;
+  CK_SLOT_ID slot_;
+  SearchMemory memory_;
+  VirtualKeys virtual_keys_;
+  std::unordered_map<CK_OBJECT_HANDLE, KeyFacts> facts_;
+  // CKA_IDs that had no public key object when the certificates were listed.
+  std::set<Bytes> without_public_key_;
+  std::optional<std::vector<CK_MECHANISM_TYPE>> mechanisms_;
+};
+
+}  // namespace kelvrin::adapter
+
+#endif  // KELVRIN_ADAPTER_TOKEN_OBJECTS_H_
