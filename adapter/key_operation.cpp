@@ -214,19 +214,21 @@ CK_RV KeyOperation::AskSize(const Call& call, CK_ULONG* output_size) {
 // Runs the operation into memory of the adapter's own, so that a module that writes what it likes
 // meets room enough, and a caller with a small buffer loses nothing.
 CK_RV KeyOperation::Collect(const Call& call, std::size_t room) {
-  Bytes collected(std::min(room, kMaxResultRoom));
-  CK_ULONG size = collected.size();
-  CK_RV result = call(collected.data(), &size);
-  if (result == CKR_BUFFER_TOO_SMALL && size > collected.size() && size <= kMaxResultRoom) {
-    collected.assign(size, 0);
-    result = call(collected.data(), &size);
+  if (room_.size() < room) room_.resize(std::min(room, kMaxResultRoom));
+  CK_ULONG size = room_.size();
+  CK_RV result = call(room_.data(), &size);
+  if (result == CKR_BUFFER_TOO_SMALL && size > room_.size() && size <= kMaxResultRoom) {
+    room_.resize(size);
+    result = call(room_.data(), &size);
   }
-  if (result == CKR_OK && size > collected.size()) result = CKR_DEVICE_ERROR;
+  if (result == CKR_OK && size > room_.size()) result = CKR_DEVICE_ERROR;
   if (result == CKR_OK) {
-    result_.assign(collected.begin(), collected.begin() + static_cast<std::ptrdiff_t>(size));
+    result_.assign(room_.begin(), room_.begin() + static_cast<std::ptrdiff_t>(size));
     has_result_ = true;
   }
-  Wipe(collected);
+  // A signature is no secret; a plaintext is, also where the module says that it failed.
+  if (kind_ == OperationKind::kDecrypt) Wipe(room_);
+  if (room_.size() > 2 * kResultRoom) room_ = Bytes();
   return result == CKR_OK ? ShapeResult() : result;
 }
 

@@ -106,6 +106,7 @@ class KeyOperation {
   std::thread::id displaced_;  // whose operation was replaced by another thread's
   bool has_result_ = false;    // the module is done, the caller has not got it yet
   Bytes result_;
+  Bytes room_;  // where the module writes
 };
 
 }  // namespace kelvrin::adapter

@@ -40,7 +40,7 @@ const Handles* SearchMemory::Recall(CK_SESSION_HANDLE session, const ObjectName&
   if (found == entries_.end()) return nullptr;
   Entry& entry = found->second;
   const auto now = now_();
-  if (now - entry.seen < kTrust) return &entry.found;
+  if (now - entry.seen < kObjectTrust) return &entry.found;
   const bool is_still_true =
       IsSameToken(now) &&
       std::all_of(entry.found.begin(), entry.found.end(),
@@ -54,7 +54,7 @@ const Handles* SearchMemory::Recall(CK_SESSION_HANDLE session, const ObjectName&
 }
 
 bool SearchMemory::IsSameToken(Clock::time_point now) {
-  if (now - token_seen_ < kTrust) return true;
+  if (now - token_seen_ < kTokenTrust) return true;
   if (ReadTokenIdentity(inner_, slot_) != token_) return false;
   token_seen_ = now;
   return true;

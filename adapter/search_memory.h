@@ -27,16 +27,18 @@ struct ObjectName {
 
 // A module's search is linear in the token's objects, and the extension searches for every request.
 // The memory answers instead, as long as the objects it knows are still what they were: it looks
-// again at the token's serial number and label and at each object's class and CKA_ID whenever its
-// last look is kTrust ago. Anything else than before, and it forgets everything.
+// again at an object's class and CKA_ID when its last look is kObjectTrust ago, and at the token's
+// serial number and label when that look is kTokenTrust ago. Anything else than before, and it
+// forgets everything.
 class SearchMemory {
  public:
   using Clock = std::chrono::steady_clock;
   using Now = std::function<Clock::time_point()>;
 
-  // For so long a look is trusted: less than any process needs to come up and change an object, and
-  // enough that the looks of a busy caller do not count.
-  static constexpr std::chrono::milliseconds kTrust{5};
+  // For so long a look is trusted: less than another process needs to come up and change an object,
+  // or a person to change the card, and enough that the looks of a busy caller hardly count.
+  static constexpr std::chrono::milliseconds kObjectTrust{10};
+  static constexpr std::chrono::milliseconds kTokenTrust{50};
 
   SearchMemory(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, Now now = Clock::now)
       : inner_(inner), slot_(slot), now_(std::move(now)) {}

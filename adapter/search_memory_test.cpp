@@ -19,7 +19,7 @@ class SearchMemoryTest : public testing::Test {
     const Handles* const found = memory_.Recall(1, name);
     return found != nullptr ? *found : Handles();
   }
-  void LetTheLookGrowOld() { now_ += SearchMemory::kTrust; }
+  void LetTheLookGrowOld() { now_ += SearchMemory::kTokenTrust; }
 
   FakeModule fake_;
   CK_FUNCTION_LIST functions_ = FakeModule::functions();
@@ -37,7 +37,7 @@ TEST_F(SearchMemoryTest, UnknownNamesAreNotKnown) {
 
 TEST_F(SearchMemoryTest, FreshLookIsTrustedWithoutACall) {
   const std::size_t before = fake_.Calls("C_GetAttributeValue") + fake_.Calls("C_GetTokenInfo");
-  now_ += SearchMemory::kTrust - kOneTick;
+  now_ += SearchMemory::kObjectTrust - kOneTick;
   EXPECT_EQ(Recall(name_), Handles{key_});
   EXPECT_EQ(fake_.Calls("C_GetAttributeValue") + fake_.Calls("C_GetTokenInfo"), before);
 }
@@ -47,6 +47,14 @@ TEST_F(SearchMemoryTest, OldLookIsRepeatedOnce) {
   EXPECT_EQ(Recall(name_), Handles{key_});
   EXPECT_EQ(Recall(name_), Handles{key_});
   EXPECT_EQ(fake_.Calls("C_GetAttributeValue"), 1u);
+}
+
+TEST_F(SearchMemoryTest, ObjectsAreLookedAtMoreOftenThanTheToken) {
+  const std::size_t before = fake_.Calls("C_GetTokenInfo");
+  now_ += SearchMemory::kObjectTrust;
+  EXPECT_EQ(Recall(name_), Handles{key_});
+  EXPECT_EQ(fake_.Calls("C_GetAttributeValue"), 1u);
+  EXPECT_EQ(fake_.Calls("C_GetTokenInfo"), before);
 }
 
 TEST_F(SearchMemoryTest, ObjectThatIsGoneIsForgotten) {

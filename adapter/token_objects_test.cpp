@@ -35,7 +35,7 @@ class TokenObjectsTest : public testing::Test {
     return found;
   }
   std::size_t Searches() const { return fake_.Calls("C_FindObjectsInit"); }
-  void LetTheLookGrowOld() { now_ += SearchMemory::kTrust; }
+  void LetTheLookGrowOld() { now_ += SearchMemory::kTokenTrust; }
 
   FakeModule fake_;
   CK_FUNCTION_LIST functions_ = FakeModule::functions();
