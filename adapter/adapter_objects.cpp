@@ -81,11 +81,9 @@ CK_RV Adapter::DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism,
       return result;
     }
     if (const auto previous = state.derived.Take()) inner.C_DestroyObject(session, *previous);
-    CK_RV result = DeriveReadableKey(inner, session, *mechanism, base_key, &derived);
-    if (result == CKR_KEY_HANDLE_INVALID || result == CKR_OBJECT_HANDLE_INVALID) {
-      const auto again = state.token.objects.FindAgain(session, base_key);
-      if (again) result = DeriveReadableKey(inner, session, *mechanism, *again, &derived);
-    }
+    const CK_OBJECT_HANDLE current = state.token.objects.Current(session, base_key);
+    if (current == CK_INVALID_HANDLE) return CKR_KEY_HANDLE_INVALID;
+    const CK_RV result = DeriveReadableKey(inner, session, *mechanism, current, &derived);
     if (result != CKR_OK) return result;
     if (const auto dropped = state.derived.Remember(derived)) {
       inner.C_DestroyObject(session, *dropped);

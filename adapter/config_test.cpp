@@ -166,7 +166,7 @@ TEST_F(ConfigTest, UnknownRuleIsNamedWithTheKnownOnes) {
   EXPECT_THAT(Refusal("module = m\nrules-off = ecdsa, ECDSA\n"),
               AllOf(StartsWith(":2: unknown rule 'ECDSA' in 'rules-off'; known rules are "
                                "initialisation, finished-searches, "),
-                    EndsWith(", keyless-certificates, search-memory")));
+                    EndsWith(", search-memory, renewed-handles")));
   EXPECT_THAT(Refusal("module = m\nrules-off = ecdsa raw-rsa\n"),
               StartsWith(":2: unknown rule 'ecdsa raw-rsa'"));
 }

@@ -78,16 +78,23 @@ CK_RV KeyOperation::Init(OperationKind kind, CK_MECHANISM* mechanism, CK_OBJECT_
   const auto self = std::this_thread::get_id();
   if (kind_ && owner_ != self) displaced_ = owner_;
   if (kind_) Close();
-  CK_RV result = Begin(kind, *mechanism, key);
-  if (result == CKR_KEY_HANDLE_INVALID || result == CKR_OBJECT_HANDLE_INVALID) {
-    const std::optional<CK_OBJECT_HANDLE> again = objects_->FindAgain(session_, key);
-    if (again) result = Begin(kind, *mechanism, *again);
-  }
+  const CK_RV result = BeginWithCurrent(kind, *mechanism, key);
   if (result != CKR_OK) return Fail(result);
   kind_ = kind;
   owner_ = self;
   if (displaced_ == self) displaced_ = {};
   return CKR_OK;
+}
+
+// Begins with the key that the caller means, which may have another handle by now.
+CK_RV KeyOperation::BeginWithCurrent(OperationKind kind, const CK_MECHANISM& mechanism,
+                                     CK_OBJECT_HANDLE key) {
+  const CK_OBJECT_HANDLE current = objects_->Current(session_, key);
+  if (current == CK_INVALID_HANDLE) return CKR_KEY_HANDLE_INVALID;
+  const CK_RV result = Begin(kind, mechanism, current);
+  if (result != CKR_KEY_HANDLE_INVALID && result != CKR_OBJECT_HANDLE_INVALID) return result;
+  const CK_OBJECT_HANDLE again = objects_->FindAgain(session_, current);
+  return again == CK_INVALID_HANDLE ? result : Begin(kind, mechanism, again);
 }
 
 CK_RV KeyOperation::Begin(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key) {

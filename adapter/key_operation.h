@@ -80,6 +80,7 @@ class KeyOperation {
   using Call = std::function<CK_RV(CK_BYTE* output, CK_ULONG* size)>;
 
   Form FormOf(OperationKind kind, CK_MECHANISM_TYPE mechanism) const;
+  CK_RV BeginWithCurrent(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key);
   CK_RV Begin(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key);
   bool IsEcdsa() const { return form_ == Form::kEcdsaDigest || form_ == Form::kEcdsaMessage; }
   void LearnKeySize(ByteView input);

@@ -29,8 +29,9 @@ enum class Rule : unsigned {
   kKeyedCertificatesFirst,  // certificates that have a key come first
   kKeylessCertificates,     // certificates that have no key are not shown
   kSearchMemory,            // searches for class and CKA_ID answered from memory
+  kRenewedHandles,          // a key that changed is searched for once more
 };
-inline constexpr std::size_t kRuleCount = 18;
+inline constexpr std::size_t kRuleCount = 19;
 
 struct RuleName {
   Rule rule;
@@ -57,6 +58,7 @@ inline constexpr std::array<RuleName, kRuleCount> kRuleNames = {{
     {Rule::kKeyedCertificatesFirst, "keyed-certificates-first"},
     {Rule::kKeylessCertificates, "keyless-certificates"},
     {Rule::kSearchMemory, "search-memory"},
+    {Rule::kRenewedHandles, "renewed-handles"},
 }};
 
 // The rules that apply.

@@ -37,7 +37,7 @@ class SearchMemory {
 
   // For so long a look is trusted: less than another process needs to come up and change an object,
   // or a person to change the card, and enough that the looks of a busy caller hardly count.
-  static constexpr std::chrono::milliseconds kObjectTrust{10};
+  static constexpr std::chrono::milliseconds kObjectTrust{2};
   static constexpr std::chrono::milliseconds kTokenTrust{50};
 
   SearchMemory(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, Now now = Clock::now)

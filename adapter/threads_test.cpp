@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <barrier>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -14,13 +15,23 @@ namespace {
 constexpr int kThreads = 4;
 constexpr int kRounds = 25;
 
-// Runs `work(thread number)` on every thread.
+// Runs `work(thread number)` on so many threads, which begin together.
+template <typename Work>
+void OnThreads(int count, const Work& work) {
+  std::barrier start(count);
+  std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    threads.emplace_back([&, i] {
+      start.arrive_and_wait();
+      work(i);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
 template <typename Work>
 void OnThreads(const Work& work) {
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
-  for (std::thread& thread : threads) thread.join();
+  OnThreads(kThreads, work);
 }
 
 class ThreadsTest : public CardTest {
@@ -28,54 +39,123 @@ class ThreadsTest : public CardTest {
   ThreadsTest() : card_(LoadLibrary(Install("libX"))) { card_.Open(); }
   ~ThreadsTest() override { card_.p11->C_Finalize(nullptr); }
 
-  // One ECDSA signature of a digest that is this thread's and round's own.
-  static bool SignOnce(const Card& card, CK_OBJECT_HANDLE key, EVP_PKEY* public_key, int thread,
-                       int round) {
-    Bytes digest(32, static_cast<CK_BYTE>(thread));
-    digest[0] = static_cast<CK_BYTE>(round);
-    Bytes signature;
-    return card.SignInit(CKM_ECDSA, key) == CKR_OK && card.Sign(digest, &signature) == CKR_OK &&
-           VerifyEcdsa(public_key, digest, signature);
-  }
-
   Card card_;
 };
 
-TEST_F(ThreadsTest, SessionsOfTheirOwnSignAtOnce) {
-  ASSERT_EQ(card_.Login(soft_card_.pin()), CKR_OK);
-  std::atomic<int> verified = 0;
-  OnThreads([&](int thread) {
+// Requests as the extension makes them: five calls each, with two keys in turn, the searches never
+// finished.
+class RequestsOnThreadsTest : public ThreadsTest, public testing::WithParamInterface<int> {
+ protected:
+  enum Key : CK_BYTE { kRsa, kEc };
+  // Of a thread, in a round.
+  static Key KeyOf(int thread, int round) { return (thread + round) % 2 == 0 ? kRsa : kEc; }
+
+  void SetUp() override {
+    ASSERT_EQ(card_.Login(soft_card_.pin()), CKR_OK);
+    for (const Key key : {kRsa, kEc}) handles_[key] = card_.Find(CKO_PRIVATE_KEY, IdOf(key));
+    ASSERT_NE(handles_[kRsa], handles_[kEc]);
+  }
+
+  CK_RV BeginSearch(const Card& card, Key key) const {
+    return card.FindInit(CKO_PRIVATE_KEY, IdOf(key));
+  }
+  // Reads the thread's search and begins to sign with what it found, which must be that key.
+  CK_RV BeginSigning(const Card& card, Key key) const {
+    CK_OBJECT_HANDLE found[10] = {};
+    CK_ULONG count = 10;
+    EXPECT_EQ(card.p11->C_FindObjects(card.session, found, 10, &count), CKR_OK);
+    EXPECT_EQ(count, 1U);
+    EXPECT_EQ(found[0], handles_[key]);
+    return card.SignInit(key == kRsa ? CKM_RSA_X_509 : CKM_ECDSA, found[0]);
+  }
+  // Signs what nobody else signs; whether the signature is that key's.
+  bool FinishSigning(const Card& card, Key key, int thread, int round) const {
+    Bytes data(key == kRsa ? 256 : 32, static_cast<CK_BYTE>(thread));
+    data[0] = 0;
+    data[1] = static_cast<CK_BYTE>(round);
+    Bytes signature;
+    EXPECT_EQ(card.Sign(data, &signature), CKR_OK);
+    if (key == kEc) return VerifyEcdsa(PublicKey("ec.pub.pem").get(), data, signature);
+    return signature.size() == 256 &&
+           RawRsaPublic(PublicKey("rsa.pub.pem").get(), signature) == data;
+  }
+
+  // A whole request. Nothing when another thread's operation was under way, otherwise whether the
+  // signature is good.
+  std::optional<bool> Request(const Card& card, int thread, int round) const {
+    const Key key = KeyOf(thread, round);
+    CK_SESSION_INFO info = {};
+    EXPECT_EQ(card.p11->C_GetSessionInfo(card.session, &info), CKR_OK);
+    EXPECT_EQ(BeginSearch(card, key), CKR_OK);
+    std::this_thread::yield();
+    const CK_RV result = BeginSigning(card, key);
+    if (result == CKR_OPERATION_ACTIVE) return std::nullopt;
+    EXPECT_EQ(result, CKR_OK);
+    std::this_thread::yield();
+    return FinishSigning(card, key, thread, round);
+  }
+
+ private:
+  static CK_BYTE IdOf(Key key) { return static_cast<CK_BYTE>(key + 1); }
+  OpensslKey PublicKey(const char* file) const { return ReadPublicKey(soft_card_.File(file)); }
+
+  CK_OBJECT_HANDLE handles_[2] = {};
+};
+INSTANTIATE_TEST_SUITE_P(Threads, RequestsOnThreadsTest, testing::Values(2, 4, 8),
+                         testing::PrintToStringParamName());
+
+TEST_P(RequestsOnThreadsTest, InSessionsOfTheirOwnAllGetTheirSignatures) {
+  std::atomic<int> good = 0;
+  OnThreads(GetParam(), [&](int thread) {
     Card own(card_.p11);
     own.OpenSession();
-    const OpensslKey public_key = ReadPublicKey(soft_card_.File("ec.pub.pem"));
     for (int round = 0; round < kRounds; ++round) {
-      const CK_OBJECT_HANDLE key = own.Find(CKO_PRIVATE_KEY, 2);
-      if (SignOnce(own, key, public_key.get(), thread, round)) ++verified;
+      if (Request(own, thread, round) == true) ++good;
     }
   });
-  EXPECT_EQ(verified, kThreads * kRounds);
+  EXPECT_EQ(good, GetParam() * kRounds);
 }
 
-TEST_F(ThreadsTest, OneSessionNeverGivesAWrongSignature) {
-  ASSERT_EQ(card_.Login(soft_card_.pin()), CKR_OK);
-  const CK_OBJECT_HANDLE key = card_.Find(CKO_PRIVATE_KEY, 2);
-  std::atomic<int> begun = 0;
-  std::atomic<int> verified = 0;
-  OnThreads([&](int thread) {
-    const OpensslKey public_key = ReadPublicKey(soft_card_.File("ec.pub.pem"));
+TEST_P(RequestsOnThreadsTest, OnOneSessionGetTheirSignaturesOrAreTurnedAway) {
+  std::atomic<int> good = 0;
+  std::atomic<int> turned_away = 0;
+  OnThreads(GetParam(), [&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
-      const CK_RV result = card_.SignInit(CKM_ECDSA, key);
-      if (result == CKR_OPERATION_ACTIVE) continue;  // another thread's turn
-      EXPECT_EQ(result, CKR_OK);
-      ++begun;
-      const Bytes digest(32, static_cast<CK_BYTE>(thread * kRounds + round));
-      Bytes signature;
-      EXPECT_EQ(card_.Sign(digest, &signature), CKR_OK);
-      if (VerifyEcdsa(public_key.get(), digest, signature)) ++verified;
+      const std::optional<bool> result = Request(card_, thread, round);
+      if (!result) {
+        ++turned_away;
+      } else if (*result) {
+        ++good;
+      }
     }
   });
-  EXPECT_GT(begun, 0);
-  EXPECT_EQ(verified, begun);
+  EXPECT_GT(good, 0);
+  EXPECT_EQ(good + turned_away, GetParam() * kRounds);
+  // Nothing is left over that would turn away who comes later.
+  for (int round = 0; round < kRounds; ++round) EXPECT_EQ(Request(card_, 0, round), true);
+}
+
+TEST_P(RequestsOnThreadsTest, OnOneSessionStepByStepFindTheirOwnKeysAndOneOfThemSigns) {
+  std::barrier step(GetParam());
+  std::atomic<int> good = 0;
+  std::atomic<int> turned_away = 0;
+  OnThreads(GetParam(), [&](int thread) {
+    for (int round = 0; round < kRounds; ++round) {
+      const Key key = KeyOf(thread, round);
+      EXPECT_EQ(BeginSearch(card_, key), CKR_OK);
+      step.arrive_and_wait();
+      const CK_RV result = BeginSigning(card_, key);
+      step.arrive_and_wait();
+      if (result == CKR_OPERATION_ACTIVE) {
+        ++turned_away;
+      } else if (result == CKR_OK && FinishSigning(card_, key, thread, round)) {
+        ++good;
+      }
+      step.arrive_and_wait();
+    }
+  });
+  EXPECT_EQ(good, kRounds);
+  EXPECT_EQ(turned_away, (GetParam() - 1) * kRounds);
 }
 
 TEST_F(ThreadsTest, InitialisingAndFinalisingMeanwhileIsSafe) {

@@ -202,14 +202,24 @@ std::set<Bytes> TokenObjects::Learn(CK_SESSION_HANDLE session, CK_OBJECT_CLASS o
   return ids;
 }
 
-std::optional<CK_OBJECT_HANDLE> TokenObjects::FindAgain(CK_SESSION_HANDLE session,
-                                                        CK_OBJECT_HANDLE object) {
-  const ObjectName* known = memory_.NameOf(object);
-  if (known == nullptr) return std::nullopt;
+CK_OBJECT_HANDLE TokenObjects::Current(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key) {
+  const ObjectName* const known = memory_.NameOf(key);
+  if (known == nullptr || !rules_.Has(Rule::kRenewedHandles)) return key;
   const ObjectName name = *known;
+  if (memory_.Recall(session, name) != nullptr) return key;
+  return SearchAgain(session, name);
+}
+
+CK_OBJECT_HANDLE TokenObjects::FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key) {
+  const ObjectName* const known = memory_.NameOf(key);
+  if (known == nullptr || !rules_.Has(Rule::kRenewedHandles)) return CK_INVALID_HANDLE;
+  return SearchAgain(session, ObjectName(*known));
+}
+
+CK_OBJECT_HANDLE TokenObjects::SearchAgain(CK_SESSION_HANDLE session, const ObjectName& name) {
   Forget();
   Handles found;
-  if (AskModule(session, name, &found) != CKR_OK || found.empty()) return std::nullopt;
+  if (AskModule(session, name, &found) != CKR_OK || found.empty()) return CK_INVALID_HANDLE;
   return found.front();
 }
 

@@ -32,9 +32,14 @@ class TokenObjects {
   // rules say.
   CK_RV Find(CK_SESSION_HANDLE session, std::span<CK_ATTRIBUTE> wanted, Handles* found);
 
-  // The object that is found now by what found `object`; nothing when the adapter does not know by
-  // what, or when there is none. For a handle that the module has just refused.
-  std::optional<CK_OBJECT_HANDLE> FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
+  // The private key that is to be used where the caller says `key`: that one, unless the adapter
+  // knows by which search it was found and it is no longer what that search asked for; then what it
+  // finds now. CK_INVALID_HANDLE when it finds nothing.
+  CK_OBJECT_HANDLE Current(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key);
+
+  // What the search that found `key` finds now, for a handle that the module has just refused.
+  // CK_INVALID_HANDLE when that is nothing, or when the adapter does not know the search.
+  CK_OBJECT_HANDLE FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key);
 
   // The facts of a private key, RSA or EC.
   KeyFacts Facts(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, bool is_rsa);
@@ -55,6 +60,7 @@ class TokenObjects {
   CK_SLOT_ID slot() const { return slot_; }
 
  private:
+  CK_OBJECT_HANDLE SearchAgain(CK_SESSION_HANDLE session, const ObjectName& name);
   CK_RV FindNamed(CK_SESSION_HANDLE session, const ObjectName& name, Handles* found);
   CK_RV FindPublicKey(CK_SESSION_HANDLE session, const ObjectName& name, Handles* found);
   CK_RV AskModule(CK_SESSION_HANDLE session, const ObjectName& name, Handles* found);

@@ -202,13 +202,37 @@ TEST_F(TokenObjectsTest, CertificatesWithoutRulesAreTheModules) {
 
 TEST_F(TokenObjectsTest, RefusedHandleIsSearchedForOnceMore) {
   const auto key = Add(CKO_PRIVATE_KEY, {1});
-  EXPECT_FALSE(objects_.FindAgain(session_, key)) << "it was never found";
+  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE) << "it was never found";
   Find(CKO_PRIVATE_KEY, {1});
   fake_.objects.erase(key);
   const auto other = Add(CKO_PRIVATE_KEY, {1});
   EXPECT_EQ(objects_.FindAgain(session_, key), other);
   fake_.objects.erase(other);
-  EXPECT_FALSE(objects_.FindAgain(session_, other));
+  EXPECT_EQ(objects_.FindAgain(session_, other), CK_INVALID_HANDLE);
+}
+
+TEST_F(TokenObjectsTest, HandleWhoseKeyChangedStandsForTheKeyThatWasAskedFor) {
+  const auto key = Add(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(objects_.Current(session_, key), key) << "it was never found";
+  Find(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(objects_.Current(session_, key), key);
+  fake_.objects[key][CKA_ID] = {2};
+  const auto other = Add(CKO_PRIVATE_KEY, {1});
+  LetTheLookGrowOld();
+  EXPECT_EQ(objects_.Current(session_, key), other);
+  fake_.objects[other][CKA_ID] = {3};
+  LetTheLookGrowOld();
+  EXPECT_EQ(objects_.Current(session_, other), CK_INVALID_HANDLE);
+}
+
+TEST_F(TokenObjectsTest, WithoutTheRuleAHandleIsItsObject) {
+  rules_.SwitchOff(Rule::kRenewedHandles);
+  const auto key = Add(CKO_PRIVATE_KEY, {1});
+  Find(CKO_PRIVATE_KEY, {1});
+  fake_.objects[key][CKA_ID] = {2};
+  LetTheLookGrowOld();
+  EXPECT_EQ(objects_.Current(session_, key), key);
+  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE);
 }
 
 TEST_F(TokenObjectsTest, FactsAreReadOnceForARememberedKey) {

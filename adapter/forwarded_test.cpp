@@ -1,0 +1,191 @@
+// Calls that the library hands on to the module, and those of which it serves one half itself.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <string>
+
+#include "adapter/testing/copies_fixture.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+constexpr CK_ULONG kUnlimited = std::numeric_limits<CK_ULONG>::max();
+constexpr std::size_t kBlock = 16;
+
+class ForwardedTest : public CopiesTest {
+ protected:
+  void Start(const std::string& lines = "") {
+    card_ = Card(Load("libX", lines));
+    BringUp(&card_);
+    CK_ULONG length = kBlock;
+    CK_ATTRIBUTE attributes[] = {{CKA_VALUE_LEN, &length, sizeof(length)}};
+    CK_MECHANISM mechanism = {CKM_AES_KEY_GEN, nullptr, 0};
+    ASSERT_EQ(p11()->C_GenerateKey(card_.session, &mechanism, attributes, 1, &key_), CKR_OK);
+  }
+  CK_FUNCTION_LIST* p11() const { return card_.p11; }
+
+  CK_RV EncryptInit() {
+    CK_MECHANISM mechanism = {CKM_AES_CBC, iv_.data(), iv_.size()};
+    return p11()->C_EncryptInit(card_.session, &mechanism, key_);
+  }
+  CK_RV DecryptInit() {
+    CK_MECHANISM mechanism = {CKM_AES_CBC, iv_.data(), iv_.size()};
+    return p11()->C_DecryptInit(card_.session, &mechanism, key_);
+  }
+  CK_RV DigestInit() {
+    CK_MECHANISM mechanism = {CKM_SHA256, nullptr, 0};
+    return p11()->C_DigestInit(card_.session, &mechanism);
+  }
+  // The whole of `text` encrypted at once.
+  Bytes Encrypted(Bytes text) {
+    EXPECT_EQ(EncryptInit(), CKR_OK);
+    Bytes out(text.size());
+    CK_ULONG size = out.size();
+    EXPECT_EQ(p11()->C_Encrypt(card_.session, text.data(), text.size(), out.data(), &size), CKR_OK);
+    return out;
+  }
+  Bytes Digest(Bytes text) {
+    EXPECT_EQ(DigestInit(), CKR_OK);
+    Bytes out(32);
+    CK_ULONG size = out.size();
+    EXPECT_EQ(p11()->C_Digest(card_.session, text.data(), text.size(), out.data(), &size), CKR_OK);
+    return out;
+  }
+
+  Card card_{nullptr};
+  CK_OBJECT_HANDLE key_ = 0;
+  Bytes iv_ = Bytes(kBlock, 3);
+  const Bytes text_ = Bytes(2 * kBlock, 5);
+};
+
+TEST_F(ForwardedTest, SmallBufferKeepsTheOperation) {
+  Start();
+  const Bytes expected = Encrypted(text_);
+  Bytes text = text_;
+  Bytes out(2 * kBlock, 0xee);
+  ASSERT_EQ(EncryptInit(), CKR_OK);
+  CK_ULONG size = kBlock;
+  EXPECT_EQ(p11()->C_Encrypt(card_.session, text.data(), text.size(), out.data(), &size),
+            CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, 2 * kBlock);
+  EXPECT_EQ(out, Bytes(2 * kBlock, 0xee));
+  EXPECT_EQ(p11()->C_Encrypt(card_.session, text.data(), text.size(), nullptr, &size), CKR_OK);
+  EXPECT_EQ(size, 2 * kBlock);
+  size = kUnlimited;
+  EXPECT_EQ(p11()->C_Encrypt(card_.session, text.data(), text.size(), out.data(), &size), CKR_OK);
+  EXPECT_EQ(size, 2 * kBlock);
+  EXPECT_EQ(out, expected);
+}
+
+TEST_F(ForwardedTest, MissingPointersAreRefusedByTheAdapter) {
+  Start();
+  watch_.behind = nullptr;  // any call would crash
+  EXPECT_EQ(p11()->C_DigestInit(card_.session, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(p11()->C_CreateObject(card_.session, nullptr, 0, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(p11()->C_GetSessionInfo(card_.session, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(p11()->C_GenerateRandom(card_.session, nullptr, 1), CKR_ARGUMENTS_BAD);
+  watch_.behind = softhsm_;
+}
+
+TEST_F(ForwardedTest, NewObjectIsFoundAtOnceAndADestroyedOneNoMore) {
+  Start();
+  CK_OBJECT_CLASS object_class = CKO_CERTIFICATE;
+  CK_CERTIFICATE_TYPE type = CKC_X_509;
+  CK_BYTE id = 2;
+  Bytes value = {0x30, 0x00};
+  CK_ATTRIBUTE attributes[] = {{CKA_CLASS, &object_class, sizeof(object_class)},
+                               {CKA_CERTIFICATE_TYPE, &type, sizeof(type)},
+                               {CKA_ID, &id, sizeof(id)},
+                               {CKA_SUBJECT, value.data(), value.size()},
+                               {CKA_VALUE, value.data(), value.size()}};
+  const auto certificates = [&] {
+    std::array<CK_OBJECT_HANDLE, 10> found = {};
+    CK_ULONG count = 0;
+    EXPECT_EQ(card_.FindInit(CKO_CERTIFICATE, 2), CKR_OK);
+    EXPECT_EQ(p11()->C_FindObjects(card_.session, found.data(), found.size(), &count), CKR_OK);
+    return count;
+  };
+  EXPECT_EQ(certificates(), 1u);
+  CK_OBJECT_HANDLE made = 0;
+  ASSERT_EQ(p11()->C_CreateObject(card_.session, attributes, 5, &made), CKR_OK);
+  EXPECT_EQ(certificates(), 2u);
+  CK_BYTE other_id = 0x66;
+  CK_ATTRIBUTE moved = {CKA_ID, &other_id, sizeof(other_id)};
+  ASSERT_EQ(p11()->C_SetAttributeValue(card_.session, made, &moved, 1), CKR_OK);
+  EXPECT_EQ(certificates(), 1u);
+  EXPECT_EQ(p11()->C_DestroyObject(card_.session, made), CKR_OK);
+}
+
+TEST_F(ForwardedTest, SigningAndEncryptingAtOnce) {
+  Start();
+  const Bytes expected = Encrypted(text_);
+  ASSERT_EQ(card_.SignInit(CKM_SHA256_RSA_PKCS, card_.Find(CKO_PRIVATE_KEY, 1)), CKR_OK);
+  ASSERT_EQ(EncryptInit(), CKR_OK);
+  Bytes text = text_;
+  Bytes out(text.size());
+  CK_ULONG size = kBlock;
+  EXPECT_EQ(p11()->C_SignEncryptUpdate(card_.session, text.data(), text.size(), out.data(), &size),
+            CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, out.size());
+  EXPECT_EQ(p11()->C_SignEncryptUpdate(card_.session, text.data(), text.size(), out.data(), &size),
+            CKR_OK);
+  EXPECT_EQ(out, expected);
+  Bytes signature(256);
+  CK_ULONG signature_size = signature.size();
+  EXPECT_EQ(p11()->C_SignFinal(card_.session, signature.data(), &signature_size), CKR_OK);
+  size = 0;
+  EXPECT_EQ(p11()->C_EncryptFinal(card_.session, nullptr, &size), CKR_OK);
+  EXPECT_EQ(p11()->C_EncryptFinal(card_.session, out.data(), &size), CKR_OK);
+  const OpensslKey key = ReadPublicKey(soft_card_.File("rsa.pub.pem"));
+  const Bytes block = RawRsaPublic(key.get(), signature);
+  const Bytes digest = Digest(text_);
+  EXPECT_EQ(Bytes(block.end() - 32, block.end()), digest);
+}
+
+TEST_F(ForwardedTest, DecryptingAndDigestingAtOnce) {
+  Start();
+  Bytes encrypted = Encrypted(text_);
+  const Bytes expected = Digest(text_);
+  ASSERT_EQ(DecryptInit(), CKR_OK);
+  ASSERT_EQ(DigestInit(), CKR_OK);
+  Bytes plain(encrypted.size());
+  CK_ULONG size = plain.size();
+  EXPECT_EQ(p11()->C_DecryptDigestUpdate(card_.session, encrypted.data(), encrypted.size(),
+                                         plain.data(), &size),
+            CKR_OK);
+  EXPECT_EQ(plain, text_);
+  Bytes digest(32);
+  size = digest.size();
+  EXPECT_EQ(p11()->C_DigestFinal(card_.session, digest.data(), &size), CKR_OK);
+  EXPECT_EQ(digest, expected);
+}
+
+TEST_F(ForwardedTest, WithoutWorkersDualCallsAreTheModulesAffair) {
+  Start("rules-off = worker-sessions\n");
+  Bytes text = text_;
+  CK_ULONG size = text.size();
+  const CK_RV raw =
+      softhsm_->C_SignEncryptUpdate(card_.session, text.data(), text.size(), text.data(), &size);
+  EXPECT_NE(raw, CKR_OPERATION_NOT_INITIALIZED);  // what the adapter says for itself
+  EXPECT_EQ(p11()->C_SignEncryptUpdate(card_.session, text.data(), text.size(), text.data(), &size),
+            raw);
+}
+
+CK_FUNCTION_LIST* called_back = nullptr;
+CK_RV answer = CKR_OK;
+
+TEST_F(ForwardedTest, ModuleThatCallsBackIsRefusedAndTheCallGoesOn) {
+  Start();
+  called_back = p11();
+  watch_.on_sign = [] {
+    CK_INFO info = {};
+    answer = called_back->C_GetInfo(&info);
+  };
+  EXPECT_TRUE(Signs(card_));
+  EXPECT_EQ(answer, CKR_FUNCTION_FAILED);
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter
