@@ -27,6 +27,10 @@ bool KeptPin::Map() {
   if (page == MAP_FAILED) return false;
   // A system that allows no locking keeps the PIN all the same: its swap is its owner's.
   static_cast<void>(mlock(page, kRoom));
+#ifdef MADV_WIPEONFORK
+  // Where the system can: nothing of it in the child of a fork.
+  static_cast<void>(madvise(page, kRoom, MADV_WIPEONFORK));
+#endif
   page_ = static_cast<CK_BYTE*>(page);
   return true;
 }

@@ -24,11 +24,16 @@ void SetName(X509_NAME* name, const std::string& text) {
           "name");
 }
 
+EVP_PKEY* MakeKey(const std::string& kind) {
+  if (kind == "RSA") return EVP_RSA_gen(2048);
+  if (kind == "ED25519") return EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519");
+  return EVP_EC_gen(kind.c_str());
+}
+
 }  // namespace
 
 Bytes MakeCertificate(const CertificateWish& wish) {
-  const Owned<EVP_PKEY> key(wish.key == "RSA" ? EVP_RSA_gen(2048) : EVP_EC_gen(wish.key.c_str()),
-                            EVP_PKEY_free);
+  const Owned<EVP_PKEY> key(MakeKey(wish.key), EVP_PKEY_free);
   Require(key != nullptr, "key");
   const Owned<X509> certificate(X509_new(), X509_free);
   X509_set_version(certificate.get(), X509_VERSION_3);
@@ -44,7 +49,9 @@ Bytes MakeCertificate(const CertificateWish& wish) {
     Require(extension != nullptr, "extension");
     X509_add_ext(certificate.get(), extension.get(), -1);
   }
-  Require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0, "signature");
+  Require(
+      X509_sign(certificate.get(), key.get(), wish.key == "ED25519" ? nullptr : EVP_sha256()) > 0,
+      "signature");
   unsigned char* der = nullptr;
   const int size = i2d_X509(certificate.get(), &der);
   Require(size > 0, "encoding");

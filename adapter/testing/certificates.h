@@ -13,7 +13,7 @@ namespace kelvrin::adapter {
 struct CertificateWish {
   std::string subject = "Subject";
   std::string issuer = "Issuer";
-  std::string key = "P-256";  // a named curve, or "RSA"
+  std::string key = "P-256";  // a named curve, "RSA" or "ED25519"
   // Extensions by OpenSSL's short names, for example {"basicConstraints", "CA:TRUE"}.
   std::vector<std::pair<std::string, std::string>> extensions = {};
 };
