@@ -58,7 +58,10 @@ class Reader {
     const Rules& rules = objects_.rules();
     switch (attribute->type) {
       case CKA_ALLOWED_MECHANISMS:
-        if (rules.Has(Rule::kAllowedMechanisms) && IsPublicKey()) return GetMechanisms(attribute);
+        if (!rules.Has(Rule::kAllowedMechanisms)) break;
+        if (const std::optional<CK_KEY_TYPE> type = KeyType()) {
+          return GetMechanisms(*type, attribute);
+        }
         break;
       case CKA_ENCRYPT:
       case CKA_WRAP:
@@ -96,7 +99,6 @@ class Reader {
     return result;
   }
 
-  bool IsPublicKey() { return KeyType().has_value(); }
   bool IsEcPublicKey() { return KeyType() == CKK_EC; }
 
   // The type of a public key; nothing when the object is something else.
@@ -117,7 +119,7 @@ class Reader {
     return Answer(value->second.data(), value->second.size(), attribute);
   }
 
-  CK_RV GetMechanisms(CK_ATTRIBUTE* attribute) {
+  CK_RV GetMechanisms(CK_KEY_TYPE key_type, CK_ATTRIBUTE* attribute) {
     Mechanisms own;
     if (virtual_key_ == nullptr) own = ReadAllowedMechanisms(inner_, session_, object_);
     Mechanisms usable;
@@ -127,7 +129,7 @@ class Reader {
       Mechanisms offered;
       const CK_RV result = objects_.GetMechanisms(&offered);
       if (result != CKR_OK) return Fail(result, attribute);
-      usable = UsableMechanisms(objects_.rules(), *KeyType(), offered);
+      usable = UsableMechanisms(objects_.rules(), key_type, offered);
     }
     return Answer(usable.data(), usable.size() * sizeof(CK_MECHANISM_TYPE), attribute);
   }
@@ -139,7 +141,7 @@ class Reader {
     return AnswerFlag(Contains(offered, CKM_ECDH1_DERIVE), attribute);
   }
 
-  // Only a certificate's label that is not ASCII is answered here.
+  // Only a label that is not ASCII is answered here.
   std::optional<CK_RV> GetLabel(CK_ATTRIBUTE* attribute) {
     std::optional<Bytes> label;
     if (virtual_key_ != nullptr) {
@@ -152,7 +154,8 @@ class Reader {
     if (is_ascii) {
       return virtual_key_ != nullptr ? std::optional(GetVirtual(attribute)) : std::nullopt;
     }
-    if (virtual_key_ == nullptr &&
+    // The extension reads the labels of certificates and of public keys.
+    if (virtual_key_ == nullptr && !KeyType().has_value() &&
         ReadNumber(inner_, session_, object_, CKA_CLASS) != CKO_CERTIFICATE) {
       return std::nullopt;
     }

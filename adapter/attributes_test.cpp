@@ -219,7 +219,7 @@ TEST_F(AttributesTest, CertificatesLabelIsAscii) {
 
 TEST_F(AttributesTest, LabelsInAsciiAndOfOtherObjectsAreTheModules) {
   const Bytes label = {'M', 0xc3, 0xbc};
-  const auto key = AddKey(CKO_PUBLIC_KEY, CKK_RSA, {{CKA_LABEL, label}});
+  const auto key = AddKey(CKO_PRIVATE_KEY, CKK_RSA, {{CKA_LABEL, label}});
   const auto plain =
       fake_.Add({{CKA_CLASS, FakeModule::Number(CKO_CERTIFICATE)}, {CKA_LABEL, {'M', '?', 'l'}}});
   std::array<CK_BYTE, 64> room = {};

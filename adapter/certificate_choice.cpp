@@ -44,18 +44,19 @@ Certificate Look(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, const
   return certificate;
 }
 
-// Whether one of the others names this one as its issuer. Those whose key was seen were not read
-// yet.
+// Whether another certificate than `authority`, whose facts these are, names it as its issuer.
+// Those whose key was seen were not read yet.
 bool HasIssued(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
-               const Certificate& authority, std::vector<Certificate>* all) {
+               const Certificate& authority, const CertificateFacts& facts,
+               std::vector<Certificate>* all) {
   for (Certificate& other : *all) {
     if (&other == &authority) continue;
     if (!other.facts) {
       const auto der = ReadAttribute(inner, session, other.handle, CKA_VALUE, kMaxCertificateRead);
       if (der) other.facts = ReadCertificate(*der);
     }
-    if (other.facts && other.facts->issuer == authority.facts->subject &&
-        other.facts->subject != authority.facts->subject) {
+    if (other.facts && other.facts->issuer == facts.subject &&
+        other.facts->subject != facts.subject) {
       return true;
     }
   }
@@ -73,7 +74,7 @@ Handles ArrangeCertificates(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE ses
   }
   for (Certificate& one : all) {
     if (one.key != KeyState::kPossible || !one.facts || !one.facts->is_ca) continue;
-    if (one.facts->signs_certificates_only || HasIssued(inner, session, one, &all)) {
+    if (one.facts->signs_certificates_only || HasIssued(inner, session, one, *one.facts, &all)) {
       one.key = KeyState::kNone;
     }
   }

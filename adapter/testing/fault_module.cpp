@@ -29,7 +29,8 @@ std::vector<CK_MECHANISM_TYPE> OfferedMechanisms() {
 }
 
 CK_RV CheckPin(const CK_BYTE* pin, CK_ULONG size) {
-  if (std::equal(pin, pin + size, kPin.begin(), kPin.end())) return CKR_OK;
+  const bool is_pin = std::equal(pin, pin + size, kPin.begin(), kPin.end());
+  if (is_pin && !Control().is_pin_changed) return CKR_OK;
   ++Control().wrong_pins;
   return CKR_PIN_INCORRECT;
 }
@@ -37,7 +38,7 @@ CK_RV CheckPin(const CK_BYTE* pin, CK_ULONG size) {
 namespace {
 
 constexpr CK_SLOT_ID kCardSlot = 5;
-constexpr CK_SLOT_ID kEmptySlot = 6;        // without a token
+constexpr CK_SLOT_ID kEmptySlot = 6;       // without a token
 constexpr CK_SLOT_ID kBlankTokenSlot = 7;  // with a token that was never initialised
 
 std::vector<CK_SLOT_ID> SlotList(bool with_token) {
@@ -223,7 +224,6 @@ C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {
   return CKR_OK;
 }
 
-extern "C" __attribute__((visibility("default"))) kelvrin::adapter::FaultControl*
-kelvrin_faults() {
+extern "C" __attribute__((visibility("default"))) kelvrin::adapter::FaultControl* kelvrin_faults() {
   return &kelvrin::adapter::fault_module::Control();
 }

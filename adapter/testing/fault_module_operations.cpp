@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "adapter/testing/fault_module_crypto.h"
 #include "adapter/testing/fault_module_state.h"
@@ -37,15 +38,14 @@ CK_RV Init(bool is_signature, CK_SESSION_HANDLE session, const CK_MECHANISM* mec
   }
   if (is_rsa != wants_rsa) return CKR_KEY_TYPE_INCONSISTENT;
   ++Control().operations;
-  state->operation = Operation{
-      .is_signature = is_signature, .mechanism = mechanism->mechanism, .key = key};
+  state->operation =
+      Operation{.is_signature = is_signature, .mechanism = mechanism->mechanism, .key = key};
   return CKR_OK;
 }
 
 CK_RV RunRsa(const Operation& operation, EVP_PKEY* key, Bytes input, Bytes* output) {
   const bool is_raw = operation.mechanism == CKM_RSA_X_509;
-  const CK_RV too_long =
-      operation.is_signature ? CKR_DATA_LEN_RANGE : CKR_ENCRYPTED_DATA_LEN_RANGE;
+  const CK_RV too_long = operation.is_signature ? CKR_DATA_LEN_RANGE : CKR_ENCRYPTED_DATA_LEN_RANGE;
   if (is_raw && input.size() > kModulus) {
     if (Has(Fault::kDiesOfLongBlocks)) _exit(kDeath);
     return too_long;
@@ -56,8 +56,8 @@ CK_RV RunRsa(const Operation& operation, EVP_PKEY* key, Bytes input, Bytes* outp
   }
   if (!operation.is_signature && input.size() != kModulus) return too_long;
   const int padding = is_raw ? RSA_NO_PADDING : RSA_PKCS1_PADDING;
-  const std::optional<Bytes> done = operation.is_signature ? SignRsa(key, padding, input)
-                                                           : DecryptRsa(key, padding, input);
+  const std::optional<Bytes> done =
+      operation.is_signature ? SignRsa(key, padding, input) : DecryptRsa(key, padding, input);
   if (!done) return operation.is_signature ? CKR_DATA_LEN_RANGE : CKR_ENCRYPTED_DATA_INVALID;
   *output = *done;
   return CKR_OK;
@@ -72,8 +72,8 @@ CK_RV RunEcdsa(const Operation& operation, EVP_PKEY* key, const Bytes& input, By
   return CKR_OK;
 }
 
-CK_RV RunOperation(const Operation& operation, const CK_BYTE* input, CK_ULONG size,
-                   CK_BYTE* output, CK_ULONG* output_size) {
+CK_RV RunOperation(const Operation& operation, const CK_BYTE* input, CK_ULONG size, CK_BYTE* output,
+                   CK_ULONG* output_size) {
   if (Has(Fault::kKeysWantLogin) && !operation.is_logged_in) return CKR_USER_NOT_LOGGED_IN;
   if (input == nullptr) {
     ++Control().null_inputs;
@@ -83,8 +83,7 @@ CK_RV RunOperation(const Operation& operation, const CK_BYTE* input, CK_ULONG si
   if (key == nullptr) return CKR_KEY_HANDLE_INVALID;
   const Bytes data(input, input + size);
   Bytes done;
-  const bool is_ecdsa =
-      operation.mechanism == CKM_ECDSA || operation.mechanism == CKM_ECDSA_SHA1;
+  const bool is_ecdsa = operation.mechanism == CKM_ECDSA || operation.mechanism == CKM_ECDSA_SHA1;
   const CK_RV result = is_ecdsa ? RunEcdsa(operation, key->key.get(), data, &done)
                                 : RunRsa(operation, key->key.get(), data, &done);
   if (result != CKR_OK) return result;
@@ -94,6 +93,19 @@ CK_RV RunOperation(const Operation& operation, const CK_BYTE* input, CK_ULONG si
   if (room < done.size()) return CKR_BUFFER_TOO_SMALL;
   std::copy(done.begin(), done.end(), output);
   return CKR_OK;
+}
+
+void RenewHandles() {
+  State& state = TheState();
+  std::vector<CK_OBJECT_HANDLE> old;
+  for (const auto& [handle, object] : state.objects) {
+    if (object.is_private) old.push_back(handle);
+  }
+  for (const CK_OBJECT_HANDLE handle : old) {
+    auto object = state.objects.extract(handle);
+    object.key() = state.next_handle++;
+    state.objects.insert(std::move(object));
+  }
 }
 
 CK_RV Run(bool is_signature, CK_SESSION_HANDLE session, const CK_BYTE* input, CK_ULONG size,
@@ -106,7 +118,9 @@ CK_RV Run(bool is_signature, CK_SESSION_HANDLE session, const CK_BYTE* input, CK
   const CK_RV result = RunOperation(*state->operation, input, size, output, output_size);
   if (result != CKR_OK) state->is_stuck = Has(Fault::kStuckAfterFailure);
   // The question for the size leaves the operation open.
-  if (result != CKR_OK || output != nullptr) state->operation.reset();
+  if (result == CKR_OK && output == nullptr) return result;
+  state->operation.reset();
+  if (Has(Fault::kRenewsHandles)) RenewHandles();
   return result;
 }
 

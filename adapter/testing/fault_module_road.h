@@ -43,9 +43,6 @@ class Road {
   // A signature, as the extension makes one.
   CK_RV SignWith(CK_BYTE id, CK_MECHANISM_TYPE mechanism, const Bytes& data, Bytes* signature,
                  CK_ULONG room = 1024);
-  // The same with a null pointer as the data.
-  CK_RV SignNull(Bytes* signature);
-
   const std::vector<std::string>& failures() const { return failures_; }
 
  private:

@@ -57,11 +57,6 @@ CK_RV Road::SignWith(CK_BYTE id, CK_MECHANISM_TYPE mechanism, const Bytes& data,
   return result;
 }
 
-CK_RV Road::SignNull(Bytes* signature) {
-  // An empty vector has no bytes to point at.
-  return SignWith(kRsaId, CKM_RSA_X_509, Bytes(), signature);
-}
-
 void Road::SignBlock(const std::string& step, const Bytes& block) {
   Bytes signature;
   if (!Succeeded(step, SignWith(kRsaId, CKM_RSA_X_509, block, &signature))) return;
@@ -127,8 +122,8 @@ void Road::AgreeOnce(const std::string& step, bool is_der) {
   if (!Succeeded(step, FindPrivateKey(kEcId, &key))) return;
   Bytes secret(kResultSize);
   CK_ULONG size = 0;
-  const CK_RV result = derive_key(p11_, session_, key, CKM_ECDH1_DERIVE, point.data(),
-                                  point.size(), secret.data(), &size);
+  const CK_RV result = derive_key(p11_, session_, key, CKM_ECDH1_DERIVE, point.data(), point.size(),
+                                  secret.data(), &size);
   if (!Succeeded(step, result)) return;
   secret.resize(size);
   if (secret != SharedSecret(peer.get(), public_keys_.at(kEcId).get())) Note(step, "wrong secret");

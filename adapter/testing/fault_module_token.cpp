@@ -127,8 +127,9 @@ void AddMechanisms(Fault fault, bool is_rsa, Object* key) {
 Object PublicKey(Fault fault, EVP_PKEY* key, CK_BYTE id) {
   const bool is_rsa = id == kRsaId;
   const bool encrypts = is_rsa || fault == Fault::kEcKeysEncryptAndWrap;
-  const char* const label =
-      fault == Fault::kUmlautInPublicKeyLabel ? "\xc3\x9c" "ber" : "Public key";
+  const char* const label = fault == Fault::kUmlautInPublicKeyLabel ? "\xc3\x9c"
+                                                                      "ber"
+                                                                    : "Public key";
   Object object = {.attributes = KeyAttributes(key, id), .key = nullptr};
   object.attributes.insert({{CKA_CLASS, Number(CKO_PUBLIC_KEY)},
                             {CKA_PRIVATE, Flag(false)},
@@ -144,8 +145,7 @@ Object PublicKey(Fault fault, EVP_PKEY* key, CK_BYTE id) {
 
 Object PrivateKey(Fault fault, const Key& key, CK_BYTE id) {
   const bool is_rsa = id == kRsaId;
-  Object object = {
-      .attributes = KeyAttributes(key.get(), id), .key = key, .is_private = true};
+  Object object = {.attributes = KeyAttributes(key.get(), id), .key = key, .is_private = true};
   object.attributes.insert({{CKA_CLASS, Number(CKO_PRIVATE_KEY)},
                             {CKA_PRIVATE, Flag(true)},
                             {CKA_LABEL, Text("Private key")},
@@ -191,13 +191,12 @@ std::vector<Object> MakeObjects(Fault fault) {
   add_certificate(kRsaId, has_umlaut ? "Schl\xc3\xbcssel" : "Key", rsa.get(), {});
   add_certificate(kEcId, "Other key", ec.get(), {});
   if (fault == Fault::kOversizeCertificate) {
-    add_certificate(kOtherId, "Long", stranger.get(),
-                    {{"nsComment", std::string(kOversize, 'x')}});
+    add_certificate(kOtherId, "Long", stranger.get(), {{"nsComment", std::string(kOversize, 'x')}});
   }
   if (fault == Fault::kCertificateOfAnAuthority) {
-    add_certificate(kOtherId, "Authority", stranger.get(),
-                    {{"basicConstraints", "critical,CA:TRUE"},
-                     {"keyUsage", "critical,keyCertSign,cRLSign"}});
+    add_certificate(
+        kOtherId, "Authority", stranger.get(),
+        {{"basicConstraints", "critical,CA:TRUE"}, {"keyUsage", "critical,keyCertSign,cRLSign"}});
   }
   for (const auto& [id, key] : {std::pair(kRsaId, rsa), std::pair(kEcId, ec)}) {
     if (fault != Fault::kNoPublicKeys) objects.push_back(PublicKey(fault, key.get(), id));
