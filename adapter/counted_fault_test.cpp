@@ -2,7 +2,9 @@
 // often it is asked, and what would end the process.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "adapter/testing/fault_module.h"
 #include "adapter/testing/fault_module_fixture.h"
@@ -32,6 +34,16 @@ class CountedFaults : public FaultTest {
     return control_.searches;
   }
 
+  static Failures OperationsThatFail(const std::filesystem::path& library) {
+    Road road(library);
+    EXPECT_TRUE(road.SetUp() && road.LogIn());
+    road.Sign();
+    road.Decrypt();
+    road.Agree();
+    road.FailAndGoOn();
+    return road.failures();
+  }
+
   // The derived keys that are left when all agreements are over.
   int DerivedKeysLeft(const std::filesystem::path& library) {
     Road road(library);
@@ -57,10 +69,13 @@ TEST_F(CountedFaults, SystemsLocksAreAskedForByTheAdapterAlone) {
 }
 
 TEST_F(CountedFaults, ModuleThatCannotLockIsInitialisedWithoutLocks) {
-  control_.fault = Fault::kCannotLock;
-  EXPECT_EQ(Road(Adapter()).Walk(), Failures());
-  EXPECT_FALSE(control_.is_locking);
-  EXPECT_EQ(control_.initialise_calls, 2);
+  const auto library = Adapter();
+  for (const Fault fault : {Fault::kCannotLock, Fault::kNeedsToCreateThreads}) {
+    control_ = {.fault = fault};
+    EXPECT_EQ(Road(library).Walk(), Failures());
+    EXPECT_FALSE(control_.is_locking);
+    EXPECT_EQ(control_.initialise_calls, 2);
+  }
 }
 
 TEST_F(CountedFaults, WithoutTheRuleTheModuleIsInitialisedAsTheCallerSays) {
@@ -111,10 +126,10 @@ TEST_F(CountedFaults, OneSearchIsEnoughBehindTheAdapter) {
   EXPECT_EQ(SearchesForTenSignatures(Adapter()), 1);
 }
 
-TEST_F(CountedFaults, HandlesThatChangeAllTheTimeAreFoundAgain) {
+TEST_F(CountedFaults, KeysWhoseHandlesChangeAllTheTimeAreFoundAgain) {
   control_.fault = Fault::kRenewsHandles;
-  EXPECT_EQ(Road(Module()).Walk(), Failures());
-  EXPECT_EQ(Road(Adapter()).Walk(), Failures());
+  EXPECT_EQ(OperationsThatFail(Module()), Failures());
+  EXPECT_EQ(OperationsThatFail(Adapter()), Failures());
 }
 
 TEST_F(CountedFaults, EachOperationGetsTheLoginThatItWants) {

@@ -8,6 +8,8 @@ packages=(
   libbsd-dev libp11-kit-dev libssl-dev
   libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev
   gnutls-bin opensc openssl softhsm2
+  libnss3-tools p11-kit p11-kit-modules
+  libbenchmark-dev libgnutls28-dev libengine-pkcs11-openssl
 )
 
 dev_setup() {

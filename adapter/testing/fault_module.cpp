@@ -69,6 +69,7 @@ CK_RV Initialize(void* arguments) {
   const bool wants_locks = given != nullptr && (given->flags & CKF_OS_LOCKING_OK) != 0;
   const bool refuses_locks = Has(Fault::kCannotLock) || Has(Fault::kWantsReservedStringOnly);
   if (wants_locks && refuses_locks) return CKR_CANT_LOCK;
+  if (wants_locks && Has(Fault::kNeedsToCreateThreads)) return CKR_NEED_TO_CREATE_THREADS;
   if (!wants_locks && Has(Fault::kWantsLocks)) return CKR_ARGUMENTS_BAD;
   if (Has(Fault::kWantsReservedString) || Has(Fault::kWantsReservedStringOnly)) {
     const bool has_string =

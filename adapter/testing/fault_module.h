@@ -14,9 +14,8 @@ namespace kelvrin::adapter {
 
 enum class Fault {
   kNone,
-
-  // C_Initialize
   kCannotLock,                // refuses the system's locks
+  kNeedsToCreateThreads,      // the same, as it would have to create threads
   kWantsLocks,                // refuses to go without them
   kWantsReservedString,       // refuses to go without kReservedString
   kWantsReservedStringOnly,   // the same, and refuses locks

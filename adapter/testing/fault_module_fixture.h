@@ -16,6 +16,9 @@ namespace kelvrin::adapter {
 // KELVRIN_ADAPTER_LIBRARY and KELVRIN_FAULT_MODULE are the paths of the two libraries.
 class FaultTest : public testing::Test {
  protected:
+  // The module may have served another test of this process.
+  FaultTest() { control_ = FaultControl(); }
+
   static std::filesystem::path Module() { return KELVRIN_FAULT_MODULE; }
 
   // A copy of the adapter in front of the module, its configuration with these lines besides.

@@ -144,7 +144,7 @@ std::optional<Bytes> RawPoint(const CK_MECHANISM& mechanism) {
   constexpr std::size_t kRawSize = 65;
   constexpr std::size_t kDerSize = kRawSize + 2;
   const auto& parameters = *static_cast<const CK_ECDH1_DERIVE_PARAMS*>(mechanism.pParameter);
-  const Bytes given(parameters.pPublicData, parameters.pPublicData + parameters.ulPublicDataLen);
+  Bytes given(parameters.pPublicData, parameters.pPublicData + parameters.ulPublicDataLen);
   if (given.size() == kRawSize && !Has(Fault::kDerPointsOnly)) return given;
   if (given.size() != kDerSize || Has(Fault::kRawPointsOnly)) return std::nullopt;
   return Bytes(given.begin() + 2, given.end());

@@ -10,6 +10,7 @@
 #include "adapter/testing/fault_module.h"
 #include "p11/bringup.h"
 #include "p11/diagnostics.h"
+#include "p11/loader.h"
 #include "p11/lookup.h"
 #include "p11/slots.h"
 
@@ -61,6 +62,7 @@ struct Road::Usage {
 
 Road::~Road() {
   if (p11_ != nullptr) p11_->C_Finalize(nullptr);
+  if (module_ != nullptr) C_UnloadModule(module_);
 }
 
 std::vector<std::string> Road::Walk() {

@@ -22,7 +22,7 @@ class Road {
   using Bytes = std::vector<unsigned char>;
 
   explicit Road(std::filesystem::path module) : path_(std::move(module)) {}
-  // Finalises the module.
+  // Finalises and unloads the module.
   ~Road();
   Road(const Road&) = delete;
   Road& operator=(const Road&) = delete;

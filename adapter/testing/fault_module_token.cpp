@@ -127,9 +127,8 @@ void AddMechanisms(Fault fault, bool is_rsa, Object* key) {
 Object PublicKey(Fault fault, EVP_PKEY* key, CK_BYTE id) {
   const bool is_rsa = id == kRsaId;
   const bool encrypts = is_rsa || fault == Fault::kEcKeysEncryptAndWrap;
-  const char* const label = fault == Fault::kUmlautInPublicKeyLabel ? "\xc3\x9c"
-                                                                      "ber"
-                                                                    : "Public key";
+  const bool has_umlaut = fault == Fault::kUmlautInPublicKeyLabel;
+  const char* const label = has_umlaut ? "Schl\xc3\xbcssel" : "Public key";
   Object object = {.attributes = KeyAttributes(key, id), .key = nullptr};
   object.attributes.insert({{CKA_CLASS, Number(CKO_PUBLIC_KEY)},
                             {CKA_PRIVATE, Flag(false)},

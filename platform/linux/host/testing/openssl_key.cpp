@@ -42,6 +42,16 @@ OpensslKey OpensslKey::elliptic_curve(const char* name) {
   return OpensslKey(key);
 }
 
+OpensslKey OpensslKey::of_certificate(const Bytes& der) {
+  const unsigned char* position = der.data();
+  const std::unique_ptr<X509, decltype(&X509_free)> certificate(
+      d2i_X509(nullptr, &position, static_cast<long>(der.size())), X509_free);
+  require(certificate != nullptr);
+  EVP_PKEY* key = X509_get_pubkey(certificate.get());
+  require(key != nullptr);
+  return OpensslKey(key);
+}
+
 KeyFacts OpensslKey::facts() const {
   unsigned char* der = nullptr;
   const int size = i2d_PublicKey(key_.get(), &der);  // PKCS#1, or the point

@@ -18,6 +18,8 @@ class OpensslKey {
  public:
   static OpensslKey rsa(unsigned bits = 2048);
   static OpensslKey elliptic_curve(const char* name = "P-256");
+  // The public key alone of a certificate in DER.
+  static OpensslKey of_certificate(const Bytes& der);
 
   // What a keychain item says of it.
   KeyFacts facts() const;
