@@ -16,7 +16,8 @@ namespace kelvrin::adapter {
 // What is known of the token's keys when its certificates are listed.
 struct KeysSeen {
   std::set<Bytes> ids;  // CKA_IDs of the public and private keys that the module shows
-  // Whether every private key would have been seen: the user is logged in.
+  // Whether every key would have been seen: the user is logged in, or the token has public key
+  // objects beside its certificates.
   bool all = false;
 };
 
@@ -27,9 +28,9 @@ inline constexpr CK_ULONG kMaxCertificate = 4096;
 // those longer than kMaxCertificate are left out, those that have no key are left out, those that
 // have one come first, each as its rule says.
 //
-// A certificate has a key when a key of its CKA_ID is seen. When none is and the user is logged in,
-// it has none. Before the login private keys are hidden, and not every token has public key
-// objects: then a certificate counts as one with a key unless it has no CKA_ID, its category says
+// A certificate has a key when a key of its CKA_ID is seen. When none is and every key would have
+// been seen, it has none. Otherwise - private keys are hidden before the login, and not every token
+// has public key objects - it counts as one with a key unless it has no CKA_ID, its category says
 // that it is an authority's or somebody else's, or it is a CA's that signs nothing but certificates
 // or has issued another one on the token.
 Handles ArrangeCertificates(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,

@@ -60,7 +60,7 @@ TEST_F(CertificateChoiceTest, CertificatesWithAKeyComeFirstInTheModulesOrder) {
   EXPECT_EQ(Arrange(), found_);
 }
 
-TEST_F(CertificateChoiceTest, LoggedInOnlyCertificatesWhoseKeyIsSeenAreShown) {
+TEST_F(CertificateChoiceTest, WhereEveryKeyIsSeenOnlyCertificatesThatHaveOneAreShown) {
   keys_.ids = {{2}};
   keys_.all = true;
   const auto without = Add(1);
@@ -70,7 +70,7 @@ TEST_F(CertificateChoiceTest, LoggedInOnlyCertificatesWhoseKeyIsSeenAreShown) {
   EXPECT_EQ(Arrange(), (Handles{with, without}));
 }
 
-TEST_F(CertificateChoiceTest, BeforeTheLoginACertificateWithoutPublicKeyIsShown) {
+TEST_F(CertificateChoiceTest, WhereKeysAreHiddenACertificateWithoutOneIsShown) {
   Add(1);
   Add(2, MakeCertificate({}));
   EXPECT_EQ(Arrange(), found_);

@@ -157,7 +157,7 @@ void TokenObjects::AddVirtualKeys(CK_SESSION_HANDLE session, Handles* found) {
   }
   Handles certificates;
   if (FindClass(inner_, session, CKO_CERTIFICATE, &certificates) != CKR_OK) return;
-  for (const CK_OBJECT_HANDLE certificate : Arrange(session, certificates)) {
+  for (const CK_OBJECT_HANDLE certificate : certificates) {
     const Bytes id = ReadAttribute(inner_, session, certificate, CKA_ID, kMaxId).value_or(Bytes());
     if (!ids.insert(id).second) continue;
     if (const auto key = MakeVirtualKey(session, certificate)) found->push_back(*key);
@@ -175,7 +175,10 @@ Handles TokenObjects::Arrange(CK_SESSION_HANDLE session, const Handles& certific
     keys.all = !keys.ids.empty() && IsLoggedIn(inner_, session);
     keys.ids.insert(public_keys.begin(), public_keys.end());
     without_public_key_ = Learn(session, CKO_CERTIFICATE, certificates);
-    for (const Bytes& id : public_keys) without_public_key_.erase(id);
+    for (const Bytes& id : public_keys) {
+      // A token that has public keys beside its certificates has them beside all.
+      keys.all = without_public_key_.erase(id) != 0 || keys.all;
+    }
   }
   return ArrangeCertificates(inner_, session, rules_, keys, certificates);
 }

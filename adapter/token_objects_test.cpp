@@ -175,13 +175,42 @@ TEST_F(TokenObjectsTest, ListOfPublicKeysHoldsTheVirtualOnes) {
 
 // Set-up asks for the certificates and then for each one's public key.
 TEST_F(TokenObjectsTest, SetUpSearchesAsOftenForManyCertificatesAsForFew) {
-  for (CK_BYTE id = 1; id <= 20; ++id) {
-    Add(CKO_CERTIFICATE, {id}, MakeCertificate({}));
-    if (id > 10) Add(CKO_PUBLIC_KEY, {id});
+  for (const bool has_public_keys : {false, true}) {
+    for (CK_BYTE id = 1; id <= 20; ++id) {
+      if (has_public_keys) {
+        Add(CKO_PUBLIC_KEY, {id});
+      } else {
+        Add(CKO_CERTIFICATE, {id}, MakeCertificate({}));
+      }
+    }
+    const std::size_t before = Searches();
+    EXPECT_EQ(FindAllOf(CKO_CERTIFICATE).size(), 20u);
+    for (CK_BYTE id = 1; id <= 20; ++id) EXPECT_EQ(Find(CKO_PUBLIC_KEY, {id}).size(), 1u);
+    EXPECT_EQ(Searches() - before, 3u);
+    objects_.Forget();
   }
-  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE).size(), 20u);
-  for (CK_BYTE id = 1; id <= 20; ++id) EXPECT_EQ(Find(CKO_PUBLIC_KEY, {id}).size(), 1u);
-  EXPECT_EQ(Searches(), 3u);
+}
+
+TEST_F(TokenObjectsTest, CertificateWithoutKeyIsHiddenWhereOthersHavePublicKeys) {
+  const auto with = Add(CKO_CERTIFICATE, {1}, MakeCertificate({}));
+  const auto without = Add(CKO_CERTIFICATE, {2}, MakeCertificate({}));
+  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE), (Handles{with, without}));
+  Add(CKO_PUBLIC_KEY, {3});
+  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE), (Handles{with, without})) << "that one is nobody's";
+  Add(CKO_PUBLIC_KEY, {1});
+  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE), Handles{with});
+}
+
+TEST_F(TokenObjectsTest, CertificateWithoutKeyIsHiddenAfterTheLogin) {
+  const auto with = Add(CKO_CERTIFICATE, {1}, MakeCertificate({}));
+  const auto without = Add(CKO_CERTIFICATE, {2}, MakeCertificate({}));
+  Add(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE), (Handles{with, without})) << "nobody is logged in";
+  functions_.C_GetSessionInfo = [](CK_SESSION_HANDLE, CK_SESSION_INFO* info) -> CK_RV {
+    info->state = CKS_RO_USER_FUNCTIONS;
+    return CKR_OK;
+  };
+  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE), Handles{with});
 }
 
 TEST_F(TokenObjectsTest, OversizeCertificateIsHiddenFromASearchByItsIdToo) {

@@ -17,12 +17,13 @@ struct Row {
   CK_MECHANISM_TYPE served_by;
   std::optional<Rule> rule;  // by which it is served
 };
-constexpr std::array<Row, 6> kRows = {{
+constexpr std::array<Row, 7> kRows = {{
     {CKK_RSA, CKM_RSA_X_509, CKM_RSA_X_509, std::nullopt},
     {CKK_RSA, CKM_RSA_X_509, CKM_RSA_PKCS, Rule::kMissingRawRsa},
     {CKK_RSA, CKM_RSA_PKCS, CKM_RSA_PKCS, std::nullopt},
     {CKK_EC, CKM_ECDSA, CKM_ECDSA, std::nullopt},
     {CKK_EC, CKM_ECDSA_SHA1, CKM_ECDSA, Rule::kEcdsa},
+    {CKK_EC, CKM_ECDSA_SHA1, CKM_ECDSA_SHA1, std::nullopt},
     {CKK_EC, CKM_ECDH1_DERIVE, CKM_ECDH1_DERIVE, std::nullopt},
 }};
 

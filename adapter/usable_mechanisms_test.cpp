@@ -32,6 +32,8 @@ TEST(UsableMechanismsTest, FinishedSha1DigestsAreServedByPlainEcdsa) {
   EXPECT_EQ(UsableMechanisms(kAll, CKK_EC, {CKM_ECDSA, CKM_ECDH1_DERIVE}),
             (Mechanisms{CKM_ECDSA, CKM_ECDSA_SHA1, CKM_ECDH1_DERIVE}));
   EXPECT_EQ(UsableMechanisms(Without(Rule::kEcdsa), CKK_EC, {CKM_ECDSA}), Mechanisms{CKM_ECDSA});
+  const Mechanisms both = {CKM_ECDSA, CKM_ECDSA_SHA1};
+  EXPECT_EQ(UsableMechanisms(Without(Rule::kEcdsa), CKK_EC, both), both);
 }
 
 TEST(CompleteMechanismsTest, ListThatLacksWhatCanBeServedIsCompleted) {
