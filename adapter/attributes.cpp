@@ -42,12 +42,25 @@ class Reader {
     }
     // With nothing to ask for the module is not asked, unless the caller asked for nothing.
     if (asked.empty() && (!attributes.empty() || virtual_key_ != nullptr)) return own_result;
-    const CK_RV result = AskModule(&asked);
+    CK_RV result = AskModule(&asked);
+    if (IsRefusedHandle(result) && Renew()) result = AskModule(&asked);
     for (std::size_t i = 0; i < asked.size(); ++i) asked_for[i]->ulValueLen = asked[i].ulValueLen;
     return result != CKR_OK ? result : own_result;
   }
 
  private:
+  static bool IsRefusedHandle(CK_RV result) {
+    return result == CKR_OBJECT_HANDLE_INVALID || result == CKR_KEY_HANDLE_INVALID;
+  }
+
+  // Takes what the search for the object finds now; false when there is nothing.
+  bool Renew() {
+    const CK_OBJECT_HANDLE again = objects_.FindAgain(session_, object_);
+    if (again == CK_INVALID_HANDLE) return false;
+    object_ = again;
+    return true;
+  }
+
   // The length that stands for none.
   CK_ULONG NoLength() const {
     return objects_.rules().Has(Rule::kFailedLengths) ? 0 : CK_UNAVAILABLE_INFORMATION;
@@ -58,7 +71,7 @@ class Reader {
     const Rules& rules = objects_.rules();
     switch (attribute->type) {
       case CKA_ALLOWED_MECHANISMS:
-        if (!rules.Has(Rule::kAllowedMechanisms)) break;
+        if (!rules.Has(Rule::kAllowedMechanisms) && virtual_key_ == nullptr) break;
         if (const std::optional<CK_KEY_TYPE> type = KeyType()) {
           return GetMechanisms(*type, attribute);
         }
@@ -68,7 +81,8 @@ class Reader {
         if (rules.Has(Rule::kEcUsage) && IsEcPublicKey()) return AnswerFlag(false, attribute);
         break;
       case CKA_DERIVE:
-        if (rules.Has(Rule::kEcUsage) && IsEcPublicKey()) return GetDerive(attribute);
+        if (!rules.Has(Rule::kEcUsage) && virtual_key_ == nullptr) break;
+        if (IsEcPublicKey()) return GetDerive(attribute);
         break;
       case CKA_LABEL:
         if (rules.Has(Rule::kAsciiLabels)) return GetLabel(attribute);
@@ -168,9 +182,10 @@ class Reader {
   CK_RV AskModule(std::vector<CK_ATTRIBUTE>* asked) const {
     const std::vector<CK_ATTRIBUTE> before = *asked;
     CK_RV result = inner_.C_GetAttributeValue(session_, object_, asked->data(), asked->size());
-    const bool is_failed_read = result == CKR_ATTRIBUTE_SENSITIVE ||
-                                result == CKR_ATTRIBUTE_TYPE_INVALID ||
-                                result == CKR_BUFFER_TOO_SMALL;
+    const bool is_failed_read =
+        objects_.rules().Has(Rule::kFailedLengths) &&
+        (result == CKR_ATTRIBUTE_SENSITIVE || result == CKR_ATTRIBUTE_TYPE_INVALID ||
+         result == CKR_BUFFER_TOO_SMALL);
     for (std::size_t i = 0; i < asked->size(); ++i) {
       CK_ULONG& length = (*asked)[i].ulValueLen;
       // The module must not have changed where the values go, nor what they are.

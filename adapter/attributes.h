@@ -17,7 +17,8 @@ namespace kelvrin::adapter {
 //    completed by what the adapter serves with them, and otherwise what its key type can do and the
 //    slot offers;
 //  - an EC public key neither encrypts nor wraps, and derives when the slot does;
-//  - a certificate's label is ASCII;
+//  - the label of a certificate or a public key is ASCII;
+//  - an object that has another handle by now is read under that;
 //  - after a failed read a length is 0, not -1.
 // A length of more than the room there was is never handed on: it counts as a failed read.
 CK_RV GetAttributes(TokenObjects& objects, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,

@@ -23,7 +23,7 @@ class AttributesTest : public testing::Test {
     return fake_.Add(std::move(more));
   }
   CK_RV Get(CK_OBJECT_HANDLE object, std::span<CK_ATTRIBUTE> attributes) {
-    return GetAttributes(token_objects_, 1, object, attributes);
+    return GetAttributes(token_objects_, session_, object, attributes);
   }
   // One flag of an object, read as the extension reads it, into a large buffer.
   int Flag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
@@ -54,6 +54,7 @@ class AttributesTest : public testing::Test {
 
   FakeModule fake_;
   CK_FUNCTION_LIST functions_ = FakeModule::functions();
+  CK_SESSION_HANDLE session_ = 1;
   Rules rules_ = Rules::Extension();
   TokenObjects token_objects_{functions_, rules_, 7};
 };
@@ -248,6 +249,28 @@ TEST_F(AttributesTest, RulesThatAreOffLeaveTheModulesAnswers) {
   attribute = {CKA_LABEL, room.data(), room.size()};
   EXPECT_EQ(Get(certificate, {&attribute, 1}), CKR_OK);
   EXPECT_EQ(room[0], 0xc3);
+}
+
+TEST_F(AttributesTest, ObjectThatGotAnotherHandleIsReadUnderThat) {
+  functions_.C_OpenSession(7, CKF_SERIAL_SESSION, nullptr, nullptr, &session_);
+  const auto key = AddKey(CKO_PUBLIC_KEY, CKK_RSA, {{CKA_ID, {1}}, {CKA_VERIFY, {CK_TRUE}}});
+  CK_OBJECT_CLASS object_class = CKO_PUBLIC_KEY;
+  CK_BYTE id = 1;
+  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, &id, 1}};
+  Handles found;
+  ASSERT_EQ(token_objects_.Find(session_, wanted, &found), CKR_OK);
+  fake_.Add(fake_.objects[key]);
+  fake_.objects.erase(key);
+  EXPECT_EQ(Flag(key, CKA_VERIFY), 1);
+}
+
+TEST_F(AttributesTest, LengthOfARefusedAttributeIsTheModulesWithoutTheRule) {
+  rules_.SwitchOff(Rule::kFailedLengths);
+  fake_.unreadable_length = 0;
+  std::array<CK_BYTE, 8> room = {};
+  CK_ATTRIBUTE attribute = {CKA_VALUE, room.data(), room.size()};
+  EXPECT_EQ(Get(fake_.Add({}), {&attribute, 1}), CKR_ATTRIBUTE_TYPE_INVALID);
+  EXPECT_EQ(attribute.ulValueLen, 0u);
 }
 
 TEST_F(AttributesTest, NumbersAreReadWithExactlyTheirRoom) {

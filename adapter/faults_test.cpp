@@ -272,6 +272,7 @@ TEST_P(Faultless, ModuleNeedsNoRule) {
 
 std::vector<std::string> RuleTexts() {
   std::vector<std::string> texts;
+  texts.reserve(kRuleNames.size());
   for (const RuleName& rule : kRuleNames) texts.emplace_back(rule.name);
   return texts;
 }

@@ -170,7 +170,9 @@ CK_RV KeyOperation::Run(OperationKind kind, const CK_BYTE* input, CK_ULONG input
     return Fail(CKR_ARGUMENTS_BAD);
   }
   if (has_result_) return Deliver(output, output_size);
-  ByteView shaped = input != nullptr ? ByteView(input, input_size) : ByteView(&kNothing, 0);
+  const bool may_be_null = !objects_->rules().Has(Rule::kRawRsa);
+  ByteView shaped =
+      input != nullptr || may_be_null ? ByteView(input, input_size) : ByteView(&kNothing, 0);
   Bytes padded;
   LearnKeySize(shaped);
   const CK_RV result = Shape(&shaped, &padded);

@@ -91,6 +91,14 @@ TEST_F(KeyOperationRulesTest, WithoutTheRuleRawRsaInputStaysAsItIs) {
   EXPECT_EQ(input_, Bytes(51, 1));
 }
 
+TEST_F(KeyOperationRulesTest, WithoutTheRuleANullPointerStaysOne) {
+  rules_.SwitchOff(Rule::kRawRsa);
+  ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
+  output_.assign(1024, 0);
+  size_ = output_.size();
+  EXPECT_EQ(operation_.Run(kSign, nullptr, 0, output_.data(), &size_), CKR_ARGUMENTS_BAD);
+}
+
 TEST_F(KeyOperationRulesTest, WithoutTheRuleEcdsaStaysRaw) {
   rules_.SwitchOff(Rule::kEcdsa);
   answer_ = Bytes(64, 1);
