@@ -45,13 +45,27 @@ void AppendLength(std::size_t length, Bytes* out) {
   out->push_back(static_cast<CK_BYTE>(length & 0xff));
 }
 
-Bytes UnsignedInteger(ByteView number) {
+// A number without leading zeros; never empty.
+ByteView Significant(ByteView number) {
   while (number.size() > 1 && number.front() == 0) number = number.subspan(1);
-  Bytes content;
-  if ((number.front() & 0x80) != 0) content.push_back(0);
-  content.insert(content.end(), number.begin(), number.end());
-  return WrapDer(kInteger, content);
+  return number;
 }
+
+// Bytes of an INTEGER's content: one that begins with a set bit needs a zero in front.
+std::size_t IntegerSize(ByteView significant) {
+  return significant.size() + ((significant.front() & 0x80) != 0 ? 1 : 0);
+}
+
+void AppendInteger(ByteView significant, Bytes* out) {
+  const std::size_t size = IntegerSize(significant);
+  out->push_back(kInteger);
+  AppendLength(size, out);
+  if (size != significant.size()) out->push_back(0);
+  out->insert(out->end(), significant.begin(), significant.end());
+}
+
+// Bytes of an element's tag and length.
+std::size_t HeaderSize(std::size_t length) { return length < 0x80 ? 2 : length < 0x100 ? 3 : 4; }
 
 // Takes one element with this tag off the front of `bytes`; its content, or nothing.
 std::optional<ByteView> Take(CK_BYTE tag, ByteView* bytes) {
@@ -122,10 +136,17 @@ std::size_t CurveSize(ByteView parameters) {
 
 Bytes EcdsaSignatureToDer(ByteView raw) {
   const std::size_t half = raw.size() / 2;
-  Bytes content = UnsignedInteger(raw.first(half));
-  const Bytes s = UnsignedInteger(raw.subspan(half));
-  content.insert(content.end(), s.begin(), s.end());
-  return WrapDer(kSequence, content);
+  const ByteView r = Significant(raw.first(half));
+  const ByteView s = Significant(raw.subspan(half));
+  const std::size_t size =
+      HeaderSize(IntegerSize(r)) + IntegerSize(r) + HeaderSize(IntegerSize(s)) + IntegerSize(s);
+  Bytes der;
+  der.reserve(HeaderSize(size) + size);
+  der.push_back(kSequence);
+  AppendLength(size, &der);
+  AppendInteger(r, &der);
+  AppendInteger(s, &der);
+  return der;
 }
 
 std::size_t MaxDerSize(std::size_t raw_size) {

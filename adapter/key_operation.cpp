@@ -179,13 +179,13 @@ CK_RV KeyOperation::Run(OperationKind kind, const CK_BYTE* input, CK_ULONG input
   if (result != CKR_OK) return Fail(result);
   auto* data = const_cast<CK_BYTE*>(shaped.data());
   const CK_ULONG size = shaped.size();
-  const CK_RV outcome = Finish(
-      [&](CK_BYTE* room, CK_ULONG* room_size) {
-        return kind == OperationKind::kSign
-                   ? inner_->C_Sign(worker_.handle(), data, size, room, room_size)
-                   : inner_->C_Decrypt(worker_.handle(), data, size, room, room_size);
-      },
-      kResultRoom + size, output, output_size);
+  const auto call = [&](CK_BYTE* room, CK_ULONG* room_size) {
+    return kind == OperationKind::kSign
+               ? inner_->C_Sign(worker_.handle(), data, size, room, room_size)
+               : inner_->C_Decrypt(worker_.handle(), data, size, room, room_size);
+  };
+  // By reference: a copy would be allocated.
+  const CK_RV outcome = Finish(std::cref(call), kResultRoom + size, output, output_size);
   Wipe(padded);
   return outcome;
 }

@@ -37,20 +37,36 @@ std::optional<std::string> ReadTokenIdentity(const CK_FUNCTION_LIST& inner, CK_S
 
 const Handles* SearchMemory::Recall(CK_SESSION_HANDLE session, const ObjectName& name) {
   const auto found = entries_.find(name);
-  if (found == entries_.end()) return nullptr;
-  Entry& entry = found->second;
+  if (found == entries_.end() || !LookAgain(session, *found)) return nullptr;
+  return &found->second.found;
+}
+
+bool SearchMemory::IsTrue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
+  const auto found = by_object_.find(object);
+  return found != by_object_.end() && LookAgain(session, *found->second);
+}
+
+bool SearchMemory::IsFresh(CK_OBJECT_HANDLE object) const {
+  const auto found = by_object_.find(object);
+  return found != by_object_.end() && now_() - found->second->second.seen < kObjectTrust;
+}
+
+// Looks at the entry's objects where the last look is too old.
+bool SearchMemory::LookAgain(CK_SESSION_HANDLE session, Entries::value_type& entry) {
+  Entry& known = entry.second;
   const auto now = now_();
-  if (now - entry.seen < kObjectTrust) return &entry.found;
+  if (now - known.seen < kObjectTrust) return true;
   const bool is_still_true =
       IsSameToken(now) &&
-      std::all_of(entry.found.begin(), entry.found.end(),
-                  [&](CK_OBJECT_HANDLE object) { return HasName(inner_, session, object, name); });
-  if (!is_still_true) {
+      std::all_of(known.found.begin(), known.found.end(), [&](CK_OBJECT_HANDLE object) {
+        return HasName(inner_, session, object, entry.first);
+      });
+  if (is_still_true) {
+    known.seen = now;
+  } else {
     Forget();
-    return nullptr;
   }
-  entry.seen = now;
-  return &entry.found;
+  return is_still_true;
 }
 
 bool SearchMemory::IsSameToken(Clock::time_point now) {
@@ -70,19 +86,19 @@ void SearchMemory::Learn(const ObjectName& name, Handles found) {
     token_seen_ = now;
   }
   const auto entry = entries_.try_emplace(name).first;
-  for (const CK_OBJECT_HANDLE object : entry->second.found) names_.erase(object);
-  for (const CK_OBJECT_HANDLE object : found) names_[object] = &entry->first;
+  for (const CK_OBJECT_HANDLE object : entry->second.found) by_object_.erase(object);
+  for (const CK_OBJECT_HANDLE object : found) by_object_[object] = &*entry;
   entry->second = {std::move(found), now};
 }
 
 void SearchMemory::Forget() {
-  names_.clear();
+  by_object_.clear();
   entries_.clear();
 }
 
 const ObjectName* SearchMemory::NameOf(CK_OBJECT_HANDLE object) const {
-  const auto found = names_.find(object);
-  return found == names_.end() ? nullptr : found->second;
+  const auto found = by_object_.find(object);
+  return found == by_object_.end() ? nullptr : &found->second->first;
 }
 
 }  // namespace kelvrin::adapter

@@ -47,6 +47,13 @@ class SearchMemory {
   // what they were. Valid until the next call.
   const Handles* Recall(CK_SESSION_HANDLE session, const ObjectName& name);
 
+  // Whether the object is remembered and, looked at on `session`, still what it was. When it is not
+  // what it was, everything is forgotten.
+  bool IsTrue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
+
+  // Whether it is remembered and the last look is not too old.
+  bool IsFresh(CK_OBJECT_HANDLE object) const;
+
   // Remembers what a search has just found. Nothing found is not remembered: what another program
   // adds is to be seen.
   void Learn(const ObjectName& name, Handles found);
@@ -63,15 +70,17 @@ class SearchMemory {
     Handles found;
     Clock::time_point seen;
   };
+  using Entries = std::map<ObjectName, Entry>;
 
+  bool LookAgain(CK_SESSION_HANDLE session, Entries::value_type& entry);
   bool IsSameToken(Clock::time_point now);
 
   const CK_FUNCTION_LIST& inner_;
   CK_SLOT_ID slot_;
   Now now_;
-  std::map<ObjectName, Entry> entries_;
-  std::unordered_map<CK_OBJECT_HANDLE, const ObjectName*> names_;  // the keys of entries_
-  std::string token_;                                              // whose objects these are
+  Entries entries_;
+  std::unordered_map<CK_OBJECT_HANDLE, Entries::value_type*> by_object_;
+  std::string token_;  // whose objects these are
   Clock::time_point token_seen_;
 };
 

@@ -206,11 +206,11 @@ std::set<Bytes> TokenObjects::Learn(CK_SESSION_HANDLE session, CK_OBJECT_CLASS o
 }
 
 CK_OBJECT_HANDLE TokenObjects::Current(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key) {
+  if (!rules_.Has(Rule::kRenewedHandles) || memory_.IsFresh(key)) return key;
   const ObjectName* const known = memory_.NameOf(key);
-  if (known == nullptr || !rules_.Has(Rule::kRenewedHandles)) return key;
+  if (known == nullptr) return key;
   const ObjectName name = *known;
-  if (memory_.Recall(session, name) != nullptr) return key;
-  return SearchAgain(session, name);
+  return memory_.IsTrue(session, key) ? key : SearchAgain(session, name);
 }
 
 CK_OBJECT_HANDLE TokenObjects::FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key) {
@@ -228,8 +228,7 @@ CK_OBJECT_HANDLE TokenObjects::SearchAgain(CK_SESSION_HANDLE session, const Obje
 
 KeyFacts TokenObjects::Facts(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, bool is_rsa) {
   // Facts of a remembered object are true as long as the memory is.
-  const ObjectName* name = memory_.NameOf(key);
-  const bool is_known = name != nullptr && memory_.Recall(session, ObjectName(*name)) != nullptr;
+  const bool is_known = memory_.IsTrue(session, key);
   if (!is_known) facts_.clear();
   if (const auto facts = facts_.find(key); facts != facts_.end()) return facts->second;
   std::vector<CK_MECHANISM_TYPE> offered;
