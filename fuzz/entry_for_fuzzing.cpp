@@ -1,0 +1,61 @@
+// Entering the adapter without a configuration file: the script says which rules apply, and the
+// scripted module stands behind. Takes the place of adapter/entry.cpp.
+#include <memory>
+
+#include "adapter/entry.h"
+#include "fuzz/entry_for_fuzzing.h"
+#include "fuzz/script.h"
+#include "fuzz/scripted_inner.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+SharedState& TheState() {
+  static auto* const state = new SharedState;
+  return *state;
+}
+
+Backend OpenScripted() {
+  fuzz::Script& script = *fuzz::Script::current;
+  Backend backend;
+  backend.functions = fuzz::ScriptedInner();
+  backend.config.reader_name = script.Coin() ? "Reader" : "";
+  backend.config.reserved = script.Coin() ? "reserved" : "";
+  backend.config.serial_in_label = script.Coin();
+  Rules& rules = backend.config.rules;
+  if (script.Coin()) rules = Rules::Standard();
+  for (CK_ULONG off = script.UpTo(3); off > 0; --off) {
+    rules.SwitchOff(kRuleNames[script.UpTo(kRuleCount - 1)].rule);
+  }
+  return backend;
+}
+
+std::unique_ptr<ProcessAdapter> current;
+
+}  // namespace
+
+bool KnowsItself() { return true; }
+
+ProcessAdapter::ProcessAdapter() : shared(TheState()), adapter(OpenScripted, &shared.uses) {}
+
+ProcessAdapter* CurrentAdapter() { return current.get(); }
+
+ProcessAdapter& MakeCurrentAdapter() {
+  if (!current) current = std::make_unique<ProcessAdapter>();
+  return *current;
+}
+
+thread_local const ProcessAdapter* Turn::inside_ = nullptr;
+
+Turn::Turn(ProcessAdapter& process) : outer_(inside_), lock_(process.shared.mutex) {}
+
+}  // namespace kelvrin::adapter
+
+namespace kelvrin::fuzz {
+
+void ForgetAdapter() {
+  adapter::current.reset();
+  adapter::TheState().uses.clear();
+}
+
+}  // namespace kelvrin::fuzz

@@ -1,0 +1,204 @@
+#include "tools/check.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "tools/adapter_copy.h"
+#include "tools/channel.h"
+#include "tools/failure.h"
+#include "tools/phase.h"
+#include "tools/text.h"
+#include "tools/verdict.h"
+
+namespace kelvrin::modulecheck {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kNeverAsItIs[] = "never tried without the adapter";
+
+// Where the module is, without following a link in its own name: it may look at that.
+fs::path Locate(const fs::path& module) {
+  std::error_code failure;
+  if (!fs::exists(module, failure)) throw Failure("there is no file " + module.string());
+  if (fs::is_directory(module, failure)) throw Failure(module.string() + " is a folder");
+  const fs::path parent = fs::canonical(fs::absolute(module).parent_path(), failure);
+  return (failure ? fs::absolute(module).parent_path() : parent) / module.filename();
+}
+
+std::string ReadText(const std::string& path) {
+  if (path.empty()) return "";
+  std::ifstream file(path, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  if (!file || fs::is_directory(path)) throw Failure("the file " + path + " cannot be read");
+  return text;
+}
+
+bool IsToBeTriedBehindAdapter(const Judgement& as_it_is) {
+  return as_it_is.outcome == Outcome::kUnmet || as_it_is.outcome == Outcome::kUnknown ||
+         as_it_is.outcome == Outcome::kNotConcerned;
+}
+
+class Run {
+ public:
+  Run(const CheckOrder& order, const Secret* pin)
+      : order_(order),
+        pin_(pin),
+        login_(pin == nullptr ? LoginState::kNoPin : LoginState::kUntried),
+        module_(Locate(order.module)),
+        lines_(ReadText(order.adapter_config)) {
+    report_.module = module_.string();
+    report_.reader_name = order.reader_name;
+  }
+
+  Report Make() {
+    AsItIs();
+    std::vector<std::string> steps = StepsBehindAdapter();
+    if (!steps.empty()) BehindAdapter(std::move(steps));
+    TakeListing();
+    for (const Expectation& expectation : Expectations()) Judge(expectation);
+    report_.conclusion = Conclude(report_.expectations);
+    return report_;
+  }
+
+ private:
+  PhaseResult Go(const fs::path& library, std::vector<std::string> steps) {
+    PhaseResult result = RunPhase({order_.program.string(), library.string(), order_.reader_name,
+                                   std::move(steps), order_.patience},
+                                  pin_, &login_);
+    for (const std::string& warning : result.warnings) Warn(warning);
+    return result;
+  }
+
+  void AsItIs() {
+    std::vector<std::string> steps = {std::string(kListingStep)};
+    for (const Expectation& expectation : Expectations()) {
+      if (expectation.needs != Needs::kLoginToAdapter) steps.emplace_back(expectation.name);
+    }
+    as_it_is_ = Go(module_, std::move(steps));
+    if (!as_it_is_.failure.empty()) {
+      throw Failure(module_.string() + " is no PKCS#11 module: " + as_it_is_.failure);
+    }
+  }
+
+  // None when there is nothing to be found out there.
+  std::vector<std::string> StepsBehindAdapter() const {
+    std::vector<std::string> steps = {std::string(kListingStep)};
+    bool is_needed = order_.through_adapter;
+    bool needs_login = false;
+    for (const Expectation& expectation : Expectations()) {
+      const auto found = as_it_is_.judgements.find(std::string(expectation.name));
+      if (expectation.needs == Needs::kNothing) {
+        // Whether the adapter comes up is asked always.
+        steps.emplace_back(expectation.name);
+        is_needed |= found->second.outcome != Outcome::kMet;
+        continue;
+      }
+      if (found != as_it_is_.judgements.end()) {
+        const Outcome outcome = found->second.outcome;
+        is_needed |= outcome == Outcome::kUnmet || outcome == Outcome::kUnknown;
+        if (!order_.through_adapter && !IsToBeTriedBehindAdapter(found->second)) continue;
+      } else if (!order_.through_adapter) {
+        continue;
+      }
+      needs_login |= NeedsLogin(expectation);
+      steps.emplace_back(expectation.name);
+    }
+    if (!is_needed) return {};
+    // A login there is judged too.
+    const std::string login(kLoginName);
+    if (needs_login && std::find(steps.begin(), steps.end(), login) == steps.end()) {
+      const auto first = std::find_if(steps.begin(), steps.end(), [](const std::string& step) {
+        const Expectation* const expectation = FindExpectation(step);
+        return expectation != nullptr && NeedsLogin(*expectation);
+      });
+      steps.insert(first, login);
+    }
+    return steps;
+  }
+
+  void BehindAdapter(std::vector<std::string> steps) {
+    if (order_.adapter.empty()) {
+      Warn("the adapter's library was not found: the module was judged without it");
+      return;
+    }
+    const AdapterCopy copy(order_.adapter, module_, order_.reader_name, lines_);
+    behind_ = Go(copy.library(), std::move(steps));
+    const std::string configuration =
+        order_.adapter_config.empty() ? "its configuration" : order_.adapter_config;
+    if (!behind_->failure.empty()) {
+      throw Failure("the adapter " + order_.adapter.string() +
+                    " cannot be used: " + copy.Renamed(behind_->failure, configuration));
+    }
+    TakeAdaptersReason(copy, configuration);
+  }
+
+  // Why the adapter does not come up is in what it writes to standard error.
+  void TakeAdaptersReason(const AdapterCopy& copy, const std::string& configuration) {
+    Judgement& initialise = behind_->judgements.at("initialise");
+    if (initialise.outcome == Outcome::kMet) return;
+    if (!behind_->last_error.empty()) {
+      initialise.detail = copy.Renamed(behind_->last_error, configuration);
+    }
+    Warn("the adapter does not come up" +
+         (initialise.detail.empty() ? "" : ": " + initialise.detail));
+  }
+
+  // The listing of what is judged, or of what came up.
+  void TakeListing() {
+    const bool came_up = as_it_is_.listing && as_it_is_.listing->judged != 0;
+    const bool came_up_behind = behind_ && behind_->listing && behind_->listing->judged != 0;
+    report_.behind_adapter = order_.through_adapter || (!came_up && came_up_behind);
+    const PhaseResult* const shown = report_.behind_adapter && behind_ ? &*behind_ : &as_it_is_;
+    if (shown->listing) report_.listing = *shown->listing;
+    report_.private_keys = shown->private_keys;
+    const Listing& listing = report_.listing;
+    if (!listing.is_fallback || listing.slots.empty()) return;
+    Warn("no slot's description contains \"" + Printable(order_.reader_name) +
+         "\": the extension would use the LAST slot, \"" + listing.slots.back().reader_name +
+         "\", without a word");
+  }
+
+  void Judge(const Expectation& expectation) {
+    const std::string name(expectation.name);
+    ExpectationReport judged = {.expectation = &expectation};
+    const auto alone = as_it_is_.judgements.find(name);
+    if (alone != as_it_is_.judgements.end()) {
+      judged.as_it_is = alone->second;
+    } else if (order_.through_adapter) {
+      judged.as_it_is = NotTried(pin_ == nullptr ? "needs --pin-file" : kNeverAsItIs);
+    } else {
+      judged.as_it_is =
+          NotTried(pin_ == nullptr ? "needs --adapter and --pin-file" : "needs --adapter");
+    }
+    if (behind_ && behind_->judgements.contains(name)) {
+      judged.through_adapter = behind_->judgements.at(name);
+    }
+    judged.verdict = Decide(judged.as_it_is, judged.through_adapter, order_.through_adapter);
+    judged.advice = Advise(judged);
+    report_.expectations.push_back(judged);
+  }
+
+  void Warn(const std::string& warning) {
+    auto& warnings = report_.warnings;
+    if (std::find(warnings.begin(), warnings.end(), warning) == warnings.end()) {
+      warnings.push_back(warning);
+    }
+  }
+
+  const CheckOrder& order_;
+  const Secret* pin_;
+  LoginState login_;
+  fs::path module_;
+  std::string lines_;
+  PhaseResult as_it_is_;
+  std::optional<PhaseResult> behind_;
+  Report report_;
+};
+
+}  // namespace
+
+Report Check(const CheckOrder& order, const Secret* pin) { return Run(order, pin).Make(); }
+
+}  // namespace kelvrin::modulecheck

@@ -1,0 +1,27 @@
+// The whole run: the module as it is, and the module behind the adapter.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include "tools/report.h"
+#include "tools/secret.h"
+
+namespace kelvrin::modulecheck {
+
+struct CheckOrder {
+  std::filesystem::path program;  // this one
+  std::filesystem::path module;
+  std::filesystem::path adapter;  // the adapter's library; empty: there is none
+  std::string reader_name;        // empty: none is configured
+  bool through_adapter = false;   // list and judge the module behind the adapter
+  std::string adapter_config;     // path of a file with further lines for it; empty: none
+  std::chrono::seconds patience{60};
+};
+
+// `pin` is null when nobody is to log in. Throws Failure when nothing can be judged, and
+// Interrupted.
+Report Check(const CheckOrder& order, const Secret* pin);
+
+}  // namespace kelvrin::modulecheck

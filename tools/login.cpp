@@ -1,0 +1,44 @@
+#include "tools/login.h"
+
+namespace kelvrin::modulecheck {
+
+const Judgement& Login::Judge() {
+  if (!judgement_) judgement_ = LogIn();
+  return *judgement_;
+}
+
+Judgement Login::LogIn() const {
+  CK_TOKEN_INFO token = {};
+  CK_RV result = module_.p11()->C_GetTokenInfo(module_.slot(), &token);
+  const auto refuse = [&](Judgement judgement) {
+    channel_.Send({{"login", "refused"}});
+    return judgement;
+  };
+  const auto withhold = [&](const std::string& why) {
+    channel_.Send({{"warning", "not logged in: " + why}});
+    return refuse(Unmet("not logged in: " + why));
+  };
+  if (result != CKR_OK) {
+    return refuse(Unmet("C_GetTokenInfo", result,
+                        "not logged in: the token does not say whether one try is left"));
+  }
+  if ((token.flags & CKF_USER_PIN_LOCKED) != 0) {
+    return withhold("the token says that the PIN is locked");
+  }
+  if ((token.flags & CKF_USER_PIN_FINAL_TRY) != 0) {
+    return withhold("the token says that one try of the PIN is left");
+  }
+  if ((token.flags & CKF_USER_PIN_COUNT_LOW) != 0) {
+    channel_.Send({{"warning", "the token says that a wrong PIN was entered before"}});
+  }
+  // Told before it happens: who ends here has perhaps used up a try.
+  channel_.Send({{"login", "tried"}});
+  result =
+      module_.p11()->C_Login(module_.session(), CKU_USER,
+                             reinterpret_cast<CK_BYTE*>(pin_.bytes().data()), pin_.bytes().size());
+  if (result != CKR_OK) return refuse(Unmet("C_Login", result));
+  channel_.Send({{"login", "accepted"}});
+  return Met();
+}
+
+}  // namespace kelvrin::modulecheck

@@ -1,0 +1,24 @@
+// modulecheck's command line.
+#pragma once
+
+#include <string>
+#include <variant>
+
+namespace kelvrin::modulecheck {
+
+struct Options {
+  std::string module;
+  std::string reader_name;      // empty: none
+  std::string pin_file;         // empty: nobody logs in
+  std::string adapter_library;  // empty: the one beside the program
+  std::string adapter_config;   // empty: none
+  bool through_adapter = false;
+  bool json = false;
+  unsigned timeout = 60;  // seconds that one probe may take
+};
+
+// The options, or, when help was asked for or the usage is wrong, the exit status: 0 or 2; what
+// there is to say has then been printed.
+std::variant<Options, int> Parse(int argc, char** argv);
+
+}  // namespace kelvrin::modulecheck

@@ -1,0 +1,17 @@
+// Where the PIN comes from.
+#pragma once
+
+#include <string>
+
+#include "tools/secret.h"
+
+namespace kelvrin::modulecheck {
+
+// Takes the first line of the file `path`, without its end, as the PIN. Throws Failure, which names
+// the file and never its contents, when it cannot be read, has no PIN or one that is too long.
+void ReadPinFile(const std::string& path, Secret* pin);
+
+// Takes everything that the descriptor gives until its end. Throws Failure.
+void ReadPin(int descriptor, Secret* pin);
+
+}  // namespace kelvrin::modulecheck
