@@ -25,6 +25,20 @@ TEST(AsciiTextTest, DecomposedLettersAreTheSame) {
   EXPECT_EQ(ToAscii("\u0308x"), "x");
 }
 
+TEST(AsciiTextTest, CombiningMarksOfEveryBlockAreDropped) {
+  for (const std::string mark : {"\u0300", "\u036f", "\u0483", "\u0489", "\u1ab0", "\u1aff",
+                                 "\u1dc0", "\u1dff", "\u20d0", "\u20ff", "\ufe20", "\ufe2f"}) {
+    EXPECT_EQ(ToAscii("a" + mark + "b"), "ab") << mark;
+  }
+}
+
+TEST(AsciiTextTest, TextNeverVanishes) {
+  EXPECT_EQ(ToAscii("ь"), "?");
+  EXPECT_EQ(ToAscii("Ъ"), "?");
+  EXPECT_EQ(ToAscii("\u0301"), "?");
+  EXPECT_EQ(ToAscii("соль"), "sol");
+}
+
 TEST(AsciiTextTest, LettersLoseTheirMarks) {
   EXPECT_EQ(ToAscii("François Ñandú Ångström Æsir Øre Þór Đorđe"),
             "Francois Nandu Angstroem Aesir Oere Thor Dorde");
@@ -37,6 +51,7 @@ TEST(AsciiTextTest, GreekAndCyrillicAreRomanised) {
   EXPECT_EQ(ToAscii("Αθήνα Ψυχή"), "Athina Psychi");
   EXPECT_EQ(ToAscii("Иван Щукин Ёж"), "Ivan Shchukin Yozh");
   EXPECT_EQ(ToAscii("Київ Њ"), "Kiyiv Nj");
+  EXPECT_EQ(ToAscii("Ґанок ґрунт"), "Ganok grunt");
 }
 
 TEST(AsciiTextTest, SignsBecomeWhatIsTypedForThem) {
@@ -57,6 +72,10 @@ TEST(AsciiTextTest, BytesThatAreNotUtf8AreReadAsLatin1) {
   EXPECT_EQ(ToAscii("\xc3"), "A");
   EXPECT_EQ(ToAscii("\xe2\x82"), "a ");
   EXPECT_EQ(ToAscii("\xc0\x80"), "A ") << "an overlong form";
+  EXPECT_EQ(ToAscii("\xed\xa0\x80"), "i  ") << "half of a surrogate pair";
+  EXPECT_EQ(ToAscii("\xed\xbf\xbf").front(), 'i');
+  EXPECT_EQ(ToAscii("\xed\x9f\xbf"), "?") << "the last before the surrogates";
+  EXPECT_EQ(ToAscii("\xee\x80\x80"), "?") << "the first after the surrogates";
   EXPECT_EQ(ToAscii("\xf5\x80\x80\x80").front(), 'o');
 }
 

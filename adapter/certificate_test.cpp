@@ -1,17 +1,74 @@
 #include "adapter/certificate.h"
 
 #include <gtest/gtest.h>
+#include <openssl/core_names.h>
 #include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
 
 #include "adapter/testing/certificates.h"
 
 namespace kelvrin::adapter {
 namespace {
 
+// A certificate whose key is these very bytes under that algorithm, well-formed or not.
+Bytes CertificateWithKey(int algorithm, int parameter_type, void* parameters, ByteView key) {
+  const Bytes der = MakeCertificate({});
+  const unsigned char* next = der.data();
+  const std::unique_ptr<X509, void (*)(X509*)> certificate(
+      d2i_X509(nullptr, &next, static_cast<long>(der.size())), X509_free);
+  // The certificate owns the copy.
+  auto* const copy = static_cast<unsigned char*>(OPENSSL_memdup(key.data(), key.size()));
+  X509_PUBKEY_set0_param(X509_get_X509_PUBKEY(certificate.get()), OBJ_nid2obj(algorithm),
+                         parameter_type, parameters, copy, static_cast<int>(key.size()));
+  i2d_re_X509_tbs(certificate.get(), nullptr);  // encodes it anew
+  unsigned char* out = nullptr;
+  const int size = i2d_X509(certificate.get(), &out);
+  Bytes bytes(out, out + size);
+  OPENSSL_free(out);
+  return bytes;
+}
+
+Bytes CertificateWithRsaKey(ByteView modulus) {
+  Bytes numbers = WrapDer(0x02, modulus);
+  numbers.insert(numbers.end(), {0x02, 3, 1, 0, 1});
+  return CertificateWithKey(NID_rsaEncryption, V_ASN1_NULL, nullptr, WrapDer(0x30, numbers));
+}
+
+Bytes CertificateWithPoint(ByteView point) {
+  return CertificateWithKey(NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT,
+                            OBJ_nid2obj(NID_X9_62_prime256v1), point);
+}
+
+// A certificate for a new P-256 key in the encoding that `property` of the key asks for.
+Bytes CertificateWithEncoding(const char* property, const char* value) {
+  const std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY*)> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
+  EVP_PKEY_set_utf8_string_param(key.get(), property, value);
+  X509_PUBKEY* made = nullptr;
+  X509_PUBKEY_set(&made, key.get());
+  const std::unique_ptr<X509_PUBKEY, void (*)(X509_PUBKEY*)> encoded(made, X509_PUBKEY_free);
+  const unsigned char* point = nullptr;
+  int size = 0;
+  X509_ALGOR* algorithm = nullptr;
+  X509_PUBKEY_get0_param(nullptr, &point, &size, &algorithm, encoded.get());
+  int type = 0;
+  const void* parameters = nullptr;
+  X509_ALGOR_get0(nullptr, &type, &parameters, algorithm);
+  void* const copy =
+      type == V_ASN1_SEQUENCE
+          ? static_cast<void*>(ASN1_STRING_dup(static_cast<const ASN1_STRING*>(parameters)))
+          : OBJ_dup(static_cast<const ASN1_OBJECT*>(parameters));
+  return CertificateWithKey(NID_X9_62_id_ecPublicKey, type, copy,
+                            {point, static_cast<std::size_t>(size)});
+}
+
 TEST(CertificateTest, OtherBytesAreNoCertificate) {
   const Bytes der = MakeCertificate({});
   EXPECT_FALSE(ReadCertificate({}));
-  for (const std::size_t size : {std::size_t{1}, std::size_t{4}, der.size() / 2, der.size() - 1}) {
+  for (std::size_t size = 1; size < der.size(); ++size) {
     EXPECT_FALSE(ReadCertificate(ByteView(der).first(size))) << size;
   }
   Bytes longer = der;
@@ -24,6 +81,8 @@ TEST(CertificateTest, ProgramsErrorsOfOpensslStayAsTheyAre) {
   ERR_clear_error();
   ERR_raise(ERR_LIB_USER, 42);
   EXPECT_FALSE(ReadCertificate(Bytes{0x30, 3, 1, 2, 3}));
+  // One whose key cannot be read.
+  EXPECT_TRUE(ReadCertificate(CertificateWithPoint(Bytes(65, 4))));
   EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 42);
   EXPECT_EQ(ERR_get_error(), 0u);
 }
@@ -60,10 +119,64 @@ TEST(CertificateTest, EcKeyIsReadUncompressed) {
   EXPECT_TRUE(facts->modulus.empty());
 }
 
+TEST(CertificateTest, CompressedPointIsReadUncompressed) {
+  const Bytes der =
+      CertificateWithEncoding(OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT, "compressed");
+  ASSERT_LT(der.size(), MakeCertificate({}).size() - 20) << "is not compressed";
+  const auto facts = ReadCertificate(der);
+  ASSERT_TRUE(facts);
+  EXPECT_EQ(facts->key_type, CKK_EC);
+  ASSERT_EQ(facts->ec_point.size(), 65u);
+  EXPECT_EQ(facts->ec_point.front(), 4);
+}
+
 TEST(CertificateTest, OtherKindsOfKeyHaveNoType) {
-  const auto facts = ReadCertificate(MakeCertificate({.key = "ED25519"}));
+  const Bytes numbers = {0x30, 6, 0x02, 1, 15, 0x02, 1, 3};
+  for (const Bytes& der : {MakeCertificate({.key = "ED25519"}),
+                           CertificateWithKey(NID_rsassaPss, V_ASN1_UNDEF, nullptr, numbers)}) {
+    const auto facts = ReadCertificate(der);
+    ASSERT_TRUE(facts);
+    EXPECT_FALSE(facts->key_type);
+  }
+}
+
+TEST(CertificateTest, CurveThatIsNotNamedHasNoType) {
+  const Bytes der =
+      CertificateWithEncoding(OSSL_PKEY_PARAM_EC_ENCODING, OSSL_PKEY_EC_ENCODING_EXPLICIT);
+  ASSERT_GT(der.size(), MakeCertificate({}).size() + 100) << "is not explicit";
+  const auto facts = ReadCertificate(der);
   ASSERT_TRUE(facts);
   EXPECT_FALSE(facts->key_type);
+  EXPECT_TRUE(facts->ec_parameters.empty());
+  EXPECT_TRUE(facts->ec_point.empty());
+}
+
+TEST(CertificateTest, PointThatIsNoKeyHasNoType) {
+  Bytes off_curve(65, 1);
+  off_curve[0] = 4;
+  const Bytes infinity = {0};
+  for (const Bytes& point : {infinity, off_curve, Bytes{4}, Bytes(33, 2), Bytes(100, 4)}) {
+    const auto facts = ReadCertificate(CertificateWithPoint(point));
+    ASSERT_TRUE(facts);
+    EXPECT_FALSE(facts->key_type) << point.size();
+    EXPECT_TRUE(facts->ec_parameters.empty());
+    EXPECT_TRUE(facts->ec_point.empty());
+  }
+}
+
+TEST(CertificateTest, RsaKeyMayBeLongButNotZero) {
+  Bytes modulus(2048, 0xff);
+  Bytes number = modulus;
+  number.insert(number.begin(), 0);
+  const auto facts = ReadCertificate(CertificateWithRsaKey(number));
+  ASSERT_TRUE(facts);
+  EXPECT_EQ(facts->key_type, CKK_RSA);
+  EXPECT_EQ(facts->modulus, modulus);
+
+  const auto zero = ReadCertificate(CertificateWithRsaKey(Bytes{0}));
+  ASSERT_TRUE(zero);
+  EXPECT_FALSE(zero->key_type);
+  EXPECT_TRUE(zero->public_exponent.empty());
 }
 
 TEST(CertificateTest, NamesTellWhoIssuedWhom) {

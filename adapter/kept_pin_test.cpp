@@ -1,7 +1,12 @@
 #include "adapter/kept_pin.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -34,13 +39,60 @@ TEST(KeptPinTest, EmptyAndOverlongPinsAreNotKept) {
   EXPECT_EQ(Text(kept), std::string(255, '1'));
 }
 
+TEST(KeptPinTest, PinIsNotKeptWithoutMemoryForIt) {
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &limit), 0);
+  const rlimit nothing = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  KeptPin kept;
+  kept.Keep(nullptr, 0);
+  const CK_BYTE pin = '1';
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &nothing), 0);
+  kept.Keep(&pin, 1);
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+  EXPECT_FALSE(kept.has_pin());
+  EXPECT_EQ(kept.data(), nullptr);
+  kept.Keep(&pin, 1);
+  EXPECT_EQ(Text(kept), "1");
+}
+
 TEST(KeptPinTest, WipingOverwritesTheMemory) {
   KeptPin kept;
-  Keep(kept, "123456");
-  const CK_BYTE* const memory = kept.data();
-  kept.Wipe();
-  EXPECT_FALSE(kept.has_pin());
-  EXPECT_EQ(std::vector<CK_BYTE>(memory, memory + 6), std::vector<CK_BYTE>(6, 0));
+  for (const std::size_t size : {std::size_t{1}, std::size_t{6}, std::size_t{255}}) {
+    Keep(kept, std::string(size, '7'));
+    const CK_BYTE* const memory = kept.data();
+    kept.Wipe();
+    EXPECT_FALSE(kept.has_pin());
+    EXPECT_EQ(kept.size(), 0u);
+    EXPECT_EQ(std::vector<CK_BYTE>(memory, memory + 255), std::vector<CK_BYTE>(255, 0));
+  }
+}
+
+TEST(KeptPinTest, MemoryIsGivenBackAtTheEnd) {
+  void* page = nullptr;
+  const auto page_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  {
+    KeptPin kept;
+    Keep(kept, "1234");
+    page = kept.data() - reinterpret_cast<std::uintptr_t>(kept.data()) % page_size;
+    EXPECT_EQ(msync(page, page_size, MS_ASYNC), 0);
+  }
+  EXPECT_NE(msync(page, page_size, MS_ASYNC), 0);
+}
+
+// A PIN that the card never saw would cost one of its tries.
+TEST(KeptPinTest, ChildOfAForkHasThePinOrNone) {
+  KeptPin kept;
+  Keep(kept, "1234");
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const bool good = kept.has_pin() ? Text(kept) == "1234" : kept.data() == nullptr;
+    _exit(good ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Text(kept), "1234");
 }
 
 TEST(KeptPinTest, NewPinLeavesNothingOfTheOld) {
@@ -59,7 +111,13 @@ TEST(KeptPinTest, PinOfTheReaderHasNoBytes) {
   kept.Keep(nullptr, 0);
   EXPECT_TRUE(kept.has_pin());
   EXPECT_EQ(kept.data(), nullptr);
-  EXPECT_EQ(memory[0], 0);
+  EXPECT_EQ(kept.size(), 0u);
+  EXPECT_EQ(std::vector<CK_BYTE>(memory, memory + 4), std::vector<CK_BYTE>(4, 0));
+  Keep(kept, "56");
+  EXPECT_EQ(Text(kept), "56");
+  kept.Keep(nullptr, 0);
+  kept.Wipe();
+  EXPECT_FALSE(kept.has_pin());
 }
 
 TEST(KeptPinTest, PinIsACopy) {

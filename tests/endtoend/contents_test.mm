@@ -12,8 +12,8 @@ namespace {
 // Inserts a card made so, for as long as it lives.
 class InsertedCard {
  public:
-  explicit InsertedCard(const kelvrin::CardOptions &options)
-      : real_(options), token_(real_.Insert()) {}
+  explicit InsertedCard(const kelvrin::CardOptions &options, const std::string &adapter_lines = "")
+      : real_(options, adapter_lines), token_(real_.Insert()) {}
   ~InsertedCard() { [token_ release]; }
   InsertedCard(const InsertedCard &) = delete;
   InsertedCard &operator=(const InsertedCard &) = delete;
@@ -74,8 +74,15 @@ TEST(CardContents, EndWithTheTwentiethCertificate) {
   EXPECT_EQ([card.items() count], 40u);
 }
 
-TEST(CardContents, GiveACertificateWithoutKeyAKeyItemWithTheFlagsOfTheKeyBefore) {
+TEST(CardContents, LeaveOutACertificateThatHasNoKey) {
   InsertedCard card({.lone_certificate = true});
+  EXPECT_EQ([card.items() count], 4u);
+}
+
+// What the extension itself makes of such a certificate, when no rule of the adapter's helps.
+TEST(CardContents, GiveACertificateWithoutKeyAKeyItemWithTheFlagsOfTheKeyBefore) {
+  InsertedCard card({.lone_certificate = true},
+                    "rules-off = keyless-certificates, virtual-public-keys\n");
   ASSERT_EQ([card.items() count], 6u);
   const Bytes objectID = {2, 0x7f};
   TKTokenKeychainKey *before = nil;  // of the certificate before; none is as good as no flags

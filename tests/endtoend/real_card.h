@@ -25,10 +25,12 @@ TKTokenKeyAlgorithm *Algorithm(SecKeyAlgorithm algorithm);
 Bytes BytesOf(NSData *data);
 NSData *DataOf(const Bytes &bytes);
 
-// Makes the card, and a copy of the built bundle as the main bundle.
+// Makes the card, and a copy of the built bundle as the main bundle, with these lines added to the
+// adapter's configuration.
 class RealCard {
  public:
-  explicit RealCard(const kelvrin::CardOptions &options = {});
+  explicit RealCard(const kelvrin::CardOptions &options = {},
+                    const std::string &adapter_lines = "");
   ~RealCard();
   RealCard(const RealCard &) = delete;
   RealCard &operator=(const RealCard &) = delete;

@@ -1,5 +1,7 @@
 #import "tests/endtoend/real_card.h"
 
+#include <fstream>
+
 #import "platform/linux/ctk/MainBundle.h"
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "token/Token.h"
@@ -47,8 +49,10 @@ NSData *DataOf(const Bytes &bytes) {
   return [NSData dataWithBytes:bytes.data() length:bytes.size()];
 }
 
-RealCard::RealCard(const kelvrin::CardOptions &options)
+RealCard::RealCard(const kelvrin::CardOptions &options, const std::string &adapter_lines)
     : card_(options), bundle_(CopyBundle(card_)) {
+  std::ofstream(bundle_ / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf", std::ios::app)
+      << adapter_lines;
   TKSetMainBundle([NSString stringWithUTF8String:bundle_.c_str()]);
 }
 
