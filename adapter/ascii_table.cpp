@@ -54,16 +54,19 @@ struct Row {
   char32_t character;
   std::string_view ascii;
 };
-constexpr std::array<Row, 40> kRows = {{
-    {0x218, "S"},   {0x219, "s"},    {0x21a, "T"},   {0x21b, "t"},     {0x386, "A"},
-    {0x388, "E"},   {0x389, "I"},    {0x38a, "I"},   {0x38c, "O"},     {0x38e, "Y"},
-    {0x38f, "O"},   {0x390, "i"},    {0x1e9e, "Ss"}, {0x2010, "-"},    {0x2011, "-"},
-    {0x2012, "-"},  {0x2013, "-"},   {0x2014, "-"},  {0x2015, "-"},    {0x2018, "'"},
-    {0x2019, "'"},  {0x201a, "'"},   {0x201b, "'"},  {0x201c, "\""},   {0x201d, "\""},
-    {0x201e, "\""}, {0x201f, "\""},  {0x2020, "+"},  {0x2022, "*"},    {0x2026, "..."},
-    {0x202f, " "},  {0x2032, "'"},   {0x2033, "\""}, {0x2039, "<"},    {0x203a, ">"},
-    {0x2044, "/"},  {0x20ac, "EUR"}, {0x2116, "No"}, {0x2122, "(TM)"}, {0x2212, "-"},
+constexpr std::array<Row, 42> kRows = {{
+    {0x218, "S"},     {0x219, "s"},    {0x21a, "T"},   {0x21b, "t"},    {0x386, "A"},
+    {0x388, "E"},     {0x389, "I"},    {0x38a, "I"},   {0x38c, "O"},    {0x38e, "Y"},
+    {0x38f, "O"},     {0x390, "i"},    {0x490, "G"},   {0x491, "g"},    {0x1e9e, "Ss"},
+    {0x2010, "-"},    {0x2011, "-"},   {0x2012, "-"},  {0x2013, "-"},   {0x2014, "-"},
+    {0x2015, "-"},    {0x2018, "'"},   {0x2019, "'"},  {0x201a, "'"},   {0x201b, "'"},
+    {0x201c, "\""},   {0x201d, "\""},  {0x201e, "\""}, {0x201f, "\""},  {0x2020, "+"},
+    {0x2022, "*"},    {0x2026, "..."}, {0x202f, " "},  {0x2032, "'"},   {0x2033, "\""},
+    {0x2039, "<"},    {0x203a, ">"},   {0x2044, "/"},  {0x20ac, "EUR"}, {0x2116, "No"},
+    {0x2122, "(TM)"}, {0x2212, "-"},
 }};
+
+static_assert(std::ranges::is_sorted(kRows, {}, &Row::character), "searched by halves");
 
 // The character's text in a block that begins with `first`; null when it lies outside.
 const std::string_view* FindIn(Block block, char32_t first, char32_t character) {

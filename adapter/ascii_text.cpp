@@ -1,7 +1,8 @@
 #include "adapter/ascii_text.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdint>
+#include <cstddef>
 
 #include "adapter/ascii_table.h"
 
@@ -23,14 +24,28 @@ char32_t Take(std::string_view* text) {
     is_utf8 = IsContinuation((*text)[i]);
     character = character << 6 | (static_cast<unsigned char>((*text)[i]) & 0x3f);
   }
-  is_utf8 = is_utf8 && character >= kSmallest[size] && character <= 0x10ffff;
+  const bool is_surrogate = character >= 0xd800 && character < 0xe000;
+  is_utf8 = is_utf8 && character >= kSmallest[size] && character <= 0x10ffff && !is_surrogate;
   text->remove_prefix(is_utf8 ? size : 1);
   return is_utf8 ? character : first;
 }
 
+// What only changes the character before it: marks, joiners, variation selectors.
 bool IsCombiningMark(char32_t character) {
-  return (character >= 0x300 && character < 0x370) || (character >= 0x1ab0 && character < 0x1b00) ||
-         character == 0x200d || (character >= 0xfe00 && character < 0xfe10);
+  struct Range {
+    char32_t first, last;
+  };
+  constexpr std::array<Range, 8> kMarks = {{{0x300, 0x36f},
+                                            {0x483, 0x489},
+                                            {0x1ab0, 0x1aff},
+                                            {0x1dc0, 0x1dff},
+                                            {0x200d, 0x200d},
+                                            {0x20d0, 0x20ff},
+                                            {0xfe00, 0xfe0f},
+                                            {0xfe20, 0xfe2f}}};
+  return std::any_of(kMarks.begin(), kMarks.end(), [character](const Range& range) {
+    return character >= range.first && character <= range.last;
+  });
 }
 
 void Append(char32_t character, std::string* ascii) {
@@ -53,7 +68,10 @@ std::string ToAscii(std::string_view text) {
   text = text.substr(0, text.find_last_not_of('\0') + 1);
   std::string ascii;
   ascii.reserve(text.size());
+  const bool has_text = !text.empty();
   while (!text.empty()) Append(Take(&text), &ascii);
+  // Nothing but characters that leave no trace beside others, a soft sign for instance.
+  if (has_text && ascii.empty()) ascii = "?";
   return ascii;
 }
 

@@ -9,7 +9,8 @@ namespace kelvrin::adapter {
 
 // UTF-8 text in printable ASCII: ü becomes ue, é becomes e, Greek and Cyrillic letters become Latin
 // ones, what is left becomes a question mark and control characters become blanks. Bytes that are
-// not UTF-8 are read as ISO 8859-1; NULs at the end are dropped. ASCII text comes back as it is.
+// not UTF-8 are read as ISO 8859-1; combining marks and NULs at the end are dropped. ASCII text
+// comes back as it is. The result is empty only for no text, or NULs alone.
 std::string ToAscii(std::string_view text);
 
 }  // namespace kelvrin::adapter

@@ -7,7 +7,9 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "adapter/certificate.h"
 
@@ -52,13 +54,23 @@ Bytes NumberBytes(const EVP_PKEY* key, const char* name) {
 }
 
 void ReadRsaKey(const EVP_PKEY* key, CertificateFacts* facts) {
-  facts->modulus = NumberBytes(key, OSSL_PKEY_PARAM_RSA_N);
-  facts->public_exponent = NumberBytes(key, OSSL_PKEY_PARAM_RSA_E);
-  if (!facts->modulus.empty() && !facts->public_exponent.empty()) facts->key_type = CKK_RSA;
+  Bytes modulus = NumberBytes(key, OSSL_PKEY_PARAM_RSA_N);
+  Bytes public_exponent = NumberBytes(key, OSSL_PKEY_PARAM_RSA_E);
+  if (modulus.empty() || public_exponent.empty()) return;
+  facts->modulus = std::move(modulus);
+  facts->public_exponent = std::move(public_exponent);
+  facts->key_type = CKK_RSA;
 }
 
-// The DER of the named curve's object identifier; empty for a curve without a name.
+// The DER of the object identifier that names the curve; empty where the certificate spells the
+// curve out, be it one that OpenSSL knows by name.
 Bytes CurveIdentifier(const EVP_PKEY* key) {
+  int is_spelt_out = 1;
+  if (EVP_PKEY_get_int_param(key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS, &is_spelt_out) !=
+          1 ||
+      is_spelt_out != 0) {
+    return {};
+  }
   std::array<char, 80> name = {};
   std::size_t size = 0;
   if (EVP_PKEY_get_group_name(key, name.data(), name.size(), &size) != 1) return {};
@@ -70,8 +82,8 @@ Bytes CurveIdentifier(const EVP_PKEY* key) {
 }
 
 void ReadEcKey(EVP_PKEY* key, CertificateFacts* facts) {
-  facts->ec_parameters = CurveIdentifier(key);
-  if (facts->ec_parameters.empty()) return;
+  Bytes parameters = CurveIdentifier(key);
+  if (parameters.empty()) return;
   EVP_PKEY_set_utf8_string_param(key, OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT,
                                  OSSL_PKEY_EC_POINT_CONVERSION_FORMAT_UNCOMPRESSED);
   std::size_t size = 0;
@@ -82,6 +94,10 @@ void ReadEcKey(EVP_PKEY* key, CertificateFacts* facts) {
     return;
   }
   point.resize(size);
+  // The point at infinity is no key, but an encoding of a point all the same.
+  constexpr CK_BYTE kUncompressed = 4;
+  if (point.empty() || point.front() != kUncompressed) return;
+  facts->ec_parameters = std::move(parameters);
   facts->ec_point = std::move(point);
   facts->key_type = CKK_EC;
 }

@@ -9,7 +9,8 @@
 namespace kelvrin::adapter {
 namespace {
 
-constexpr std::size_t kRoom = 255;
+constexpr std::size_t kLongest = 255;
+constexpr std::size_t kRoom = 1 + kLongest;
 
 }  // namespace
 
@@ -28,7 +29,7 @@ bool KeptPin::Map() {
   // A system that allows no locking keeps the PIN all the same: its swap is its owner's.
   static_cast<void>(mlock(page, kRoom));
 #ifdef MADV_WIPEONFORK
-  // Where the system can: nothing of it in the child of a fork.
+  // The child's copy of the page would not be locked.
   static_cast<void>(madvise(page, kRoom, MADV_WIPEONFORK));
 #endif
   page_ = static_cast<CK_BYTE*>(page);
@@ -38,19 +39,17 @@ bool KeptPin::Map() {
 void KeptPin::Keep(const CK_BYTE* pin, CK_ULONG size) {
   Wipe();
   if (pin == nullptr) {
-    has_pin_ = true;
+    is_entered_at_reader_ = true;
     return;
   }
-  if (size == 0 || size > kRoom || !Map()) return;
-  std::copy_n(pin, size, page_);
-  size_ = size;
-  has_pin_ = true;
+  if (size == 0 || size > kLongest || !Map()) return;
+  std::copy_n(pin, size, page_ + 1);
+  *page_ = static_cast<CK_BYTE>(size);
 }
 
 void KeptPin::Wipe() {
   if (page_ != nullptr) adapter::Wipe({page_, kRoom});
-  size_ = 0;
-  has_pin_ = false;
+  is_entered_at_reader_ = false;
 }
 
 }  // namespace kelvrin::adapter

@@ -9,7 +9,9 @@
 namespace kelvrin::adapter {
 
 // Keeps a PIN of 1 to 255 bytes, or the fact that it is entered at the reader. The memory is a page
-// of its own, locked where the system allows that, and overwritten before it is given back.
+// of its own, locked where the system allows that, and overwritten before it is given back. Memory
+// that the child of a fork gets would not be locked: where the system can, the child has no bytes
+// of the PIN, nor their number.
 class KeptPin {
  public:
   KeptPin() = default;
@@ -18,22 +20,24 @@ class KeptPin {
   KeptPin& operator=(const KeptPin&) = delete;
 
   // Keeps a copy of the PIN in place of the one before. A null pointer stands for a PIN that is
-  // entered at the reader. An empty PIN, or one that is too long, is not kept.
+  // entered at the reader. An empty PIN, or one that is too long, is not kept, nor one that the
+  // system has no memory for. `pin` must not point into this object's own bytes.
   void Keep(const CK_BYTE* pin, CK_ULONG size);
 
+  // Overwrites the PIN, and keeps none.
   void Wipe();
 
-  bool has_pin() const { return has_pin_; }
-  // The bytes, owned by the object; null for a PIN that is entered at the reader.
-  CK_BYTE* data() { return size_ != 0 ? page_ : nullptr; }
-  CK_ULONG size() const { return size_; }
+  bool has_pin() const { return is_entered_at_reader_ || size() != 0; }
+  // The bytes, owned by the object; null for a PIN that is entered at the reader, and for none.
+  CK_BYTE* data() { return size() != 0 ? page_ + 1 : nullptr; }
+  // Bytes of the PIN; 0 for one that is entered at the reader, and for none.
+  CK_ULONG size() const { return page_ != nullptr ? *page_ : 0; }
 
  private:
   bool Map();
 
-  CK_BYTE* page_ = nullptr;
-  CK_ULONG size_ = 0;
-  bool has_pin_ = false;
+  CK_BYTE* page_ = nullptr;  // the PIN's size, then its bytes: gone together in the child of a fork
+  bool is_entered_at_reader_ = false;
 };
 
 }  // namespace kelvrin::adapter

@@ -79,7 +79,7 @@ TEST(KeptPinTest, MemoryIsGivenBackAtTheEnd) {
   EXPECT_NE(msync(page, page_size, MS_ASYNC), 0);
 }
 
-// A PIN that the card never saw would cost one of its tries.
+// Bytes that are not the PIN would cost one of the card's tries.
 TEST(KeptPinTest, ChildOfAForkHasThePinOrNone) {
   KeptPin kept;
   Keep(kept, "1234");

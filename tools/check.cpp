@@ -124,25 +124,23 @@ class Run {
       return;
     }
     const AdapterCopy copy(order_.adapter, module_, order_.reader_name, lines_);
-    behind_ = Go(copy.library(), std::move(steps));
+    PhaseResult result = Go(copy.library(), std::move(steps));
     const std::string configuration =
         order_.adapter_config.empty() ? "its configuration" : order_.adapter_config;
-    if (!behind_->failure.empty()) {
+    if (!result.failure.empty()) {
       throw Failure("the adapter " + order_.adapter.string() +
-                    " cannot be used: " + copy.Renamed(behind_->failure, configuration));
+                    " cannot be used: " + copy.Renamed(result.failure, configuration));
     }
-    TakeAdaptersReason(copy, configuration);
-  }
-
-  // Why the adapter does not come up is in what it writes to standard error.
-  void TakeAdaptersReason(const AdapterCopy& copy, const std::string& configuration) {
-    Judgement& initialise = behind_->judgements.at("initialise");
-    if (initialise.outcome == Outcome::kMet) return;
-    if (!behind_->last_error.empty()) {
-      initialise.detail = copy.Renamed(behind_->last_error, configuration);
+    Judgement& initialise = result.judgements["initialise"];
+    if (initialise.outcome != Outcome::kMet) {
+      // The adapter says on standard error why it does not come up.
+      if (!result.last_error.empty()) {
+        initialise.detail = copy.Renamed(result.last_error, configuration);
+      }
+      Warn("the adapter does not come up" +
+           (initialise.detail.empty() ? "" : ": " + initialise.detail));
     }
-    Warn("the adapter does not come up" +
-         (initialise.detail.empty() ? "" : ": " + initialise.detail));
+    behind_ = std::move(result);
   }
 
   // The listing of what is judged, or of what came up.

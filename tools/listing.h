@@ -69,6 +69,7 @@ struct Listing {
   std::vector<CertificateListing> certificates;
   std::vector<PublicKeyListing> public_keys;
   std::vector<PrivateKeyListing> private_keys;  // those that show without a login
+  std::string incomplete;                       // why not all objects are listed; else empty
   Publication publication;
 };
 
@@ -82,6 +83,6 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ItemListing, kind, name, object_id, capabilit
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Publication, items, dropped, ended)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Listing, slots, picked, why, is_fallback, judged, card_number,
                                    slot_mechanisms, certificates, public_keys, private_keys,
-                                   publication)
+                                   incomplete, publication)
 
 }  // namespace kelvrin::modulecheck

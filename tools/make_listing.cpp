@@ -136,8 +136,8 @@ Listing MakeListing(const Module& module) {
   Listing listing;
   ListSlots(module, &listing);
   ListChoice(module, &listing);
-  if (!module.judged()) return listing;
-  listing.judged = *module.judged() + 1;
+  if (module.judged() == 0) return listing;
+  listing.judged = module.judged();
   char number[kCardNumberSize] = {};
   if (get_card_no(module.p11(), module.slot(), number) == CKR_OK) {
     listing.card_number = Printable(number);
@@ -147,8 +147,8 @@ Listing MakeListing(const Module& module) {
   }
   try {
     ListObjects(module, &listing);
-  } catch (const CallFailed&) {
-    // What was read until then stands; the expectations say what went wrong.
+  } catch (const CallFailed& failed) {
+    listing.incomplete = failed.call + " gave " + ResultText(failed.result);
   }
   const Rehearsal rehearsal = RehearseSetUp(module);
   listing.publication = rehearsal.publication;

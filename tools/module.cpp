@@ -52,9 +52,9 @@ void Module::ListSlots() {
 void Module::FindSession(CK_SLOT_ID slot) {
   if (result_ == CKR_OK) {
     for (std::size_t i = 0; i < slots_.size(); ++i) {
-      if (slots_[i].id == slot) judged_ = i;
+      if (slots_[i].id == slot) judged_ = i + 1;
     }
-    if (judged_) return;
+    if (judged_ != 0) return;
   }
   if (result_ == INIT_ERR_SESSION && !slots_.empty()) {
     open_result_ =
@@ -65,7 +65,7 @@ void Module::FindSession(CK_SLOT_ID slot) {
         p11_->C_OpenSession(slots_[i].id, kReadWrite, nullptr, nullptr, &session_) != CKR_OK) {
       continue;
     }
-    judged_ = i;
+    judged_ = i + 1;
     return;
   }
 }

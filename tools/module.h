@@ -3,7 +3,6 @@
 
 #include <p11-kit/pkcs11.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,9 +45,10 @@ class Module {
   const std::vector<SlotFacts>& slots() const { return slots_; }
   // What the extension picks among them.
   const SlotChoice& choice() const { return choice_; }
-  // The slot that has the session, if any has.
-  std::optional<std::size_t> judged() const { return judged_; }
-  CK_SLOT_ID slot() const { return slots_[*judged_].id; }
+  // The number of the slot that has the session, from 1; 0 when none has.
+  std::size_t judged() const { return judged_; }
+  // That slot.
+  CK_SLOT_ID slot() const { return slots_[judged_ - 1].id; }
   // Stays open: as long as it is, so is the login.
   CK_SESSION_HANDLE session() const { return session_; }
   // Result of the C_OpenSession that the extension would make; CKR_OK when it picks no slot.
@@ -65,7 +65,7 @@ class Module {
   CK_RV result_;
   std::vector<SlotFacts> slots_;
   SlotChoice choice_;
-  std::optional<std::size_t> judged_;
+  std::size_t judged_ = 0;
   CK_SESSION_HANDLE session_ = CK_INVALID_HANDLE;
   CK_RV open_result_ = CKR_OK;
 };

@@ -64,7 +64,7 @@ class Phase {
         if (message->contains("end")) return false;
         Take(*message, worker);
       } catch (const nlohmann::json::exception&) {
-        // No worker says so; whatever it was, it is no answer.
+        continue;  // no worker says so; whatever it was, it is no answer
       }
       if (!result_.failure.empty()) return false;
     }

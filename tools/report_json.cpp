@@ -114,6 +114,7 @@ json ToJson(const Report& report, const Listing& listing) {
           {"certificates", certificates},
           {"publicKeys", ToArray(listing.public_keys)},
           {"privateKeys", ToArray(shown)},
+          {"incomplete", listing.incomplete},
           {"published",
            {{"items", ToArray(listing.publication.items)},
             {"dropped", listing.publication.dropped},

@@ -134,6 +134,7 @@ std::string ListingText(const Report& report) {
   if (listing.judged == 0) return text;
   text += "Card number: " + (listing.card_number.empty() ? "none" : listing.card_number) + "\n";
   text += CertificatesText(listing) + KeysText(report);
+  if (!listing.incomplete.empty()) text += "There may be more: " + listing.incomplete + "\n";
   text += "Mechanisms of the slot that matter: " + UsefulMechanisms(listing) + "\n";
   return text + PublicationText(listing.publication);
 }

@@ -25,10 +25,13 @@ constexpr char kPower[] =
     "466a2859c432102486742584e8ac771594b6";
 const RsaPublicKey kKey = {kModulus, {1, 0, 1}};
 
+// No bytes when it is refused.
+Bytes Apply(const RsaPublicKey& key, const Bytes& block) {
+  return ApplyPublicKey(key, block).value_or(Bytes());
+}
+
 TEST(RsaPublicTest, ABlockIsRaisedToTheExponent) {
-  const auto power = ApplyPublicKey(kKey, FromText(kMessage));
-  ASSERT_TRUE(power);
-  EXPECT_EQ(Hex(*power), kPower);
+  EXPECT_EQ(Hex(Apply(kKey, FromText(kMessage))), kPower);
 }
 
 TEST(RsaPublicTest, ZerosInFrontChangeNothing) {
@@ -38,19 +41,16 @@ TEST(RsaPublicTest, ZerosInFrontChangeNothing) {
   block.insert(block.begin(), 9, 0);
   const RsaPublicKey key = {modulus, {0, 1, 0, 1}};
   EXPECT_EQ(ModulusSize(key), kModulus.size());
-  const auto power = ApplyPublicKey(key, block);
-  ASSERT_TRUE(power);
-  EXPECT_EQ(Hex(*power), kPower);
+  EXPECT_EQ(Hex(Apply(key, block)), kPower);
 }
 
 TEST(RsaPublicTest, SmallNumbersStaySmall) {
-  const auto one = ApplyPublicKey(kKey, Bytes{1});
-  ASSERT_TRUE(one);
-  EXPECT_EQ(one->size(), kModulus.size());
-  EXPECT_EQ(one->back(), 1);
-  const auto cube = ApplyPublicKey({kModulus, {3}}, Bytes{5});
-  ASSERT_TRUE(cube);
-  EXPECT_EQ(cube->back(), 125);
+  Bytes one(kModulus.size(), 0);
+  one.back() = 1;
+  EXPECT_EQ(Apply(kKey, Bytes{1}), one);
+  Bytes cube(kModulus.size(), 0);
+  cube.back() = 125;
+  EXPECT_EQ(Apply({kModulus, {3}}, Bytes{5}), cube);
 }
 
 TEST(RsaPublicTest, WhatIsNoKeyOrNoBlockIsRefused) {

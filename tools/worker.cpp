@@ -42,11 +42,11 @@ class Worker {
     }
     const bool needs_token =
         expectation.needs != Needs::kNothing && expectation.needs != Needs::kInitialised;
-    if (needs_token && !module_.judged()) return Unknown("there is no session on a token");
+    if (needs_token && module_.judged() == 0) return Unknown("there is no session on a token");
     try {
       if (!NeedsLogin(expectation)) return expectation.probe(module_);
       if (!order_.log_in) return NotTried("needs a login, and there was none");
-      const Judgement login = LogIn();
+      Judgement login = LogIn();
       if (expectation.name == kLoginName) return login;
       if (login.outcome != Outcome::kMet) return NotTried("needs a login, and there was none");
       return expectation.probe(module_);

@@ -15,6 +15,7 @@
 #include "tools/interruption.h"
 #include "tools/text.h"
 
+// NOLINTNEXTLINE(readability-redundant-declaration): not every system's header has it
 extern char** environ;
 
 namespace kelvrin::modulecheck {

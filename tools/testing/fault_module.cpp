@@ -33,6 +33,7 @@ void Note(const char* function) {
   const std::string path = Environment("KELVRIN_FAULT_CALLS");
   if (path.empty()) return;
   std::FILE* const file = std::fopen(path.c_str(), "a");
+  if (file == nullptr) std::abort();
   std::fprintf(file, "%s\n", function);
   std::fclose(file);
 }
