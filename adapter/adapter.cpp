@@ -70,7 +70,7 @@ CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, C
     // A handle that the module gives out again belonged to a session that it has lost.
     sessions_.erase(handle);
     TokenState& token =
-        tokens_.try_emplace(slot, inner, backend_->config.rules, slot).first->second;
+        tokens_.try_emplace(slot, inner, backend_->config.rules, slot, backend_->now).first->second;
     sessions_.try_emplace(handle, token, handle, flags);
     *session = handle;
     return CKR_OK;

@@ -19,6 +19,7 @@ namespace kelvrin::adapter {
 struct Backend {
   Config config;
   CK_FUNCTION_LIST functions = {};  // complete: no entry is null
+  SearchMemory::Now now = SearchMemory::Clock::now;
 };
 
 // The functions answer as those of the same name in the standard do, with the differences that

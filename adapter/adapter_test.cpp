@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "adapter/testing/adapter_fixture.h"
@@ -193,6 +195,51 @@ TEST_F(AdapterTest, SlotEventsOfHiddenSlotsAreNone) {
   EXPECT_EQ(slot, 99u);
   fake_.FailNext("C_WaitForSlotEvent", CKR_FUNCTION_NOT_SUPPORTED);
   EXPECT_EQ(adapter_.PollSlotEvent(&slot), CKR_FUNCTION_NOT_SUPPORTED);
+}
+
+// What may have changed the token's objects, or who may use them, makes the adapter search again.
+TEST_F(AdapterTest, WhatMayChangeTheObjectsIsSearchedForAgain) {
+  ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  fake_.Add({{CKA_CLASS, FakeModule::Number(CKO_PRIVATE_KEY)}, {CKA_ID, {1}}});
+  CK_SESSION_HANDLE session = Open();
+  CK_SLOT_ID slot = 0;
+  const auto searches = [&] {
+    CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
+    CK_BYTE id = 1;
+    CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, &id, 1}};
+    const std::size_t before = fake_.Calls("C_FindObjectsInit");
+    EXPECT_EQ(adapter_.FindObjectsInit(session, wanted, 2), CKR_OK);
+    return fake_.Calls("C_FindObjectsInit") - before;
+  };
+  const std::vector<std::pair<const char*, std::function<void()>>> triggers = {
+      {"login", [&] { adapter_.Login(session, CKU_USER, nullptr, 0); }},
+      {"logout", [&] { adapter_.Logout(session); }},
+      {"destruction", [&] { adapter_.DestroyObject(session, 99); }},
+      {"slot event", [&] { adapter_.PollSlotEvent(&slot); }},
+      {"hook of the forwarded calls", [&] { adapter_.ForgetObjects(); }},
+      {"last session",
+       [&] {
+         adapter_.CloseSession(session);
+         session = Open();
+       }},
+      {"all sessions",
+       [&] {
+         adapter_.CloseAllSessions(7);
+         session = Open();
+       }},
+      {"initialisation",
+       [&] {
+         adapter_.Finalize(nullptr);
+         adapter_.Initialize(nullptr);
+         session = Open();
+       }},
+  };
+  searches();
+  for (const auto& [name, trigger] : triggers) {
+    EXPECT_EQ(searches(), 0u) << "before " << name;
+    trigger();
+    EXPECT_EQ(searches(), 1u) << "after " << name;
+  }
 }
 
 }  // namespace

@@ -154,8 +154,10 @@ TEST(CertificateTest, CurveThatIsNotNamedHasNoType) {
 TEST(CertificateTest, PointThatIsNoKeyHasNoType) {
   Bytes off_curve(65, 1);
   off_curve[0] = 4;
+  Bytes off_field(33, 0xff);
+  off_field[0] = 2;
   const Bytes infinity = {0};
-  for (const Bytes& point : {infinity, off_curve, Bytes{4}, Bytes(33, 2), Bytes(100, 4)}) {
+  for (const Bytes& point : {infinity, off_curve, off_field, Bytes{4}, Bytes(100, 4)}) {
     const auto facts = ReadCertificate(CertificateWithPoint(point));
     ASSERT_TRUE(facts);
     EXPECT_FALSE(facts->key_type) << point.size();

@@ -19,9 +19,10 @@
 //                 that keeps to the standard can notice
 //   rules-off     names of rules that do not apply, separated by commas (see rules.h)
 //
-// Of the keys that choose a slot all that are given must match; with none the first slot with an
-// initialised token is shown. Without the rule one-slot the keys that choose, name or number a slot
-// change nothing.
+// Of the keys that choose a slot all that are given must match; with none any slot with an
+// initialised token does. Of several that do, the first whose own description contains reader-name
+// is shown, or else the first. Without the rule one-slot the keys that choose, name or number a
+// slot change nothing.
 #ifndef KELVRIN_ADAPTER_CONFIG_H_
 #define KELVRIN_ADAPTER_CONFIG_H_
 

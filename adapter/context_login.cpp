@@ -18,8 +18,15 @@ void ContextLogin::Wipe() {
   token_.reset();
 }
 
+// Whether a wrong PIN now would be the last one.
+bool ContextLogin::IsNearlyLocked() const {
+  CK_TOKEN_INFO info = {};
+  return inner_.C_GetTokenInfo(slot_, &info) != CKR_OK ||
+         (info.flags & (CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED)) != 0;
+}
+
 CK_RV ContextLogin::LogIn(CK_SESSION_HANDLE session) {
-  if (ReadTokenIdentity(inner_, slot_) != token_) {
+  if (ReadTokenIdentity(inner_, slot_) != token_ || IsNearlyLocked()) {
     Wipe();
     return CKR_USER_NOT_LOGGED_IN;
   }

@@ -28,11 +28,13 @@ class ContextLogin {
   bool has_pin() const { return pin_.has_pin(); }
 
   // Logs in for the operation that was started on `session`. On failure the PIN is wiped. Where
-  // another token is in the slot than the one that accepted the PIN, it is wiped unused, and the
-  // result is CKR_USER_NOT_LOGGED_IN.
+  // another token is in the slot than the one that accepted the PIN, or where it has one try left,
+  // the PIN is wiped unused, and the result is CKR_USER_NOT_LOGGED_IN.
   CK_RV LogIn(CK_SESSION_HANDLE session);
 
  private:
+  bool IsNearlyLocked() const;
+
   const CK_FUNCTION_LIST& inner_;
   CK_SLOT_ID slot_;
   KeptPin pin_;

@@ -38,6 +38,17 @@ TEST_F(ContextLoginTest, PinIsNotTriedOnAnotherCard) {
   EXPECT_EQ(fake_.Calls("C_Login"), 0u);
 }
 
+TEST_F(ContextLoginTest, LastTryOfAPinIsNeverTaken) {
+  for (const CK_FLAGS flag : {CKF_USER_PIN_FINAL_TRY, CKF_USER_PIN_LOCKED}) {
+    fake_.slots[0].token_flags = CKF_TOKEN_INITIALIZED;
+    Keep("1234");
+    fake_.slots[0].token_flags |= flag;
+    EXPECT_EQ(login_.LogIn(5), CKR_USER_NOT_LOGGED_IN);
+    EXPECT_FALSE(login_.has_pin());
+  }
+  EXPECT_EQ(fake_.Calls("C_Login"), 0u);
+}
+
 TEST_F(ContextLoginTest, PinOfATokenThatDoesNotTellWhoItIsIsNotKept) {
   fake_.FailNext("C_GetTokenInfo", CKR_DEVICE_ERROR);
   Keep("1234");

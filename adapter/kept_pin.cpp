@@ -32,6 +32,9 @@ bool KeptPin::Map() {
   // The child's copy of the page would not be locked.
   static_cast<void>(madvise(page, kRoom, MADV_WIPEONFORK));
 #endif
+#ifdef MADV_DONTDUMP
+  static_cast<void>(madvise(page, kRoom, MADV_DONTDUMP));
+#endif
   page_ = static_cast<CK_BYTE*>(page);
   return true;
 }

@@ -16,8 +16,9 @@ namespace kelvrin::adapter {
 
 // What all sessions on one token share.
 struct TokenState {
-  TokenState(const CK_FUNCTION_LIST& inner, const Rules& rules, CK_SLOT_ID slot)
-      : objects(inner, rules, slot), login(inner, slot) {}
+  TokenState(const CK_FUNCTION_LIST& inner, const Rules& rules, CK_SLOT_ID slot,
+             const SearchMemory::Now& now)
+      : objects(inner, rules, slot, now), login(inner, slot) {}
 
   // After anything that may have changed who is logged in or which token is there.
   void Forget() {

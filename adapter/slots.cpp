@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <iterator>
 #include <span>
 #include <string>
 
@@ -85,10 +86,13 @@ bool Slots::Fits(CK_SLOT_ID slot) const {
   if ((token.flags & CKF_TOKEN_INITIALIZED) == 0) return false;
   if (!HasText(token.label, config_.token_label)) return false;
   if (!HasText(token.serialNumber, config_.token_serial)) return false;
-  if (config_.slot_reader.empty()) return true;
+  return config_.slot_reader.empty() || IsDescribed(slot, config_.slot_reader);
+}
+
+bool Slots::IsDescribed(CK_SLOT_ID slot, const std::string& text) const {
   CK_SLOT_INFO info = {};
   if (inner_.C_GetSlotInfo(slot, &info) != CKR_OK) return false;
-  return FieldText(info.slotDescription).find(config_.slot_reader) != std::string::npos;
+  return FieldText(info.slotDescription).find(text) != std::string::npos;
 }
 
 CK_RV Slots::Choose() {
@@ -97,13 +101,20 @@ CK_RV Slots::Choose() {
   if (result != CKR_OK) return result;
   asked_ = true;
   chosen_.reset();
-  const auto found =
-      std::find_if(slots.begin(), slots.end(), [&](CK_SLOT_ID slot) { return Fits(slot); });
-  if (found != slots.end()) {
-    chosen_ = *found;
-  } else {
+  std::vector<CK_SLOT_ID> fitting;
+  std::copy_if(slots.begin(), slots.end(), std::back_inserter(fitting),
+               [&](CK_SLOT_ID slot) { return Fits(slot); });
+  if (fitting.empty()) {
     TellThatNoneOf(slots);
+    return CKR_OK;
   }
+  chosen_ = fitting.front();
+  if (fitting.size() == 1 || config_.reader_name.empty()) return CKR_OK;
+  // Of several the reader that has the name already is the one that is meant.
+  const auto named = std::find_if(fitting.begin(), fitting.end(), [&](CK_SLOT_ID slot) {
+    return IsDescribed(slot, config_.reader_name);
+  });
+  if (named != fitting.end()) chosen_ = *named;
   return CKR_OK;
 }
 

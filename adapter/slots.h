@@ -46,6 +46,8 @@ class Slots {
   CK_RV ListAll(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count) const;
   CK_RV Choose();
   bool Fits(CK_SLOT_ID slot) const;
+  // Whether the module's own description of the slot contains the text.
+  bool IsDescribed(CK_SLOT_ID slot, const std::string& text) const;
   void TellThatNoneOf(const std::vector<CK_SLOT_ID>& slots);
 
   const CK_FUNCTION_LIST& inner_;

@@ -231,5 +231,21 @@ TEST_F(SlotsTest, ListThatGrowsInBetweenIsReadAgain) {
   EXPECT_EQ(mechanisms.size(), 4u);
 }
 
+TEST_F(SlotsTest, OfSeveralReadersTheOneThatHasTheConfiguredNameIsShown) {
+  fake_.slots = {{.id = 7, .description = "Reader A"},
+                 {.id = 8, .description = "Reader B", .token_flags = 0},
+                 {.id = 9, .description = "My Reader B 00"},
+                 {.id = 10, .description = "Reader B"}};
+  config_.reader_name = "Reader B";
+  EXPECT_EQ(slots_.Check(9), CKR_OK);
+  EXPECT_EQ(slots_.Check(7), CKR_SLOT_ID_INVALID);
+}
+
+TEST_F(SlotsTest, NameThatNoReaderHasShowsTheFirst) {
+  fake_.slots = {{.id = 7, .description = "Reader A"}, {.id = 8, .description = "Reader B"}};
+  config_.reader_name = "Kelvrin Reader";
+  EXPECT_EQ(slots_.Check(7), CKR_OK);
+}
+
 }  // namespace
 }  // namespace kelvrin::adapter

@@ -1,5 +1,6 @@
 // Entering the adapter without a configuration file: the script says which rules apply, and the
 // scripted module stands behind. Takes the place of adapter/entry.cpp.
+#include <chrono>
 #include <memory>
 
 #include "adapter/entry.h"
@@ -27,6 +28,12 @@ Backend OpenScripted() {
   for (CK_ULONG off = script.UpTo(3); off > 0; --off) {
     rules.SwitchOff(kRuleNames[script.UpTo(kRuleCount - 1)].rule);
   }
+  // A clock of the script's own: now and then a look at the memory has grown old.
+  backend.now = [time = SearchMemory::Clock::time_point(std::chrono::hours(1))]() mutable {
+    const CK_ULONG step = fuzz::Script::current->UpTo(60);
+    if (step > 30) time += std::chrono::milliseconds(step);
+    return time;
+  };
   return backend;
 }
 

@@ -33,7 +33,11 @@ class AdapterTest : public testing::Test {
 
   FakeModule fake_;
   Config config_;
-  Adapter adapter_{[this] { return Backend{config_, FakeModule::functions()}; }};
+  Adapter adapter_{[this] {
+    return Backend{.config = config_, .functions = FakeModule::functions(), .now = [] {
+                     return SearchMemory::Clock::time_point(std::chrono::hours(1));
+                   }};
+  }};
 };
 
 }  // namespace kelvrin::adapter
