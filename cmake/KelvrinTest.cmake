@@ -7,11 +7,13 @@ function(kelvrin_test name)
   add_executable(${name} ${TEST_SOURCES})
   target_link_libraries(${name} PRIVATE kelvrin_flags ${TEST_LIBRARIES} GTest::gtest_main
                         GTest::gmock)
-  # GNUstep's own locks look like a deadlock to ThreadSanitizer; ours are looked at.
-  set(environment "")
-  if("foundation_test_main" IN_LIST TEST_LIBRARIES OR "foundation_sanitizer" IN_LIST TEST_LIBRARIES)
-    set(environment "TSAN_OPTIONS=detect_deadlocks=0")
+  set(properties TIMEOUT 300)
+  if(TEST_LABELS)
+    list(APPEND properties LABELS "${TEST_LABELS}")
   endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300
-                       LABELS "${TEST_LABELS}" ENVIRONMENT "${environment}")
+  # GNUstep's own locks look like a deadlock to ThreadSanitizer; ours are looked at.
+  if(TEST_SOURCES MATCHES "\\.mm")
+    list(APPEND properties ENVIRONMENT TSAN_OPTIONS=detect_deadlocks=0)
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
 endfunction()

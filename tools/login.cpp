@@ -18,6 +18,9 @@ Judgement Login::LogIn() const {
     channel_.Send({{"warning", "not logged in: " + why}});
     return refuse(Unmet("not logged in: " + why));
   };
+  if (module_.choice().choice == Choice::kFallback && module_.slots().size() > 1) {
+    return withhold("no reader has the name that was given, and the PIN may be another card's");
+  }
   if (result != CKR_OK) {
     return refuse(Unmet("C_GetTokenInfo", result,
                         "not logged in: the token does not say whether one try is left"));

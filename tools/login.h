@@ -10,7 +10,8 @@
 
 namespace kelvrin::modulecheck {
 
-// Logs in at most once, and not at all where the token says that its last try would be used up.
+// Logs in at most once, and not at all where the token says that its last try would be used up, or
+// where of several readers none has the name that was given.
 class Login {
  public:
   // All must outlive the object.

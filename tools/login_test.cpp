@@ -44,6 +44,12 @@ TEST_F(PinTest, ACardThatSaysThatOneTryIsLeftIsNotTried) {
   }
 }
 
+TEST_F(PinTest, APinIsNotTriedWhereNoReaderHasTheNameThatWasGiven) {
+  const Outcome outcome = RunWith("none", "123456\n", {"--reader", "No such reader"});
+  EXPECT_EQ(Calls("C_Login"), 0u);
+  EXPECT_THAT(outcome.output, HasSubstr("WARNING: not logged in: no reader has the name"));
+}
+
 TEST_F(PinTest, ACardThatSawAWrongPinIsTriedWithAWarning) {
   const Outcome outcome = RunWith("pin-count-low", "123456\n");
   EXPECT_EQ(outcome.status, 3);

@@ -80,7 +80,7 @@ TEST_F(ModulecheckTest, AModuleThatDoesNotWorksWithTheAdapter) {
 TEST_F(ModulecheckTest, TheProbeThatEndsTheProcessIsNamedAndTheOthersGoOn) {
   const nlohmann::json report = RunJson({SoftHsm(), "--pin-file", PinFile()});
   EXPECT_THAT(Find(report, "raw-rsa-too-long").at("asItIs").at("detail"),
-              HasSubstr("the module ended the process (exit status 5)"));
+              HasSubstr("the module ended the process (exit status "));
   EXPECT_EQ(AsItIs(report, "ecdsa-long-digests"), "met");
 }
 

@@ -51,7 +51,11 @@ std::string ExpectationText(const ExpectationReport& report) {
   }
   text += '\n';
   if (report.verdict == Verdict::kMet || report.verdict == Verdict::kNotConcerned) {
-    return text + Further("", report.as_it_is);
+    // What did not concern the module as it is was met behind the adapter.
+    const bool is_met_behind =
+        report.verdict == Verdict::kMet && report.as_it_is.outcome == Outcome::kNotConcerned;
+    return text + Further("", is_met_behind ? report.through_adapter.value_or(report.as_it_is)
+                                            : report.as_it_is);
   }
   text += Further("as it is: ", report.as_it_is);
   if (report.through_adapter) text += Further("with the adapter: ", *report.through_adapter);

@@ -150,7 +150,7 @@ CK_RV GiveLongValue(CK_ATTRIBUTE* attribute) {
   constexpr CK_ULONG kSize = 5000;
   const bool fits = attribute->pValue == nullptr || attribute->ulValueLen >= kSize;
   if (fits && attribute->pValue != nullptr) std::memset(attribute->pValue, 0x30, kSize);
-  attribute->ulValueLen = fits ? kSize : CK_UNAVAILABLE_INFORMATION;
+  attribute->ulValueLen = fits ? kSize : 0;
   return fits ? CKR_OK : CKR_BUFFER_TOO_SMALL;
 }
 
