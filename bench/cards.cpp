@@ -116,6 +116,20 @@ CK_SESSION_HANDLE RawModule::OpenSession(const std::string& label) const {
   throw std::runtime_error("there is no token " + label);
 }
 
+void RawModule::AddDataObject(const std::string& label) const {
+  CK_OBJECT_CLASS object_class = CKO_DATA;
+  CK_BBOOL on_token = CK_TRUE;
+  CK_BBOOL is_private = CK_FALSE;
+  std::array<CK_ATTRIBUTE, 3> attributes = {{{CKA_CLASS, &object_class, sizeof(object_class)},
+                                             {CKA_TOKEN, &on_token, sizeof(on_token)},
+                                             {CKA_PRIVATE, &is_private, sizeof(is_private)}}};
+  const CK_SESSION_HANDLE session = OpenSession(label);
+  CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
+  Check(functions_->C_CreateObject(session, attributes.data(), attributes.size(), &object),
+        "C_CreateObject");
+  Check(functions_->C_CloseSession(session), "C_CloseSession");
+}
+
 std::vector<CK_OBJECT_HANDLE> FindObjects(CK_FUNCTION_LIST* functions, CK_SESSION_HANDLE session,
                                           std::vector<CK_ATTRIBUTE> attributes) {
   Check(functions->C_FindObjectsInit(session, attributes.data(), attributes.size()),

@@ -58,6 +58,10 @@ class RawModule {
   // Opens a session on the token with that label. Throws std::runtime_error.
   CK_SESSION_HANDLE OpenSession(const std::string& label) const;
 
+  // Puts an object that is no key and no certificate on the token with that label. Throws
+  // std::runtime_error.
+  void AddDataObject(const std::string& label) const;
+
  private:
   void* library_ = nullptr;
   CK_FUNCTION_LIST* functions_ = nullptr;

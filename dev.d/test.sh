@@ -31,11 +31,25 @@ stage() {
   say "$* took $((SECONDS - start)) s"
 }
 
+# Whether the benchmark runs to its end; what it measures beside others is worth nothing.
+run_bench_once() {
+  build_preset release bench
+  say "running the benchmark once"
+  quietly bench-once "$root/build/release/bin/bench" --rounds 15 --min-time 0.001
+  if grep -qE '^bench: .* targets' "$logs/bench-once.log"; then
+    passed=$((passed + 1))
+  else
+    echo "the benchmark did not come to its end; see build/logs/bench-once.log" >&2
+    failed=$((failed + 1))
+  fi
+}
+
 dev_test() {
   [ $# -eq 0 ] || fail "usage: ./dev test"
   dev_setup
   stage dev_check
   stage run_tests release
+  stage run_bench_once
   stage run_tests sanitize
   stage run_tests tsan
   say "all stages took $SECONDS s"
