@@ -3,6 +3,7 @@
 
 packages=(
   clang-19 clang-format-19 clang-tidy-19 clang-tools-19 libclang-rt-19-dev lld-19 llvm-19
+  llvm-19-dev libc++-19-dev ca-certificates curl python3 zip
   cmake ninja-build pkg-config shellcheck
   g++ libobjc-12-dev libgnustep-base-dev
   libbsd-dev libp11-kit-dev libssl-dev
@@ -14,7 +15,7 @@ packages=(
 
 dev_setup() {
   if [ "$(uname -s)" = Darwin ]; then
-    fail "this command needs Debian 12; on macOS install Xcode's command line tools and p11-kit"
+    fail "this command needs Debian 12; on macOS there is ./dev macos"
   fi
   command -v apt-get >/dev/null || fail "no apt-get here; these packages are needed: ${packages[*]}"
   local missing=() package

@@ -5,9 +5,10 @@ passed=0
 failed=0
 
 # Runs a preset's tests and adds up what CTest counted.
+#   run_tests TEST_PRESET [BUILD_PRESET]
 run_tests() {
   local preset=$1 log=$logs/test-$1.log
-  build_preset "$preset"
+  build_preset "${2:-$preset}"
   say "testing ($preset)"
   local status=0
   ctest --preset "$preset" -j "$(nproc)" >"$log" 2>&1 || status=$?
@@ -50,6 +51,8 @@ dev_test() {
   stage dev_check
   stage run_tests release
   stage run_bench_once
+  stage build_macos
+  stage run_tests macos release
   stage run_tests sanitize
   stage run_tests tsan
   say "all stages took $SECONDS s"

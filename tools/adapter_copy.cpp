@@ -9,11 +9,10 @@
 #include <system_error>
 
 #include "tools/failure.h"
+#include "tools/files.h"
 
 namespace kelvrin::modulecheck {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kLibrary[] = "adapter.module";
 constexpr char kConfiguration[] = "adapter.conf";
@@ -29,10 +28,10 @@ bool HasKey(const std::string& lines, const std::string& key) {
   return false;
 }
 
-fs::path MakeFolder() {
-  std::error_code failure;
-  const fs::path parent = fs::temp_directory_path(failure);
-  std::string name = ((failure ? fs::path("/tmp") : parent) / "modulecheck.XXXXXX").string();
+std::string MakeFolder() {
+  const char* const parent = std::getenv("TMPDIR");
+  std::string name =
+      std::string(parent != nullptr && IsFolder(parent) ? parent : "/tmp") + "/modulecheck.XXXXXX";
   if (mkdtemp(name.data()) == nullptr) {
     throw Failure("no folder for the adapter can be made: " +
                   std::generic_category().message(errno));
@@ -42,36 +41,37 @@ fs::path MakeFolder() {
 
 }  // namespace
 
-AdapterCopy::AdapterCopy(const fs::path& adapter, const fs::path& module,
+AdapterCopy::AdapterCopy(const std::string& adapter, const std::string& module,
                          const std::string& reader_name, const std::string& lines)
     : folder_(MakeFolder()) {
-  std::error_code failure;
-  fs::copy_file(adapter, library(), failure);
+  const std::string failure = CopyFile(adapter, library());
   std::ofstream file(configuration(), std::ios::binary);
   file << lines;
   if (!lines.empty() && lines.back() != '\n') file << '\n';
-  file << "module = " << module.string() << '\n';
+  file << "module = " << module << '\n';
   if (!reader_name.empty() && !HasKey(lines, "reader-name")) {
     file << "reader-name = " << reader_name << '\n';
   }
   file.close();
-  if (!failure && file) return;
-  std::error_code ignored;
-  fs::remove_all(folder_, ignored);
-  throw Failure("the adapter " + adapter.string() + " cannot be copied" +
-                (failure ? ": " + failure.message() : ""));
+  if (failure.empty() && file) return;
+  Remove();
+  throw Failure("the adapter " + adapter + " cannot be copied" +
+                (failure.empty() ? "" : ": " + failure));
 }
 
-AdapterCopy::~AdapterCopy() {
-  std::error_code ignored;
-  fs::remove_all(folder_, ignored);
+AdapterCopy::~AdapterCopy() { Remove(); }
+
+void AdapterCopy::Remove() const {
+  unlink(library().c_str());
+  unlink(configuration().c_str());
+  rmdir(folder_.c_str());
 }
 
-fs::path AdapterCopy::library() const { return folder_ / kLibrary; }
-fs::path AdapterCopy::configuration() const { return folder_ / kConfiguration; }
+std::string AdapterCopy::library() const { return folder_ + "/" + kLibrary; }
+std::string AdapterCopy::configuration() const { return folder_ + "/" + kConfiguration; }
 
 std::string AdapterCopy::Renamed(std::string message, const std::string& file) const {
-  const std::string own = configuration().string();
+  const std::string own = configuration();
   for (std::size_t at = 0; (at = message.find(own, at)) != std::string::npos;) {
     message.replace(at, own.size(), file);
     at += file.size();

@@ -1,7 +1,6 @@
 // A copy of the adapter in front of a module.
 #pragma once
 
-#include <filesystem>
 #include <string>
 
 namespace kelvrin::modulecheck {
@@ -13,21 +12,22 @@ class AdapterCopy {
   // name that is not empty becomes the slot's, unless the further lines name one. `lines` is the
   // text of the user's own file, which comes first, so that the adapter's messages count its lines.
   // Throws Failure.
-  AdapterCopy(const std::filesystem::path& adapter, const std::filesystem::path& module,
-              const std::string& reader_name, const std::string& lines);
+  AdapterCopy(const std::string& adapter, const std::string& module, const std::string& reader_name,
+              const std::string& lines);
   ~AdapterCopy();
   AdapterCopy(const AdapterCopy&) = delete;
   AdapterCopy& operator=(const AdapterCopy&) = delete;
 
-  std::filesystem::path library() const;
+  std::string library() const;
 
   // A message of the adapter's with `file` in the place of the configuration's own path.
   std::string Renamed(std::string message, const std::string& file) const;
 
  private:
-  std::filesystem::path configuration() const;
+  void Remove() const;
+  std::string configuration() const;
 
-  std::filesystem::path folder_;
+  std::string folder_;
 };
 
 }  // namespace kelvrin::modulecheck

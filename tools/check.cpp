@@ -7,6 +7,7 @@
 #include "tools/adapter_copy.h"
 #include "tools/channel.h"
 #include "tools/failure.h"
+#include "tools/files.h"
 #include "tools/phase.h"
 #include "tools/text.h"
 #include "tools/verdict.h"
@@ -14,24 +15,23 @@
 namespace kelvrin::modulecheck {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr char kNeverAsItIs[] = "never tried without the adapter";
 
 // Where the module is, without following a link in its own name: it may look at that.
-fs::path Locate(const fs::path& module) {
-  std::error_code failure;
-  if (!fs::exists(module, failure)) throw Failure("there is no file " + module.string());
-  if (fs::is_directory(module, failure)) throw Failure(module.string() + " is a folder");
-  const fs::path parent = fs::canonical(fs::absolute(module).parent_path(), failure);
-  return (failure ? fs::absolute(module).parent_path() : parent) / module.filename();
+std::string Locate(const std::string& module) {
+  if (!Exists(module)) throw Failure("there is no file " + module);
+  if (IsFolder(module)) throw Failure(module + " is a folder");
+  const std::string absolute = AbsolutePath(module);
+  const std::string parent = RealPath(ParentOf(absolute));
+  if (parent.empty()) return absolute;
+  return (parent == "/" ? "" : parent) + "/" + NameOf(absolute);
 }
 
 std::string ReadText(const std::string& path) {
   if (path.empty()) return "";
   std::ifstream file(path, std::ios::binary);
   std::string text{std::istreambuf_iterator<char>(file), {}};
-  if (!file || fs::is_directory(path)) throw Failure("the file " + path + " cannot be read");
+  if (!file || IsFolder(path)) throw Failure("the file " + path + " cannot be read");
   return text;
 }
 
@@ -48,7 +48,7 @@ class Run {
         login_(pin == nullptr ? LoginState::kNoPin : LoginState::kUntried),
         module_(Locate(order.module)),
         lines_(ReadText(order.adapter_config)) {
-    report_.module = module_.string();
+    report_.module = module_;
     report_.reader_name = order.reader_name;
   }
 
@@ -63,10 +63,10 @@ class Run {
   }
 
  private:
-  PhaseResult Go(const fs::path& library, std::vector<std::string> steps) {
-    PhaseResult result = RunPhase({order_.program.string(), library.string(), order_.reader_name,
-                                   std::move(steps), order_.patience},
-                                  pin_, &login_);
+  PhaseResult Go(const std::string& library, std::vector<std::string> steps) {
+    PhaseResult result =
+        RunPhase({order_.program, library, order_.reader_name, std::move(steps), order_.patience},
+                 pin_, &login_);
     for (const std::string& warning : result.warnings) Warn(warning);
     return result;
   }
@@ -78,7 +78,7 @@ class Run {
     }
     as_it_is_ = Go(module_, std::move(steps));
     if (!as_it_is_.failure.empty()) {
-      throw Failure(module_.string() + " is no PKCS#11 module: " + as_it_is_.failure);
+      throw Failure(module_ + " is no PKCS#11 module: " + as_it_is_.failure);
     }
   }
 
@@ -128,7 +128,7 @@ class Run {
     const std::string configuration =
         order_.adapter_config.empty() ? "its configuration" : order_.adapter_config;
     if (!result.failure.empty()) {
-      throw Failure("the adapter " + order_.adapter.string() +
+      throw Failure("the adapter " + order_.adapter +
                     " cannot be used: " + copy.Renamed(result.failure, configuration));
     }
     Judgement& initialise = result.judgements["initialise"];
@@ -188,7 +188,7 @@ class Run {
   const CheckOrder& order_;
   const Secret* pin_;
   LoginState login_;
-  fs::path module_;
+  std::string module_;
   std::string lines_;
   PhaseResult as_it_is_;
   std::optional<PhaseResult> behind_;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <filesystem>
 #include <string>
 
 #include "tools/report.h"
@@ -11,12 +10,12 @@
 namespace kelvrin::modulecheck {
 
 struct CheckOrder {
-  std::filesystem::path program;  // this one
-  std::filesystem::path module;
-  std::filesystem::path adapter;  // the adapter's library; empty: there is none
-  std::string reader_name;        // empty: none is configured
-  bool through_adapter = false;   // list and judge the module behind the adapter
-  std::string adapter_config;     // path of a file with further lines for it; empty: none
+  std::string program;  // this one
+  std::string module;
+  std::string adapter;           // the adapter's library; empty: there is none
+  std::string reader_name;       // empty: none is configured
+  bool through_adapter = false;  // list and judge the module behind the adapter
+  std::string adapter_config;    // path of a file with further lines for it; empty: none
   std::chrono::seconds patience{60};
 };
 

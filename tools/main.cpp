@@ -22,8 +22,8 @@ int Run(const Options& options, const std::string& program_name) {
   CheckOrder order;
   order.program = ProgramPath(program_name);
   order.module = options.module;
-  order.adapter = options.adapter_library.empty() ? FindAdapter(order.program)
-                                                  : std::filesystem::path(options.adapter_library);
+  order.adapter =
+      options.adapter_library.empty() ? FindAdapter(order.program) : options.adapter_library;
   order.reader_name = options.reader_name;
   order.through_adapter = options.through_adapter;
   order.adapter_config = options.adapter_config;

@@ -1,17 +1,16 @@
 // Where this program lies, and what lies beside it.
 #pragma once
 
-#include <filesystem>
 #include <string>
 
 namespace kelvrin::modulecheck {
 
 // The path by which the program was started: its name as the shell gave it, looked for in PATH when
 // it is a bare name. Throws Failure when it is not there.
-std::filesystem::path ProgramPath(const std::string& name);
+std::string ProgramPath(const std::string& name);
 
-// The adapter's library: ../lib/NAME or ../adapter/NAME from the program's folder (as installed,
-// and as built). Empty when neither is there.
-std::filesystem::path FindAdapter(const std::filesystem::path& program);
+// The adapter's library: ../lib/NAME, ../adapter/NAME or NAME from the program's folder (as
+// installed, as built on Linux, as built for macOS). Empty when none is there.
+std::string FindAdapter(const std::string& program);
 
 }  // namespace kelvrin::modulecheck

@@ -31,7 +31,6 @@ typedef NS_ENUM(NSInteger, TKErrorCode) {
 };
 
 typedef NS_ENUM(NSInteger, TKTokenOperation) {
-  TKTokenOperationNone = 0,
   TKTokenOperationReadData = 1,
   TKTokenOperationSignData = 2,
   TKTokenOperationDecryptData = 3,

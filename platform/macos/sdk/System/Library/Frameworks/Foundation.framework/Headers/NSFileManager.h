@@ -1,0 +1,15 @@
+// Files.
+#pragma once
+
+#import <Foundation/NSObjCRuntime.h>
+
+@class NSString;
+
+#pragma clang assume_nonnull begin
+
+@interface NSFileManager : NSObject
+@property (class, readonly, strong) NSFileManager *defaultManager;
+- (BOOL)fileExistsAtPath:(NSString *)path;
+@end
+
+#pragma clang assume_nonnull end

@@ -1,0 +1,17 @@
+// What all of Foundation's declarations build on.
+#pragma once
+
+#import <objc/NSObject.h>
+#import <objc/objc.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define FOUNDATION_EXPORT extern "C"
+#else
+#define FOUNDATION_EXPORT extern
+#endif
+
+#define NS_ENUM(type, name) \
+  enum name : type name;    \
+  enum name : type

@@ -1,0 +1,25 @@
+// Strings.
+#pragma once
+
+#import <Foundation/NSCoding.h>
+
+#define NS_FORMAT_FUNCTION(f, a) __attribute__((format(__NSString__, f, a)))
+
+#pragma clang assume_nonnull begin
+
+typedef NSUInteger NSStringEncoding;
+enum : NSStringEncoding { NSASCIIStringEncoding = 1 };
+
+@interface NSString : NSObject <NSCopying>
++ (nullable instancetype)stringWithCString:(const char *)string encoding:(NSStringEncoding)encoding;
++ (instancetype)stringWithFormat:(NSString *)format, ... NS_FORMAT_FUNCTION(1, 2);
+@property (nullable, readonly) const char *UTF8String __attribute__((objc_returns_inner_pointer));
+- (NSString *)stringByAppendingPathComponent:(NSString *)component;
+@end
+
+@interface NSMutableString : NSString
++ (NSMutableString *)stringWithCapacity:(NSUInteger)capacity;
+- (void)appendFormat:(NSString *)format, ... NS_FORMAT_FUNCTION(1, 2);
+@end
+
+#pragma clang assume_nonnull end

@@ -1,0 +1,155 @@
+"""What all packaging scripts have in common, and uninstall.sh."""
+
+import re
+import unittest
+
+import fixture
+from fixture import PACKAGING
+
+# A right call of each script, as options with values.
+CALLS = {
+    "configure.sh": {"--app": "A.app", "--module": "m.dylib"},
+    "sign.sh": {"--app": "A.app", "--identity": "-"},
+    "notarise.sh": {"--app": "A.app", "--profile": "p"},
+    "make-pkg.sh": {"--app": "A.app", "--identity": "i", "--output": "a.pkg"},
+    "uninstall.sh": {},
+}
+
+
+class UsageTest(fixture.PackagingTest):
+    def setUp(self):
+        super().setUp()
+        for tool in fixture.MAC_TOOLS:
+            self.without(tool)
+
+    def test_every_script_is_here(self):
+        scripts = {path.name for path in PACKAGING.glob("*.sh")} - {"common.sh"}
+        self.assertEqual(scripts, set(CALLS))
+
+    def test_help_is_shown_without_any_tool(self):
+        for script in CALLS:
+            with self.subTest(script):
+                self.expect_success(script, "--help")
+                self.assertTrue(self.output.startswith(f"usage: {script} "), self.output)
+                self.assertEqual(self.errors, "")
+
+    def test_the_help_names_every_option(self):
+        for script in CALLS:
+            text = (PACKAGING / script).read_text(encoding="utf-8")
+            options = set(re.findall(r"^ +(--\w+)\)", text, re.MULTILINE)) - {"--help"}
+            self.assertTrue(options, script)
+            self.expect_success(script, "--help")
+            for option in options:
+                self.assertIn(f"{option} ", self.output, script)
+
+    def test_wrong_usage(self):
+        for script, options in CALLS.items():
+            given = [text for pair in options.items() for text in pair]
+            cases = [([*given, "--unknown"], "unknown argument '--unknown'"),
+                     ([*given, "extra"], "unknown argument 'extra'"),
+                     ([*given, "--app"], "--app needs a value"),
+                     ([*given, "--app", ""], "the value of --app is empty")]
+            for option in options:
+                if option == "--module":
+                    continue
+                rest = [text for pair in options.items() if pair[0] != option for text in pair]
+                cases.append((rest, f"{option} is missing"))
+            for arguments, text in cases:
+                with self.subTest(script, arguments=arguments):
+                    self.expect_failure(text, script, *arguments, status=2)
+                    self.assertIn(f"Run {script} --help for more.", self.errors)
+
+    def test_wrong_usage_of_one_script(self):
+        self.expect_failure("nothing to change", "configure.sh", "--app", self.app, status=2)
+        self.expect_failure("--reader needs a value", "configure.sh", "--app", self.app, "--reader",
+                            status=2)
+        self.expect_failure("does not end with .pkg", "make-pkg.sh", "--app", self.app,
+                            "--identity", "i", "--output", "a.dmg", status=2)
+
+
+class ShellTest(unittest.TestCase):
+    """The bash of macOS is 3.2, and its tools are not GNU's."""
+
+    NEWER = (r"\b(mapfile|readarray|coproc)\b", r"\b(declare|local|typeset) -[gnAlu]",
+             r"\$\{[^}]*(\^|,,|@[A-Za-z]\})", r"\|&", r"&>>", r"\[\[ -v ", r"\bwait -n",
+             r"\bsed (-\w+ )*-i", r"\bgrep -\w*P", r"\breadlink -f", r"\bcp -a", r"\bsort -z",
+             r"\bmktemp --", r"\bstat -c")
+
+    def test_nothing_newer_is_used(self):
+        for path in PACKAGING.glob("*.sh"):
+            text = path.read_text(encoding="utf-8")
+            for pattern in self.NEWER:
+                self.assertIsNone(re.search(pattern, text), f"{path.name}: {pattern}")
+
+    def test_empty_arrays_are_expanded_so_that_bash_3_takes_them(self):
+        for path in PACKAGING.glob("*.sh"):
+            text = path.read_text(encoding="utf-8")
+            for name in re.findall(r"^ *(\w+)=\(\)", text, re.MULTILINE):
+                bare = re.sub(r"\$\{%s\[@\]\+\"\$\{%s\[@\]\}\"\}" % (name, name), "", text)
+                self.assertNotIn(f"${{{name}[@]", bare, f"{path.name}: {name}")
+
+    def test_every_script_stops_at_the_first_failure(self):
+        for script in CALLS:
+            lines = (PACKAGING / script).read_text(encoding="utf-8").splitlines()
+            self.assertEqual(lines[0], "#!/usr/bin/env bash", script)
+            self.assertEqual(lines[2], "set -euo pipefail", script)
+
+    def test_no_identity_or_profile_is_taken_from_the_environment(self):
+        for path in PACKAGING.glob("*.sh"):
+            text = path.read_text(encoding="utf-8")
+            # Set by the scripts themselves, all but these.
+            names = set(re.findall(r"\$\{?([A-Z][A-Z_]+)", text))
+            self.assertLessEqual(names, {"BASH_SOURCE", "TMPDIR", "HOME", "SUDO_USER"}, path.name)
+
+
+class UninstallTest(fixture.PackagingTest):
+    def uninstall(self):
+        self.expect_success("uninstall.sh", "--app", self.app)
+
+    def test_unregisters_the_extension_and_removes_the_application(self):
+        self.uninstall()
+        self.assertEqual(self.calls("pluginkit")[0]["arguments"], ["-r", str(self.extension)])
+        self.assertEqual(list(self.app.parent.iterdir()), [])
+
+    def test_says_what_is_left(self):
+        container = self.home / "Library/Containers/org.kelvrin.KelvrinToken.extension"
+        container.mkdir(parents=True)
+        self.uninstall()
+        self.assertIn(f"rm -rf '{container}'", self.output)
+        self.assertTrue(container.is_dir())
+        self.assertIn("pkgutil --forget org.kelvrin.KelvrinToken.pkg", self.output)
+
+    def test_says_nothing_of_what_was_never_there(self):
+        self.plan["fail"] = ["^pkgutil"]
+        self.uninstall()
+        self.assertNotIn("Containers", self.output)
+        self.assertNotIn("pkgutil", self.output)
+
+    def test_with_sudo_the_callers_registry_is_meant(self):
+        self.plan["user"] = 0
+        self.expect_success("uninstall.sh", "--app", self.app, environment={"SUDO_USER": "ann"})
+        self.assertEqual(self.calls("sudo")[0]["arguments"],
+                         ["-u", "ann", "pluginkit", "-r", str(self.extension)])
+        self.assertFalse(self.app.exists())
+
+    def test_an_extension_that_was_never_registered(self):
+        self.plan["fail"] = ["^pluginkit"]
+        self.uninstall()
+        self.assertIn("pluginkit did not know the extension", self.errors)
+        self.assertFalse(self.app.exists())
+
+    def test_pluginkit_is_missing(self):
+        self.without("pluginkit")
+        self.expect_failure("there is no 'pluginkit' here", "uninstall.sh", "--app", self.app)
+
+    def test_nothing_else_is_removed(self):
+        other = self.app.parent / "Other.app"
+        (other / "Contents").mkdir(parents=True)
+        self.expect_failure("is not the application", "uninstall.sh", "--app", other)
+        self.expect_failure("there is no application", "uninstall.sh", "--app", "none.app")
+        self.expect_failure("is a file", "uninstall.sh", "--app",
+                            self.app / "Contents" / "Info.plist")
+
+
+if __name__ == "__main__":
+    unittest.main()
