@@ -41,6 +41,11 @@ std::string MakeFolder() {
 
 }  // namespace
 
+bool ChoosesSlot(const std::string& lines) {
+  return HasKey(lines, "token-label") || HasKey(lines, "token-serial") ||
+         HasKey(lines, "slot-reader");
+}
+
 AdapterCopy::AdapterCopy(const std::string& adapter, const std::string& module,
                          const std::string& reader_name, const std::string& lines)
     : folder_(MakeFolder()) {

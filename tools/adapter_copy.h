@@ -5,6 +5,9 @@
 
 namespace kelvrin::modulecheck {
 
+// Whether lines of an adapter's configuration say which slot it takes.
+bool ChoosesSlot(const std::string& lines);
+
 // Lives in a folder that nobody else may look into, and goes with it.
 class AdapterCopy {
  public:

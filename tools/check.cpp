@@ -120,6 +120,7 @@ class Run {
 
   void BehindAdapter(std::vector<std::string> steps) {
     if (order_.adapter.empty()) {
+      report_.adapter_failed = true;
       Warn("the adapter's library was not found: the module was judged without it");
       return;
     }
@@ -133,6 +134,7 @@ class Run {
     }
     Judgement& initialise = result.judgements["initialise"];
     if (initialise.outcome != Outcome::kMet) {
+      report_.adapter_failed = true;
       // The adapter says on standard error why it does not come up.
       if (!result.last_error.empty()) {
         initialise.detail = copy.Renamed(result.last_error, configuration);
@@ -151,11 +153,33 @@ class Run {
     const PhaseResult* const shown = report_.behind_adapter && behind_ ? &*behind_ : &as_it_is_;
     if (shown->listing) report_.listing = *shown->listing;
     report_.private_keys = shown->private_keys;
+    WarnOfFallback();
+    if (came_up && came_up_behind) WarnOfAnotherToken(*as_it_is_.listing, *behind_->listing);
+  }
+
+  // A reader name that no reader has: without the adapter the last slot is taken, behind it the
+  // first one with a token, which it shows under that name.
+  void WarnOfFallback() {
     const Listing& listing = report_.listing;
-    if (!listing.is_fallback || listing.slots.empty()) return;
-    Warn("no slot's description contains \"" + Printable(order_.reader_name) +
-         "\": the extension would use the LAST slot, \"" + listing.slots.back().reader_name +
-         "\", without a word");
+    const std::string reason =
+        "no slot's description contains \"" + Printable(order_.reader_name) + "\": ";
+    if (listing.is_fallback && !listing.slots.empty()) {
+      Warn(reason + "the extension would use the LAST slot, \"" + listing.slots.back().reader_name +
+           "\", without a word");
+    } else if (report_.behind_adapter && as_it_is_.listing && as_it_is_.listing->is_fallback &&
+               !ChoosesSlot(lines_)) {
+      Warn(reason + "the adapter takes the FIRST slot with a token and shows it under that name");
+    }
+  }
+
+  // Two tokens were judged as if they were one.
+  void WarnOfAnotherToken(const Listing& alone, const Listing& behind) {
+    const SlotListing& one = alone.slots.at(alone.judged - 1);
+    const SlotListing& other = behind.slots.at(behind.judged - 1);
+    // The adapter may put the serial number in the place of the label.
+    if (one.serial == other.serial) return;
+    Warn("two tokens were judged: as it is the one with the label \"" + one.label +
+         "\", behind the adapter the one with \"" + other.label + "\"");
   }
 
   void Judge(const Expectation& expectation) {
@@ -174,7 +198,12 @@ class Run {
       judged.through_adapter = behind_->judgements.at(name);
     }
     judged.verdict = Decide(judged.as_it_is, judged.through_adapter, order_.through_adapter);
-    judged.advice = Advise(judged);
+    judged.advice = Advise(judged, report_.adapter_failed);
+    if (judged.verdict == Verdict::kNotMet && ChoosesSlot(lines_) &&
+        (name == "reader-name" || name == "token")) {
+      judged.advice = "Let the keys that choose the slot, in " + order_.adapter_config +
+                      ", fit a token that is there.";
+    }
     report_.expectations.push_back(judged);
   }
 

@@ -30,6 +30,7 @@ int Run(const Options& options, const std::string& program_name) {
   order.patience = std::chrono::seconds(options.timeout);
 
   Secret pin;
+  ForbidCoreFiles();
   if (!options.pin_file.empty()) ReadPinFile(options.pin_file, &pin);
   const Report report = Check(order, options.pin_file.empty() ? nullptr : &pin);
   pin.Wipe();

@@ -21,8 +21,13 @@ nlohmann::json With(const nlohmann::json& elements, const char* key, const char*
 }
 
 TEST_F(ModulecheckTest, WrongUsageExitsWith2) {
-  const std::vector<std::vector<std::string>> wrong = {
-      {}, {"--json"}, {SoftHsm(), "more"}, {SoftHsm(), "--loud"}, {SoftHsm(), "--timeout", "0"}};
+  const std::vector<std::vector<std::string>> wrong = {{},
+                                                       {"--json"},
+                                                       {SoftHsm(), "more"},
+                                                       {SoftHsm(), "--loud"},
+                                                       {SoftHsm(), "--timeout", "0"},
+                                                       {SoftHsm(), "--pin-file", ""},
+                                                       {SoftHsm(), "--adapter-config", ""}};
   for (const auto& arguments : wrong) {
     const Outcome outcome = Run(arguments);
     EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
@@ -56,7 +61,7 @@ TEST_F(ModulecheckTest, AModuleThatDoesAllThatIsExpectedWorksAsItIs) {
   EXPECT_EQ(outcome.errors, "");
   EXPECT_THAT(outcome.output,
               AllOf(HasSubstr("0 met through the adapter, 0 not met"),
-                    HasSubstr("The module works as it is."), HasSubstr("Card number: 4711"),
+                    HasSubstr("The module works as it is"), HasSubstr("Card number: 4711"),
                     HasSubstr("key \"EC key\", object ID 0202: sign key-exchange")));
 }
 
@@ -212,6 +217,42 @@ TEST_F(ModulecheckTest, AnAdapterThatIsNotThereIsAFailureOnceItIsNeeded) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.errors, AllOf(StartsWith("modulecheck: the adapter "), HasSubstr(missing)));
   EXPECT_EQ(Run({GoodModule(), "--adapter-library", missing}).status, 0);
+}
+
+TEST_F(ModulecheckTest, WhatTheAdapterWouldDoIsNotClaimedWhenItDoesNotComeUp) {
+  const std::string lines = folder_.Write("lines", "nonsense\n");
+  const std::vector<std::string> arguments = {FaultyModule("second-search"), "--adapter-config",
+                                              lines};
+  const nlohmann::json report = RunJson(arguments);
+  EXPECT_EQ(report.at("exitStatus"), 1);
+  EXPECT_EQ(report.at("adapterFailed"), true);
+  EXPECT_EQ(VerdictOn(report, "second-search"), "not-met");
+  EXPECT_THAT(Find(report, "second-search").at("advice"), HasSubstr("could not be judged"));
+  EXPECT_THAT(Run(arguments).output,
+              HasSubstr("does not work as it is; behind the adapter it could not be judged."));
+}
+
+TEST_F(ModulecheckTest, AReaderNameThatFitsNoSlotIsWarnedOfBehindTheAdapterToo) {
+  EXPECT_THAT(Run({SoftHsm(), "--adapter", "--reader", "No such reader"}).output,
+              AllOf(HasSubstr("WARNING: no slot's description contains \"No such reader\""),
+                    HasSubstr("the adapter takes the FIRST slot")));
+  const std::string lines = folder_.Write("lines", "token-label = 4711 0815\n");
+  EXPECT_THAT(
+      Run({SoftHsm(), "--adapter", "--reader", "No such reader", "--adapter-config", lines}).output,
+      Not(HasSubstr("FIRST slot")));
+}
+
+TEST_F(ModulecheckTest, KeysThatFitNoTokenAreNamedAsSuch) {
+  const std::string lines = folder_.Write("lines", "token-label = No such token\n");
+  const nlohmann::json report = RunJson({SoftHsm(), "--adapter", "--adapter-config", lines});
+  EXPECT_EQ(report.at("exitStatus"), 1);
+  EXPECT_THAT(Find(report, "reader-name").at("advice"),
+              AllOf(HasSubstr("fit a token"), HasSubstr(lines)));
+}
+
+TEST_F(ModulecheckTest, WhatWasNotTriedIsNotVouchedFor) {
+  EXPECT_THAT(Run({GoodModule()}).output,
+              HasSubstr("The module works as it is, as far as it was tried."));
 }
 
 TEST_F(ModulecheckTest, FurtherLinesGoToTheAdaptersConfiguration) {

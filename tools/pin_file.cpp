@@ -1,6 +1,7 @@
 #include "tools/pin_file.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -33,6 +34,11 @@ ssize_t Fill(int descriptor, std::span<char> room) {
 }
 
 }  // namespace
+
+void ForbidCoreFiles() {
+  const rlimit none = {0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+}
 
 void ReadPinFile(const std::string& path, Secret* pin) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));

@@ -7,6 +7,10 @@
 
 namespace kelvrin::modulecheck {
 
+// Keeps this process and its children from leaving their memory in a file when they crash: a PIN
+// may be in it.
+void ForbidCoreFiles();
+
 // Takes the first line of the file `path`, without its end, as the PIN. Throws Failure, which names
 // the file and never its contents, when it cannot be read, has no PIN or one that is too long.
 void ReadPinFile(const std::string& path, Secret* pin);

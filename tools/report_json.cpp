@@ -129,6 +129,7 @@ std::string ToJson(const Report& report) {
                          {"listing", ToJson(report, report.listing)},
                          {"expectations", ToArray(report.expectations)},
                          {"warnings", report.warnings},
+                         {"adapterFailed", report.adapter_failed},
                          {"conclusion", Name(report.conclusion)},
                          {"exitStatus", static_cast<int>(report.conclusion)}};
   return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";

@@ -95,13 +95,17 @@ std::string ConclusionText(const Report& report) {
                      std::to_string(not_tried) + " not tried, " +
                      std::to_string(Count(report, Verdict::kNotConcerned)) + " not concerned.\n";
   if (not_tried != 0) text += "What was not tried does not count.\n";
+  const std::string end = not_tried != 0 ? ", as far as it was tried.\n" : ".\n";
   switch (report.conclusion) {
     case Conclusion::kWorks:
-      return text + "The module works as it is.\n";
+      return text + "The module works as it is" + end;
     case Conclusion::kWorksWithAdapter:
-      return text + "The module works with the adapter in front of it.\n";
+      return text + "The module works with the adapter in front of it" + end;
     case Conclusion::kDoesNotWork:
       break;
+  }
+  if (report.adapter_failed) {
+    return text + "The module does not work as it is; behind the adapter it could not be judged.\n";
   }
   return text + "The module does not work with the extension.\n";
 }

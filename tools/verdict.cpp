@@ -47,7 +47,7 @@ Verdict Decide(const Judgement& as_it_is, const std::optional<Judgement>& adapte
   return Verdict::kNotMet;
 }
 
-std::string Advise(const ExpectationReport& report) {
+std::string Advise(const ExpectationReport& report, bool adapter_failed) {
   const Expectation& expectation = *report.expectation;
   switch (report.verdict) {
     case Verdict::kThroughAdapter: {
@@ -59,6 +59,10 @@ std::string Advise(const ExpectationReport& report) {
              ").";
     }
     case Verdict::kNotMet:
+      // That the adapter does not come up is an expectation itself.
+      if (adapter_failed && !expectation.rules.empty() && expectation.needs != Needs::kNothing) {
+        return "Put the adapter right: behind it this could not be judged.";
+      }
       return std::string(expectation.advice);
     case Verdict::kNotReached:
       return "See first to what is not met.";

@@ -13,8 +13,9 @@ namespace kelvrin::modulecheck {
 Verdict Decide(const Judgement& as_it_is, const std::optional<Judgement>& adapter,
                bool is_about_adapter);
 
-// One sentence on what to do; empty where there is nothing to do.
-std::string Advise(const ExpectationReport& report);
+// One sentence on what to do; empty where there is nothing to do. `adapter_failed` says that nobody
+// knows what the adapter would do about it.
+std::string Advise(const ExpectationReport& report, bool adapter_failed = false);
 
 Conclusion Conclude(const std::vector<ExpectationReport>& expectations);
 

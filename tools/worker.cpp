@@ -93,6 +93,7 @@ void RunWorker(const WorkerOrder& order) {
   const Channel channel(kChannelDescriptor);
   try {
     Secret pin;
+    ForbidCoreFiles();
     if (order.log_in) ReadPin(STDIN_FILENO, &pin);
     channel.Send({{"begin", kBringUpStep}});
     Worker(order, channel, pin).Run();
