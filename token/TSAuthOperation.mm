@@ -43,6 +43,16 @@
 @synthesize session = _session;
 @synthesize authID = _authID;
 
+// The accessors are written out to stand before dealloc: synthesized ones come last. Nobody sets
+// the two after the initialiser, so that this is as good as an atomic getter.
+- (TokenSession *)session {
+  return [[_session retain] autorelease];
+}
+
+- (NSData *)authID {
+  return [[_authID retain] autorelease];
+}
+
 - (void)dealloc {
   [_authID release];
   [_session release];

@@ -217,6 +217,11 @@ static NSData *ResultData(const CardResult &result, NSString *failure, NSError *
   return text;
 }
 
+// Written out, as in TSAuthOperation, to stand before dealloc: a synthesized one would come last.
+- (Token *)tsToken {
+  return [[_tsToken retain] autorelease];
+}
+
 - (void)dealloc {
   [_tsToken release];
   [super dealloc];

@@ -17,7 +17,10 @@ enum : NSModalResponse { NSAlertSecondButtonReturn = 1001 };
 - (NSModalResponse)runModal;
 @end
 
-@interface NSApplication : NSObject
+@interface NSResponder : NSObject
+@end
+
+@interface NSApplication : NSResponder
 @property (class, readonly, strong) NSApplication *sharedApplication;
 - (void)activateIgnoringOtherApps:(BOOL)ignoringOtherApps;
 @end

@@ -5,7 +5,10 @@
 
 #pragma clang assume_nonnull begin
 
-@interface NSNumber : NSObject <NSCopying>
+@interface NSValue : NSObject <NSCopying>
+@end
+
+@interface NSNumber : NSValue
 // What literals and boxed expressions are made with.
 + (NSNumber *)numberWithInt:(int)value;
 + (NSNumber *)numberWithInteger:(NSInteger)value;
