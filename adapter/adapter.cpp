@@ -52,8 +52,12 @@ CK_RV Adapter::PollSlotEvent(CK_SLOT_ID* slot) {
     CK_SLOT_ID changed = 0;
     const CK_RV result = backend_->functions.C_WaitForSlotEvent(CKF_DONT_BLOCK, &changed, nullptr);
     if (result != CKR_OK) return result;
-    if (const auto token = tokens_.find(changed); token != tokens_.end()) token->second.Forget();
-    if (slots.Check(changed) != CKR_OK) return CKR_NO_EVENT;
+    if (const auto token = tokens_.find(changed); token != tokens_.end()) {
+      token->second.objects.Forget();
+    }
+    WipePinIn(changed);
+    use_.NoteObjectChange();
+    if (slots.CheckEvent(changed) != CKR_OK) return CKR_NO_EVENT;
     *slot = changed;
     return CKR_OK;
   });
@@ -64,14 +68,25 @@ CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, C
   if (session == nullptr) return backend_ ? CKR_ARGUMENTS_BAD : CKR_CRYPTOKI_NOT_INITIALIZED;
   return ForwardForSlot(slot, [&](const CK_FUNCTION_LIST& inner) -> CK_RV {
     CK_SESSION_HANDLE handle = CK_INVALID_HANDLE;
-    const CK_RV result = inner.C_OpenSession(slot, flags, application, notify, &handle);
+    const auto open = [&] {
+      return inner.C_OpenSession(slot, flags, application, notify, &handle);
+    };
+    CK_RV result = open();
+    // The token's sessions are for the caller.
+    if (result == CKR_SESSION_COUNT && CloseIdleWorkers()) result = open();
     if (result != CKR_OK) return result;
     if (handle == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
-    // A handle that the module gives out again belonged to a session that it has lost.
-    sessions_.erase(handle);
+    // A handle that the module gives out again belonged to a session that it has lost, and the
+    // login may be lost with it.
+    if (const auto lost = sessions_.find(handle); lost != sessions_.end()) {
+      ForgetToken(lost->second.token);
+      sessions_.erase(lost);
+    }
     TokenState& token =
-        tokens_.try_emplace(slot, inner, backend_->config.rules, slot, backend_->now).first->second;
-    sessions_.try_emplace(handle, token, handle, flags);
+        tokens_
+            .try_emplace(slot, inner, backend_->config.rules, slot, backend_->now, use_.PinOf(slot))
+            .first->second;
+    sessions_.try_emplace(handle, token, use_.sessions(), handle, flags);
     *session = handle;
     return CKR_OK;
   });
@@ -81,6 +96,9 @@ CK_RV Adapter::CloseSession(CK_SESSION_HANDLE session) {
   const CK_RV result = WithSession(session, [&](Session& state) {
     state.operation.Close();
     const CK_RV closed = backend_->functions.C_CloseSession(session);
+    // Its session objects are gone.
+    state.token.objects.Forget();
+    use_.NoteObjectChange();
     ForgetLogin(state, session);
     return closed;
   });
@@ -93,7 +111,20 @@ void Adapter::ForgetLogin(const Session& closing, CK_SESSION_HANDLE handle) {
   const bool is_last = std::none_of(sessions_.begin(), sessions_.end(), [&](const auto& entry) {
     return entry.first != handle && &entry.second.token == &closing.token;
   });
-  if (is_last) closing.token.Forget();
+  if (is_last) ForgetToken(closing.token);
+}
+
+void Adapter::ForgetToken(TokenState& token) {
+  token.Forget();
+  use_.NoteObjectChange();
+}
+
+bool Adapter::CloseIdleWorkers() {
+  bool has_closed = false;
+  for (auto& [handle, session] : sessions_) {
+    if (session.operation.CloseIdleWorker()) has_closed = true;
+  }
+  return has_closed;
 }
 
 CK_RV Adapter::CloseAllSessions(CK_SLOT_ID slot) {
@@ -107,7 +138,7 @@ CK_RV Adapter::CloseAllSessions(CK_SLOT_ID slot) {
         continue;
       }
       session.operation.Close();
-      session.token.Forget();
+      ForgetToken(session.token);
       if (!is_alone) inner.C_CloseSession(entry->first);
       entry = sessions_.erase(entry);
     }
@@ -125,7 +156,7 @@ CK_RV Adapter::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin,
     }
     const CK_RV result = backend_->functions.C_Login(session, user, pin, pin_size);
     if (result == CKR_USER_ALREADY_LOGGED_IN) return result;
-    state.token.Forget();
+    ForgetToken(state.token);
     const bool keeps_pin = backend_->config.rules.Has(Rule::kContextLogin);
     if (result == CKR_OK && user == CKU_USER && keeps_pin) state.token.login.Keep(pin, pin_size);
     return result;
@@ -133,20 +164,37 @@ CK_RV Adapter::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin,
 }
 
 CK_RV Adapter::Logout(CK_SESSION_HANDLE session) {
-  return WithSession(session, [&](Session& current) {
-    current.token.Forget();
-    // The token's private session objects and operations end with the login.
-    for (auto& [handle, state] : sessions_) {
-      if (&state.token != &current.token) continue;
-      state.derived.Clear();
-      state.operation.Close();
-    }
-    return backend_->functions.C_Logout(session);
-  });
+  return WithSession(session, [&](Session& current) { return LogOut(current, session); });
+}
+
+CK_RV Adapter::LogOut(Session& current, CK_SESSION_HANDLE handle) {
+  ForgetToken(current.token);
+  // The token's private session objects and operations end with the login.
+  for (auto& [other, state] : sessions_) {
+    if (&state.token != &current.token) continue;
+    state.derived.Clear();
+    state.operation.Close();
+  }
+  return backend_->functions.C_Logout(handle);
+}
+
+void Adapter::ForgetOwnObjects() {
+  for (auto& [slot, token] : tokens_) token.objects.Forget();
 }
 
 void Adapter::ForgetObjects() {
-  for (auto& [slot, token] : tokens_) token.objects.Forget();
+  ForgetOwnObjects();
+  use_.NoteObjectChange();
+}
+
+void Adapter::WipePinOf(CK_SESSION_HANDLE session) {
+  const auto found = sessions_.find(session);
+  if (found != sessions_.end()) found->second.token.login.Wipe();
+}
+
+void Adapter::WipePinIn(CK_SLOT_ID slot) {
+  // Another adapter may keep it.
+  if (backend_) use_.WipePinOf(slot);
 }
 
 }  // namespace kelvrin::adapter

@@ -39,9 +39,11 @@ class Adapter {
   CK_RV Initialize(CK_C_INITIALIZE_ARGS* arguments);
   // The last of those that use the module finalises it; the others close what they have opened.
   CK_RV Finalize(const void* reserved);
-  // To be called before any other function: when another adapter has brought the module up anew
-  // since, this one is not initialised any more.
-  void DropLostModule();
+  // To be called before any other function: learns what other adapters have done since. When one
+  // has brought the module up anew, this one is not initialised any more; when one has changed
+  // objects, what was learned of them is forgotten. Sessions whose handles the module has given to
+  // others are gone.
+  void CatchUp();
   // The module's own information, or the adapter's while there is none.
   CK_RV GetInfo(CK_INFO* info) const;
 
@@ -61,6 +63,8 @@ class Adapter {
 
   CK_RV GetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                           CK_ATTRIBUTE* attributes, CK_ULONG count);
+  CK_RV SetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+                          CK_ATTRIBUTE* attributes, CK_ULONG count);
   CK_RV DestroyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
   CK_RV FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count);
   CK_RV FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG room,
@@ -72,13 +76,26 @@ class Adapter {
   // Forgets what was learned of the tokens' objects: something may have changed them.
   void ForgetObjects();
 
+  // Wipes the PIN of the session's token, or of the one in the slot: it may have another now.
+  void WipePinOf(CK_SESSION_HANDLE session);
+  void WipePinIn(CK_SLOT_ID slot);
+
+  // From now on the handle means its object, whatever that is: the caller has just made it, or gave
+  // it another CKA_ID.
+  void TakeAsItIs(CK_OBJECT_HANDLE object);
+
   // Whether it is initialised and the rule applies.
   bool Has(Rule rule) const { return backend_ && backend_->config.rules.Has(rule); }
 
-  // Calls action(KeyOperation&) for the session's signing and decrypting.
+  // Calls action(KeyOperation&) for the session's signing and decrypting. Where the operation found
+  // no PIN that it could use, the token is logged out, so that its user is asked for the PIN again.
   template <typename Action>
   CK_RV WithOperation(CK_SESSION_HANDLE session, const Action& action) {
-    return WithSession(session, [&](Session& state) { return action(state.operation); });
+    return WithSession(session, [&](Session& state) {
+      const CK_RV result = action(state.operation);
+      if (state.token.login.TakeLogoutRequest()) LogOut(state, session);
+      return result;
+    });
   }
 
   // Calls action(functions) to hand a call on to the module: one that belongs to a session, to a
@@ -110,17 +127,25 @@ class Adapter {
   }
 
   CK_RV InitializeInner(Backend& backend, CK_C_INITIALIZE_ARGS* caller);
+  CK_RV DeriveReadable(Session& state, CK_SESSION_HANDLE session, const CK_MECHANISM& mechanism,
+                       CK_OBJECT_HANDLE base_key, CK_OBJECT_HANDLE* key);
+  CK_RV LogOut(Session& current, CK_SESSION_HANDLE handle);
+  bool CloseIdleWorkers();
+  void DropLostSessions();
+  void ForgetOwnObjects();
   void CloseSessions();
   void Reset();
+  void ForgetToken(TokenState& token);
   void ForgetLogin(const Session& closing, CK_SESSION_HANDLE handle);
   void DiscountWorkers(CK_SLOT_ID slot, CK_TOKEN_INFO* info) const;
 
   std::function<Backend()> open_;
   std::unique_ptr<Backend> backend_;  // null while not initialised
   std::unique_ptr<Slots> slots_;
-  Tokens tokens_;
-  Sessions sessions_;  // they refer to their tokens
   InnerUse use_;
+  Tokens tokens_;
+  Sessions sessions_;    // they refer to their tokens, and to what `use_` counts
+  unsigned losses_ = 0;  // of sessions, as far as they are known
 };
 
 }  // namespace kelvrin::adapter

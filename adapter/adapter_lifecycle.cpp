@@ -54,14 +54,20 @@ CK_RV Adapter::InitializeInner(Backend& backend, CK_C_INITIALIZE_ARGS* caller) {
     return backend.functions.C_Initialize(caller);
   }
   CK_C_INITIALIZE_ARGS arguments = {};
-  arguments.flags = CKF_OS_LOCKING_OK;
-  const bool has_reserved = !backend.config.reserved.empty();
-  if (has_reserved) arguments.pReserved = backend.config.reserved.data();
-  const CK_RV result = backend.functions.C_Initialize(&arguments);
+  if (!backend.config.reserved.empty()) arguments.pReserved = backend.config.reserved.data();
+  CK_FLAGS threads = caller != nullptr ? caller->flags & CKF_LIBRARY_CANT_CREATE_OS_THREADS : 0;
+  arguments.flags = CKF_OS_LOCKING_OK | threads;
+  CK_RV result = backend.functions.C_Initialize(&arguments);
+  if (result == CKR_NEED_TO_CREATE_THREADS && threads != 0) {
+    threads = 0;
+    arguments.flags = CKF_OS_LOCKING_OK;
+    result = backend.functions.C_Initialize(&arguments);
+  }
   if (!RefusesLocking(result)) return result;
-  // Without locking; only the reserved string still needs a record to travel in.
-  arguments.flags = 0;
-  return backend.functions.C_Initialize(has_reserved ? &arguments : nullptr);
+  // Without locking; only what is left to say still needs a record to travel in.
+  arguments.flags = threads;
+  const bool says_something = threads != 0 || arguments.pReserved != nullptr;
+  return backend.functions.C_Initialize(says_something ? &arguments : nullptr);
 }
 
 CK_RV Adapter::Finalize(const void* reserved) {
@@ -84,12 +90,29 @@ void Adapter::CloseSessions() {
   }
 }
 
-void Adapter::DropLostModule() {
-  if (backend_ && !use_.IsCurrent()) Reset();
+void Adapter::CatchUp() {
+  if (!backend_) return;
+  if (!use_.IsCurrent()) return Reset();
+  if (use_.sessions().losses() != losses_) DropLostSessions();
+  if (use_.HaveOthersChangedObjects()) ForgetOwnObjects();
+}
+
+void Adapter::DropLostSessions() {
+  losses_ = use_.sessions().losses();
+  for (auto entry = sessions_.begin(); entry != sessions_.end();) {
+    Session& session = entry->second;
+    if (session.held.is_held()) {
+      ++entry;
+      continue;
+    }
+    ForgetToken(session.token);
+    entry = sessions_.erase(entry);
+  }
 }
 
 void Adapter::Reset() {
   sessions_.clear();
+  for (auto& [slot, token] : tokens_) token.login.Wipe();
   tokens_.clear();
   slots_.reset();
   use_.Leave();

@@ -197,6 +197,31 @@ TEST_F(AdapterTest, SlotEventsOfHiddenSlotsAreNone) {
   EXPECT_EQ(adapter_.PollSlotEvent(&slot), CKR_FUNCTION_NOT_SUPPORTED);
 }
 
+TEST_F(AdapterTest, CardThatComesIsReportedWhereNoneWas) {
+  fake_.slots[0].token_flags = 0;
+  ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  testing::internal::CaptureStderr();
+  CK_SLOT_ID slot = 99;
+  EXPECT_EQ(adapter_.PollSlotEvent(&slot), CKR_NO_EVENT);
+  testing::internal::GetCapturedStderr();
+  fake_.slots[0].token_flags = CKF_TOKEN_INITIALIZED;
+  EXPECT_EQ(adapter_.PollSlotEvent(&slot), CKR_OK);
+  EXPECT_EQ(slot, 7u);
+  Open();
+}
+
+TEST_F(AdapterTest, CardThatMovesToAnotherReaderIsReportedThere) {
+  fake_.slots.push_back({.id = 8, .token_flags = 0});
+  ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  CK_SLOT_ID slot = 99;
+  EXPECT_EQ(adapter_.PollSlotEvent(&slot), CKR_NO_EVENT);
+  fake_.slots[0].token_flags = 0;
+  EXPECT_EQ(adapter_.PollSlotEvent(&slot), CKR_NO_EVENT) << "of a token that nobody wants";
+  fake_.slots[1].token_flags = CKF_TOKEN_INITIALIZED;
+  EXPECT_EQ(adapter_.PollSlotEvent(&slot), CKR_OK);
+  EXPECT_EQ(slot, 8u);
+}
+
 // What may have changed the token's objects, or who may use them, makes the adapter search again.
 TEST_F(AdapterTest, WhatMayChangeTheObjectsIsSearchedForAgain) {
   ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);

@@ -42,25 +42,12 @@ class Reader {
     }
     // With nothing to ask for the module is not asked, unless the caller asked for nothing.
     if (asked.empty() && (!attributes.empty() || virtual_key_ != nullptr)) return own_result;
-    CK_RV result = AskModule(&asked);
-    if (IsRefusedHandle(result) && Renew()) result = AskModule(&asked);
+    const CK_RV result = AskModule(&asked);
     for (std::size_t i = 0; i < asked.size(); ++i) asked_for[i]->ulValueLen = asked[i].ulValueLen;
     return result != CKR_OK ? result : own_result;
   }
 
  private:
-  static bool IsRefusedHandle(CK_RV result) {
-    return result == CKR_OBJECT_HANDLE_INVALID || result == CKR_KEY_HANDLE_INVALID;
-  }
-
-  // Takes what the search for the object finds now; false when there is nothing.
-  bool Renew() {
-    const CK_OBJECT_HANDLE again = objects_.FindAgain(session_, object_);
-    if (again == CK_INVALID_HANDLE) return false;
-    object_ = again;
-    return true;
-  }
-
   // The length that stands for none.
   CK_ULONG NoLength() const {
     return objects_.rules().Has(Rule::kFailedLengths) ? 0 : CK_UNAVAILABLE_INFORMATION;
@@ -193,7 +180,9 @@ class Reader {
       const bool is_unavailable = length == CK_UNAVAILABLE_INFORMATION;
       const CK_ULONG room = before[i].pValue != nullptr ? before[i].ulValueLen : kMaxLength;
       const bool is_too_long = length > room;
-      if (result == CKR_OK && is_too_long && !is_unavailable) result = CKR_BUFFER_TOO_SMALL;
+      if (result == CKR_OK && is_too_long) {
+        result = is_unavailable ? CKR_ATTRIBUTE_TYPE_INVALID : CKR_BUFFER_TOO_SMALL;
+      }
       // Some modules leave the length of the one attribute that they refused as it was.
       if (is_unavailable || is_too_long || (is_failed_read && asked->size() == 1)) {
         length = NoLength();
@@ -215,7 +204,14 @@ class Reader {
 
 CK_RV GetAttributes(TokenObjects& objects, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                     std::span<CK_ATTRIBUTE> attributes) {
-  return Reader(objects, session, object).Get(attributes);
+  const std::vector<CK_ATTRIBUTE> before(attributes.begin(), attributes.end());
+  const CK_RV result = Reader(objects, session, object).Get(attributes);
+  if (!IsRefusedHandle(result)) return result;
+  const CK_OBJECT_HANDLE again = objects.FindAgain(session, object);
+  if (again == CK_INVALID_HANDLE) return result;
+  // What can be answered in the module's place could not be told of an unknown object.
+  std::copy(before.begin(), before.end(), attributes.begin());
+  return Reader(objects, session, again).Get(attributes);
 }
 
 }  // namespace kelvrin::adapter

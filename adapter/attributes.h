@@ -20,7 +20,8 @@ namespace kelvrin::adapter {
 //  - the label of a certificate or a public key is ASCII;
 //  - an object that has another handle by now is read under that;
 //  - after a failed read a length is 0, not -1.
-// A length of more than the room there was is never handed on: it counts as a failed read.
+// A length of more than the room there was, or -1, is never handed on with CKR_OK: it counts as a
+// failed read.
 CK_RV GetAttributes(TokenObjects& objects, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                     std::span<CK_ATTRIBUTE> attributes);
 

@@ -1,5 +1,8 @@
 #include "adapter/config.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
@@ -8,6 +11,7 @@
 #include <system_error>
 
 #include "adapter/config_parser.h"
+#include "adapter/file_path.h"
 
 namespace kelvrin::adapter {
 namespace {
@@ -17,17 +21,26 @@ constexpr std::size_t kMaxFileSize = std::size_t{64} * 1024;
 struct Closer {
   void operator()(std::FILE* stream) const { static_cast<void>(std::fclose(stream)); }
 };
+using Stream = std::unique_ptr<std::FILE, Closer>;
 
-[[noreturn]] void FailToRead(const std::filesystem::path& file, int reason) {
+// Not inherited by programs that another thread may start meanwhile. Null with errno set.
+Stream OpenToRead(const std::string& file) {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return nullptr;
+  Stream stream(fdopen(descriptor, "rb"));
+  if (!stream) close(descriptor);
+  return stream;
+}
+
+[[noreturn]] void FailToRead(const std::string& file, int reason) {
   FailConfig(file, 0,
              "cannot be read (" + std::generic_category().message(reason) +
                  "); make a text file of it with a line 'module = PATH' that names the PKCS#11 " +
                  "module");
 }
 
-std::string Contents(const std::filesystem::path& file) {
-  // Not inherited by programs that another thread may start meanwhile.
-  const std::unique_ptr<std::FILE, Closer> stream(std::fopen(file.c_str(), "rbe"));
+std::string Contents(const std::string& file) {
+  const Stream stream = OpenToRead(file);
   if (!stream) FailToRead(file, errno);
   std::string contents(kMaxFileSize + 1, '\0');
   contents.resize(std::fread(contents.data(), 1, contents.size(), stream.get()));
@@ -40,11 +53,8 @@ std::string Contents(const std::filesystem::path& file) {
 
 }  // namespace
 
-Config ReadConfig(const std::filesystem::path& file) { return ParseConfig(file, Contents(file)); }
+Config ReadConfig(const std::string& file) { return ParseConfig(file, Contents(file)); }
 
-std::filesystem::path ConfigFileOf(const std::filesystem::path& library) {
-  std::filesystem::path file = library;
-  return file.replace_extension(".conf");
-}
+std::string ConfigFileOf(const std::string& library) { return WithEnding(library, ".conf"); }
 
 }  // namespace kelvrin::adapter

@@ -26,7 +26,6 @@
 #ifndef KELVRIN_ADAPTER_CONFIG_H_
 #define KELVRIN_ADAPTER_CONFIG_H_
 
-#include <filesystem>
 #include <string>
 
 #include "adapter/rules.h"
@@ -35,9 +34,9 @@ namespace kelvrin::adapter {
 
 // A configuration that was read and checked. A text that is not configured is empty.
 struct Config {
-  std::filesystem::path file;    // where it came from
-  int module_line = 0;           // the line that names the module, for messages
-  std::filesystem::path module;  // absolute
+  std::string file;     // where it came from
+  int module_line = 0;  // the line that names the module, for messages
+  std::string module;   // absolute
   std::string reserved;
   std::string reader_name;
   std::string token_label;
@@ -50,10 +49,10 @@ struct Config {
 // Reads and checks the configuration in `file`, an absolute path. Throws SetupError with
 // CKR_GENERAL_ERROR when the file cannot be read, has more than 64 KiB, or does not fit the
 // grammar above. Whether the module exists is not looked at here.
-Config ReadConfig(const std::filesystem::path& file);
+Config ReadConfig(const std::string& file);
 
 // The configuration file that belongs to the library `library`.
-std::filesystem::path ConfigFileOf(const std::filesystem::path& library);
+std::string ConfigFileOf(const std::string& library);
 
 }  // namespace kelvrin::adapter
 

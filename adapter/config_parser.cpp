@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "adapter/file_path.h"
 #include "adapter/setup_error.h"
 #include "adapter/text_fields.h"
 
@@ -44,7 +45,7 @@ std::string Names(const Entries& entries) {
 // One file being read: gathers the values line by line.
 class Parser {
  public:
-  explicit Parser(const std::filesystem::path& file) { config_.file = file; }
+  explicit Parser(const std::string& file) { config_.file = file; }
 
   void Line(std::string_view text);
   Config Finish();
@@ -141,7 +142,7 @@ void Parser::Store(const Key& key, std::string_view value) {
 
 void Parser::TakeModule(std::string_view value) {
   config_.module_line = line_;
-  config_.module = (config_.file.parent_path() / value).lexically_normal();
+  config_.module = PathBeside(config_.file, value);
 }
 
 void Parser::TakeCardNumber(std::string_view value) {
@@ -182,12 +183,12 @@ void Parser::TakeRuleOff(std::string_view name) {
 
 }  // namespace
 
-void FailConfig(const std::filesystem::path& file, int line, const std::string& what) {
+void FailConfig(const std::string& file, int line, const std::string& what) {
   const std::string place = line > 0 ? ":" + std::to_string(line) : "";
-  throw SetupError(CKR_GENERAL_ERROR, file.string() + place + ": " + what);
+  throw SetupError(CKR_GENERAL_ERROR, file + place + ": " + what);
 }
 
-Config ParseConfig(const std::filesystem::path& file, std::string_view contents) {
+Config ParseConfig(const std::string& file, std::string_view contents) {
   Parser parser(file);
   if (contents.starts_with(kByteOrderMark)) contents.remove_prefix(kByteOrderMark.size());
   while (!contents.empty()) {

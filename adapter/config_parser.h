@@ -2,7 +2,6 @@
 #ifndef KELVRIN_ADAPTER_CONFIG_PARSER_H_
 #define KELVRIN_ADAPTER_CONFIG_PARSER_H_
 
-#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -10,13 +9,13 @@
 
 namespace kelvrin::adapter {
 
-// Parses the contents of the configuration `file`, whose folder a relative module path starts at.
-// Throws SetupError with CKR_GENERAL_ERROR.
-Config ParseConfig(const std::filesystem::path& file, std::string_view contents);
+// Parses the contents of the configuration `file`, an absolute path, whose folder a relative module
+// path starts at. Throws SetupError with CKR_GENERAL_ERROR.
+Config ParseConfig(const std::string& file, std::string_view contents);
 
 // Throws the SetupError that says `what` about a line of the file, or about the file as a whole
 // when the line is 0.
-[[noreturn]] void FailConfig(const std::filesystem::path& file, int line, const std::string& what);
+[[noreturn]] void FailConfig(const std::string& file, int line, const std::string& what);
 
 }  // namespace kelvrin::adapter
 

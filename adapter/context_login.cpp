@@ -3,35 +3,40 @@
 #include "adapter/search_memory.h"
 
 namespace kelvrin::adapter {
+namespace {
+
+// Whether the module knows no such logins, and so has not looked at the PIN.
+bool IsUnknown(CK_RV result) {
+  return result == CKR_USER_TYPE_INVALID || result == CKR_USER_ALREADY_LOGGED_IN;
+}
+
+}  // namespace
 
 void ContextLogin::Keep(const CK_BYTE* pin, CK_ULONG size) {
-  token_ = ReadTokenIdentity(inner_, slot_);
-  if (token_) {
-    pin_.Keep(pin, size);
-  } else {
-    pin_.Wipe();
-  }
+  Wipe();
+  const std::optional<std::string> token = ReadTokenIdentity(inner_, slot_);
+  if (!token) return;
+  kept_->pin.Keep(pin, size);
+  kept_->token = token;
 }
 
-void ContextLogin::Wipe() {
-  pin_.Wipe();
-  token_.reset();
-}
-
-// Whether a wrong PIN now would be the last one.
-bool ContextLogin::IsNearlyLocked() const {
+// Whether there is a PIN, this token has accepted it, and a wrong one would not be the last.
+bool ContextLogin::IsUsable() const {
+  if (!has_pin() || ReadTokenIdentity(inner_, slot_) != kept_->token) return false;
   CK_TOKEN_INFO info = {};
-  return inner_.C_GetTokenInfo(slot_, &info) != CKR_OK ||
-         (info.flags & (CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED)) != 0;
+  return inner_.C_GetTokenInfo(slot_, &info) == CKR_OK &&
+         (info.flags & (CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED)) == 0;
 }
 
 CK_RV ContextLogin::LogIn(CK_SESSION_HANDLE session) {
-  if (ReadTokenIdentity(inner_, slot_) != token_ || IsNearlyLocked()) {
-    Wipe();
-    return CKR_USER_NOT_LOGGED_IN;
+  CK_RV result = CKR_USER_NOT_LOGGED_IN;
+  if (IsUsable()) {
+    KeptPin& pin = kept_->pin;
+    result = inner_.C_Login(session, CKU_CONTEXT_SPECIFIC, pin.data(), pin.size());
   }
-  const CK_RV result = inner_.C_Login(session, CKU_CONTEXT_SPECIFIC, pin_.data(), pin_.size());
-  if (result != CKR_OK) Wipe();
+  if (result == CKR_OK || IsUnknown(result)) return CKR_OK;
+  Wipe();
+  wants_logout_ = true;
   return result;
 }
 

@@ -20,14 +20,33 @@ class ContextLoginTest : public testing::Test {
   ContextLogin login_{functions_, 7};
 };
 
-TEST_F(ContextLoginTest, WithoutALoginThereIsNoPin) { EXPECT_FALSE(login_.has_pin()); }
+TEST_F(ContextLoginTest, WithoutALoginThereIsNoPinAndTheTokenIsToBeLoggedOut) {
+  EXPECT_FALSE(login_.has_pin());
+  EXPECT_FALSE(login_.TakeLogoutRequest());
+  EXPECT_EQ(login_.LogIn(5), CKR_USER_NOT_LOGGED_IN);
+  EXPECT_EQ(fake_.Calls("C_Login"), 0u);
+  EXPECT_TRUE(login_.TakeLogoutRequest());
+  EXPECT_FALSE(login_.TakeLogoutRequest());
+}
 
 TEST_F(ContextLoginTest, WrongPinIsNeverTriedAgain) {
   Keep("1234");
   fake_.FailNext("C_Login", CKR_PIN_INCORRECT);
   EXPECT_EQ(login_.LogIn(5), CKR_PIN_INCORRECT);
   EXPECT_FALSE(login_.has_pin());
+  EXPECT_TRUE(login_.TakeLogoutRequest());
+  EXPECT_EQ(login_.LogIn(5), CKR_USER_NOT_LOGGED_IN);
   EXPECT_EQ(fake_.Calls("C_Login"), 1u);
+}
+
+TEST_F(ContextLoginTest, ModuleThatKnowsNoSuchLoginsIsLeftToItself) {
+  Keep("1234");
+  for (const CK_RV result : {CKR_USER_TYPE_INVALID, CKR_USER_ALREADY_LOGGED_IN}) {
+    fake_.FailNext("C_Login", result);
+    EXPECT_EQ(login_.LogIn(5), CKR_OK);
+    EXPECT_TRUE(login_.has_pin());
+    EXPECT_FALSE(login_.TakeLogoutRequest());
+  }
 }
 
 TEST_F(ContextLoginTest, PinIsNotTriedOnAnotherCard) {

@@ -10,6 +10,12 @@ constexpr std::size_t kMaxKeys = 32;
 
 }  // namespace
 
+void DerivedKeys::BelongTo(const std::optional<std::string>& token) {
+  if (token == token_) return;
+  keys_.clear();
+  token_ = token;
+}
+
 std::optional<CK_OBJECT_HANDLE> DerivedKeys::Remember(CK_OBJECT_HANDLE key) {
   std::optional<CK_OBJECT_HANDLE> dropped = Take();
   if (!dropped && keys_.size() == kMaxKeys) {

@@ -5,6 +5,7 @@
 #include <p11-kit/pkcs11.h>
 
 #include <optional>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -15,6 +16,10 @@ namespace kelvrin::adapter {
 // thread's next one. Each has its own, so that no thread destroys what another is about to read.
 class DerivedKeys {
  public:
+  // To be called before the others with the identity of the token in the slot: what was derived on
+  // another is forgotten, since its handles mean nothing there.
+  void BelongTo(const std::optional<std::string>& token);
+
   // Remembers the calling thread's object. Returns one that is to be destroyed since too many
   // threads left theirs, or nothing.
   std::optional<CK_OBJECT_HANDLE> Remember(CK_OBJECT_HANDLE key);
@@ -28,6 +33,7 @@ class DerivedKeys {
   void Clear() { keys_.clear(); }
 
  private:
+  std::optional<std::string> token_;
   std::vector<std::pair<std::thread::id, CK_OBJECT_HANDLE>> keys_;  // the oldest first
 };
 

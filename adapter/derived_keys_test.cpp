@@ -49,6 +49,20 @@ TEST(DerivedKeysTest, ObjectThatItsCallerDestroysIsForgotten) {
   EXPECT_FALSE(keys.Take());
 }
 
+TEST(DerivedKeysTest, ObjectsOfAnotherTokenAreForgotten) {
+  DerivedKeys keys;
+  for (const std::optional<std::string>& token :
+       {std::optional<std::string>("one"), std::optional<std::string>("two"),
+        std::optional<std::string>()}) {
+    keys.BelongTo(token);
+    EXPECT_FALSE(keys.Take());
+    keys.Remember(5);
+    keys.BelongTo(token);
+    EXPECT_EQ(keys.Take(), 5u);
+    keys.Remember(6);
+  }
+}
+
 TEST(DerivedKeysTest, ObjectsOfThreadsThatAreGoneDoNotPileUp) {
   DerivedKeys keys;
   LivingThreads threads;

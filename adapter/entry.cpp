@@ -3,12 +3,11 @@
 #include <pthread.h>
 
 #include <atomic>
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 
 #include "adapter/config.h"
+#include "adapter/file_path.h"
 #include "adapter/inner_module.h"
 #include "adapter/own_library.h"
 #include "adapter/setup_error.h"
@@ -17,7 +16,7 @@ namespace kelvrin::adapter {
 namespace {
 
 // Never destroyed, all of it: the program may call until its very end.
-const std::filesystem::path* library = nullptr;
+const std::string* library = nullptr;
 std::atomic<ProcessAdapter*> current = nullptr;
 Copy copy;
 
@@ -30,10 +29,14 @@ void StartAfresh() {
 
 // As the library is loaded, when no other thread can fork in the midst of it, and before the
 // program can change its working folder, since the path may be relative to that.
+//
+// From here on the image stays: function lists kept too long never point into nothing, nor does the
+// system's list of what a fork calls.
 __attribute__((constructor)) void Load() {
+  StayMapped();
   pthread_atfork(nullptr, nullptr, StartAfresh);
   try {
-    library = new std::filesystem::path(OwnLibrary());
+    library = new std::string(OwnLibrary());
   } catch (...) {
     library = nullptr;  // C_GetFunctionList tells
   }
@@ -43,10 +46,9 @@ Backend OpenBackend() {
   Backend backend;
   backend.config = ReadConfig(ConfigFileOf(*library));
   const Config& config = backend.config;
-  std::error_code ignored;
-  if (std::filesystem::equivalent(config.module, *library, ignored)) {
+  if (IsSameFile(config.module, *library)) {
     throw SetupError(CKR_FUNCTION_FAILED,
-                     config.file.string() + ":" + std::to_string(config.module_line) +
+                     config.file + ":" + std::to_string(config.module_line) +
                          ": the module is the adapter itself; name the module to put behind it");
   }
   backend.functions = LoadInnerModule(config);
@@ -58,8 +60,7 @@ Backend OpenBackend() {
 bool KnowsItself() { return library != nullptr; }
 
 ProcessAdapter::ProcessAdapter()
-    : shared(DecideState(copy, FindLoadedCopies(library->string()))),
-      adapter(OpenBackend, &shared.uses) {}
+    : shared(DecideState(copy, FindLoadedCopies(*library))), adapter(OpenBackend, &shared.uses) {}
 
 ProcessAdapter* CurrentAdapter() { return current.load(); }
 
@@ -82,6 +83,6 @@ Turn::Turn(ProcessAdapter& process) : outer_(inside_) {
 }  // namespace kelvrin::adapter
 
 extern "C" __attribute__((visibility("default"))) kelvrin::adapter::Copy*
-kelvrin_adapter_shared_1() {
+kelvrin_adapter_shared_2() {
   return &kelvrin::adapter::copy;
 }

@@ -54,7 +54,7 @@ template <typename Action>
 CK_RV Enter(ProcessAdapter& process, const Action& action) {
   const Turn turn(process);
   if (!turn.IsGranted()) return CKR_FUNCTION_FAILED;
-  process.adapter.DropLostModule();
+  process.adapter.CatchUp();
   return action(process.adapter);
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <limits>
 #include <string>
 
@@ -185,6 +186,61 @@ TEST_F(ForwardedTest, ModuleThatCallsBackIsRefusedAndTheCallGoesOn) {
   };
   EXPECT_TRUE(Signs(card_));
   EXPECT_EQ(answer, CKR_FUNCTION_FAILED);
+}
+
+CK_OBJECT_HANDLE handed_out = 0;
+
+// The caller means by a handle what he made last, not what he once searched for.
+TEST_F(ForwardedTest, HandleThatTheModuleGivesOutAgainIsTheNewObjects) {
+  Start();
+  CK_FUNCTION_LIST module = *softhsm_;
+  module.C_CreateObject = [](CK_SESSION_HANDLE, CK_ATTRIBUTE*, CK_ULONG,
+                             CK_OBJECT_HANDLE* object) -> CK_RV {
+    *object = handed_out;
+    return CKR_OK;
+  };
+  module.C_GenerateKeyPair = [](CK_SESSION_HANDLE, CK_MECHANISM*, CK_ATTRIBUTE*, CK_ULONG,
+                                CK_ATTRIBUTE*, CK_ULONG, CK_OBJECT_HANDLE* public_key,
+                                CK_OBJECT_HANDLE* private_key) -> CK_RV {
+    *public_key = 4711;
+    *private_key = handed_out;
+    return CKR_OK;
+  };
+  const auto create = [&](CK_OBJECT_HANDLE handle) {
+    handed_out = handle;
+    return p11()->C_CreateObject(card_.session, nullptr, 0, &handle);
+  };
+  const auto generate = [&](CK_OBJECT_HANDLE handle) {
+    handed_out = handle;
+    CK_MECHANISM mechanism = {CKM_EC_KEY_PAIR_GEN, nullptr, 0};
+    CK_OBJECT_HANDLE public_key = 0;
+    return p11()->C_GenerateKeyPair(card_.session, &mechanism, nullptr, 0, nullptr, 0, &public_key,
+                                    &handle);
+  };
+  watch_.behind = &module;
+  CK_BYTE id = 2;
+  for (const auto& make : {std::function<CK_RV(CK_OBJECT_HANDLE)>(create),
+                           std::function<CK_RV(CK_OBJECT_HANDLE)>(generate)}) {
+    const CK_OBJECT_HANDLE key = card_.Find(CKO_PRIVATE_KEY, id);
+    CK_ATTRIBUTE new_id = {CKA_ID, &++id, sizeof(id)};
+    ASSERT_EQ(softhsm_->C_SetAttributeValue(card_.session, key, &new_id, 1), CKR_OK);
+    EXPECT_EQ(make(key_), CKR_OK);
+    EXPECT_EQ(card_.SignInit(CKM_ECDSA, key), CKR_KEY_HANDLE_INVALID) << "searched for by its id";
+    EXPECT_EQ(make(key), CKR_OK);
+    Bytes signature;
+    EXPECT_EQ(card_.SignInit(CKM_ECDSA, key), CKR_OK);
+    EXPECT_EQ(card_.Sign(Bytes(32, 7), &signature), CKR_OK);
+  }
+  watch_.behind = softhsm_;
+}
+
+TEST_F(ForwardedTest, KeyThatGotAnotherIdFromItsCallerSigns) {
+  Start();
+  const CK_OBJECT_HANDLE key = card_.Find(CKO_PRIVATE_KEY, 2);
+  CK_BYTE id = 9;
+  CK_ATTRIBUTE attribute = {CKA_ID, &id, sizeof(id)};
+  ASSERT_EQ(p11()->C_SetAttributeValue(card_.session, key, &attribute, 1), CKR_OK);
+  EXPECT_EQ(card_.SignInit(CKM_ECDSA, key), CKR_OK);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <thread>
+#include <type_traits>
 
 #include "adapter/adapter.h"
 #include "adapter/dual_functions.h"
@@ -25,6 +26,13 @@ struct Changed<Method> {
   }
 };
 
+// A new object's handle, the only pointer to a number among such arguments, may have been another
+// object's.
+template <typename Argument>
+void TakeNewAsItIs(Adapter& adapter, Argument argument) {
+  if constexpr (std::is_same_v<Argument, CK_OBJECT_HANDLE*>) adapter.TakeAsItIs(*argument);
+}
+
 // A forwarded entry that begins with a session.
 template <auto Forward>
 struct ForSession;
@@ -37,11 +45,21 @@ struct ForSession<Forward> {
   static CK_RV Call(CK_SESSION_HANDLE session, Rest... rest) noexcept {
     return Locked([&](Adapter& adapter) { return Do(adapter, session, rest...); });
   }
+  // Whatever comes of it, the token may have another PIN.
+  static CK_RV CallAndWipePin(CK_SESSION_HANDLE session, Rest... rest) noexcept {
+    return Locked([&](Adapter& adapter) {
+      const CK_RV result = Do(adapter, session, rest...);
+      adapter.WipePinOf(session);
+      adapter.ForgetObjects();
+      return result;
+    });
+  }
   // Whatever comes of it, what was learnt of the token's objects may be true no longer.
   static CK_RV CallAndForget(CK_SESSION_HANDLE session, Rest... rest) noexcept {
     return Locked([&](Adapter& adapter) {
       const CK_RV result = Do(adapter, session, rest...);
       adapter.ForgetObjects();
+      if (result == CKR_OK) (TakeNewAsItIs(adapter, rest), ...);
       return result;
     });
   }
@@ -59,9 +77,11 @@ struct ForSlot<Forward> {
   static CK_RV Call(CK_SLOT_ID slot, Rest... rest) noexcept {
     return Locked([&](Adapter& adapter) { return Do(adapter, slot, rest...); });
   }
+  // Whatever comes of it, the token may have another PIN, and other objects.
   static CK_RV CallAndForget(CK_SLOT_ID slot, Rest... rest) noexcept {
     return Locked([&](Adapter& adapter) {
       const CK_RV result = Do(adapter, slot, rest...);
+      adapter.WipePinIn(slot);
       adapter.ForgetObjects();
       return result;
     });
@@ -165,8 +185,8 @@ CK_FUNCTION_LIST function_list = {
     .C_GetMechanismList = Changed<&Adapter::GetMechanismList>::Call,
     .C_GetMechanismInfo = ForSlot<Forwarded<&List::C_GetMechanismInfo>::Record>::Call,
     .C_InitToken = ForSlot<Forwarded<&List::C_InitToken>::Plain>::CallAndForget,
-    .C_InitPIN = ForSession<Forwarded<&List::C_InitPIN>::Plain>::CallAndForget,
-    .C_SetPIN = ForSession<Forwarded<&List::C_SetPIN>::Plain>::CallAndForget,
+    .C_InitPIN = ForSession<Forwarded<&List::C_InitPIN>::Plain>::CallAndWipePin,
+    .C_SetPIN = ForSession<Forwarded<&List::C_SetPIN>::Plain>::CallAndWipePin,
     .C_OpenSession = Changed<&Adapter::OpenSession>::Call,
     .C_CloseSession = Changed<&Adapter::CloseSession>::Call,
     .C_CloseAllSessions = Changed<&Adapter::CloseAllSessions>::Call,
@@ -180,7 +200,7 @@ CK_FUNCTION_LIST function_list = {
     .C_DestroyObject = Changed<&Adapter::DestroyObject>::Call,
     .C_GetObjectSize = ForSession<Forwarded<&List::C_GetObjectSize>::Record>::Call,
     .C_GetAttributeValue = Changed<&Adapter::GetAttributeValue>::Call,
-    .C_SetAttributeValue = ForSession<Forwarded<&List::C_SetAttributeValue>::Plain>::CallAndForget,
+    .C_SetAttributeValue = Changed<&Adapter::SetAttributeValue>::Call,
     .C_FindObjectsInit = Changed<&Adapter::FindObjectsInit>::Call,
     .C_FindObjects = Changed<&Adapter::FindObjects>::Call,
     .C_FindObjectsFinal = Changed<&Adapter::FindObjectsFinal>::Call,

@@ -1,6 +1,9 @@
 // Bringing the adapter up and down.
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <vector>
+
 #include "adapter/setup_error.h"
 #include "adapter/testing/adapter_fixture.h"
 #include "adapter/text_fields.h"
@@ -33,6 +36,26 @@ TEST_F(InitialiseTest, InitialisesWithTheSystemsLocks) {
   ASSERT_TRUE(fake_.initialize_arguments);
   EXPECT_EQ(fake_.initialize_arguments->flags, CKF_OS_LOCKING_OK);
   EXPECT_EQ(fake_.initialize_arguments->pReserved, nullptr);
+}
+
+TEST_F(InitialiseTest, CallerThatAllowsNoThreadsIsObeyedWhereThatCanBe) {
+  CK_C_INITIALIZE_ARGS arguments = {};
+  arguments.flags = CKF_LIBRARY_CANT_CREATE_OS_THREADS;
+  const auto flags_after = [&](std::vector<CK_RV> refusals) -> std::optional<CK_FLAGS> {
+    for (const CK_RV refusal : refusals) fake_.FailNext("C_Initialize", refusal);
+    EXPECT_EQ(adapter_.Initialize(&arguments), CKR_OK);
+    EXPECT_EQ(adapter_.Finalize(nullptr), CKR_OK);
+    if (!fake_.initialize_arguments) return std::nullopt;
+    return fake_.initialize_arguments->flags;
+  };
+  constexpr CK_RV kThreads = CKR_NEED_TO_CREATE_THREADS;
+  EXPECT_EQ(flags_after({}), CKF_OS_LOCKING_OK | CKF_LIBRARY_CANT_CREATE_OS_THREADS);
+  EXPECT_EQ(flags_after({kThreads}), CKF_OS_LOCKING_OK);
+  EXPECT_EQ(flags_after({CKR_CANT_LOCK}), CKF_LIBRARY_CANT_CREATE_OS_THREADS);
+  EXPECT_EQ(flags_after({kThreads, CKR_CANT_LOCK}), std::nullopt);
+  EXPECT_EQ(flags_after({kThreads, kThreads}), std::nullopt);
+  arguments.flags = 0;
+  EXPECT_EQ(flags_after({}), CKF_OS_LOCKING_OK);
 }
 
 TEST_F(InitialiseTest, ModuleThatCannotLockIsInitialisedWithNull) {
@@ -97,11 +120,11 @@ TEST_F(InitialiseTest, AdapterWhoseModuleAnotherBroughtUpAnewIsNotInitialised) {
   Adapter second(open, &uses);
   ASSERT_EQ(first.Initialize(nullptr), CKR_OK);
   ASSERT_EQ(second.Initialize(nullptr), CKR_OK);
-  second.DropLostModule();
+  second.CatchUp();
   EXPECT_TRUE(second.Has(Rule::kOneSlot));
   fake_.initialized = false;
   ASSERT_EQ(first.Initialize(nullptr), CKR_OK);
-  second.DropLostModule();
+  second.CatchUp();
   EXPECT_FALSE(second.Has(Rule::kOneSlot));
   EXPECT_EQ(second.Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
   EXPECT_TRUE(fake_.initialized);

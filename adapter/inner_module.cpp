@@ -22,8 +22,8 @@ void Complete(CK_RV (*&entry)(Arguments...), CK_RV (*offered)(Arguments...)) {
 
 [[noreturn]] void Fail(const Config& config, const std::string& why) {
   throw SetupError(CKR_FUNCTION_FAILED,
-                   config.file.string() + ":" + std::to_string(config.module_line) + ": module '" +
-                       config.module.string() + "' " + why +
+                   config.file + ":" + std::to_string(config.module_line) + ": module '" +
+                       config.module + "' " + why +
                        "; name a PKCS#11 version 2 module that this system can load");
 }
 

@@ -6,14 +6,22 @@
 
 #include <functional>
 #include <map>
+#include <memory>
+
+#include "adapter/context_login.h"
+#include "adapter/session_handles.h"
 
 namespace kelvrin::adapter {
 
 // One module's users in this process.
 struct ModuleUse {
-  unsigned users = 0;       // adapters that are initialised over it
-  unsigned generation = 0;  // how often it was brought up; what is older is gone
-  bool is_ours = false;     // brought up by an adapter, and so finalised by the last one
+  unsigned users = 0;           // adapters that are initialised over it
+  unsigned generation = 0;      // how often it was brought up; what is older is gone
+  bool is_ours = false;         // brought up by an adapter, and so finalised by the last one
+  unsigned object_changes = 0;  // what any of them did to the objects, or to who sees them
+  SessionHandles sessions;      // that they have opened
+  // The PINs of the tokens in the slots, owned by those who use them.
+  std::map<CK_SLOT_ID, std::weak_ptr<TokenPin>> pins;
 };
 
 // By the address of the module's C_Initialize.
@@ -48,11 +56,29 @@ class InnerUse {
   // Leaves; true when the module is to be finalised now.
   bool Leave();
 
+  // The rest is for those who have joined.
+
+  // The sessions that all who use the module have opened. Stays valid as long as the counts.
+  SessionHandles& sessions() { return use_->sessions; }
+
+  // The PIN of the token in the slot, the same for all who use the module: so is the login.
+  std::shared_ptr<TokenPin> PinOf(CK_SLOT_ID slot);
+
+  // Wipes it, whoever has it.
+  void WipePinOf(CK_SLOT_ID slot);
+
+  // Tells the others that objects may be others now, or others may be seen.
+  void NoteObjectChange();
+
+  // Whether one of the others has noted that since this was last asked.
+  bool HaveOthersChangedObjects();
+
  private:
   ModuleUses alone_;
   ModuleUses* uses_;
   ModuleUse* use_ = nullptr;
   unsigned generation_ = 0;
+  unsigned object_changes_ = 0;  // own ones, and others' as far as they are known
 };
 
 }  // namespace kelvrin::adapter

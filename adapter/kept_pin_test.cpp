@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -127,6 +129,62 @@ TEST(KeptPinTest, PinIsACopy) {
   pin = "0000";
   EXPECT_EQ(Text(kept), "1234");
 }
+
+#ifdef __linux__
+// What the system knows of the memory at `place`: two letters a flag.
+std::string MemoryFlags(const void* place) {
+  std::ifstream maps("/proc/self/smaps");
+  const auto wanted = reinterpret_cast<std::uintptr_t>(place);
+  bool is_here = false;
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream words(line);
+    std::uintptr_t from = 0;
+    std::uintptr_t to = 0;
+    char dash = 0;
+    // Each memory begins with its addresses.
+    if (words >> std::hex >> from >> dash >> to && dash == '-') {
+      is_here = from <= wanted && wanted < to;
+    }
+    if (is_here && line.starts_with("VmFlags:")) return line + " ";
+  }
+  return "";
+}
+
+bool HasFlag(const std::string& flags, const std::string& flag) {
+  return flags.find(" " + flag + " ") != std::string::npos;
+}
+
+// Whether the system lets this process lock memory.
+bool MayLock() {
+  const CK_BYTE byte = 0;
+  if (mlock(&byte, 1) != 0) return false;
+  munlock(&byte, 1);
+  return true;
+}
+
+TEST(KeptPinTest, MemoryIsLockedAndNeitherDumpedNorGivenToTheChildOfAFork) {
+  KeptPin kept;
+  for (const std::string pin : {"1234", "56"}) {
+    Keep(kept, pin);
+    const std::string flags = MemoryFlags(kept.data());
+    EXPECT_EQ(HasFlag(flags, "lo"), MayLock()) << flags;
+    EXPECT_TRUE(HasFlag(flags, "dd")) << flags;
+    EXPECT_TRUE(HasFlag(flags, "wf")) << flags;
+    kept.Wipe();
+  }
+}
+
+TEST(KeptPinTest, ChildOfAForkHasNoPin) {
+  KeptPin kept;
+  Keep(kept, "1234");
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) _exit(kept.has_pin() ? 1 : 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+#endif
 
 }  // namespace
 }  // namespace kelvrin::adapter

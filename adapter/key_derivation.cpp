@@ -66,4 +66,18 @@ CK_RV DeriveReadableKey(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session
   return second == CKR_OK ? second : result;
 }
 
+void DestroyDerivedKey(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
+                       CK_OBJECT_HANDLE key) {
+  CK_OBJECT_CLASS object_class = CKO_VENDOR_DEFINED;
+  CK_BBOOL is_on_token = CK_TRUE;
+  std::array<CK_ATTRIBUTE, 2> attributes = {{
+      {CKA_CLASS, &object_class, sizeof(object_class)},
+      {CKA_TOKEN, &is_on_token, sizeof(is_on_token)},
+  }};
+  const CK_RV result =
+      inner.C_GetAttributeValue(session, key, attributes.data(), attributes.size());
+  if (result != CKR_OK || object_class != CKO_SECRET_KEY || is_on_token != CK_FALSE) return;
+  inner.C_DestroyObject(session, key);
+}
+
 }  // namespace kelvrin::adapter

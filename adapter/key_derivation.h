@@ -14,6 +14,11 @@ CK_RV DeriveReadableKey(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session
                         const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE base_key,
                         CK_OBJECT_HANDLE* key);
 
+// Destroys an object that DeriveReadableKey made. The handle may stand for something else by now:
+// what is not a session's secret key, or does not say so, is left alone.
+void DestroyDerivedKey(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
+                       CK_OBJECT_HANDLE key);
+
 }  // namespace kelvrin::adapter
 
 #endif  // KELVRIN_ADAPTER_KEY_DERIVATION_H_

@@ -42,6 +42,13 @@ void KeyOperation::Close() {
   worker_.Close();
 }
 
+bool KeyOperation::CloseIdleWorker() {
+  // With its result here the module has nothing of the operation any more.
+  const bool is_idle = worker_.is_own() && (!kind_ || has_result_);
+  if (is_idle) worker_.Close();
+  return is_idle;
+}
+
 CK_RV KeyOperation::Fail(CK_RV result) {
   Close();
   // The card may be another one by now.
@@ -57,10 +64,7 @@ std::optional<CK_SESSION_HANDLE> KeyOperation::ActiveSession() const {
 // A thread whose operation another one has replaced must not run that one in its place.
 bool KeyOperation::IsUnderWay(OperationKind kind) {
   const auto self = std::this_thread::get_id();
-  if (displaced_ == self && owner_ != self) {
-    displaced_ = {};
-    return false;
-  }
+  if (owner_ != self && displaced_.erase(self) != 0) return false;
   return kind_ == kind;
 }
 
@@ -76,25 +80,21 @@ CK_RV KeyOperation::Init(OperationKind kind, CK_MECHANISM* mechanism, CK_OBJECT_
   if (kind_ && !replaceable_) return CKR_OPERATION_ACTIVE;
   if (mechanism == nullptr) return CKR_ARGUMENTS_BAD;
   const auto self = std::this_thread::get_id();
-  if (kind_ && owner_ != self) displaced_ = owner_;
+  if (kind_ && owner_ != self) displaced_.insert(owner_);
   if (kind_) Close();
   const CK_RV result = BeginWithCurrent(kind, *mechanism, key);
   if (result != CKR_OK) return Fail(result);
   kind_ = kind;
   owner_ = self;
-  if (displaced_ == self) displaced_ = {};
+  displaced_.erase(self);
   return CKR_OK;
 }
 
 // Begins with the key that the caller means, which may have another handle by now.
 CK_RV KeyOperation::BeginWithCurrent(OperationKind kind, const CK_MECHANISM& mechanism,
                                      CK_OBJECT_HANDLE key) {
-  const CK_OBJECT_HANDLE current = objects_->Current(session_, key);
-  if (current == CK_INVALID_HANDLE) return CKR_KEY_HANDLE_INVALID;
-  const CK_RV result = Begin(kind, mechanism, current);
-  if (result != CKR_KEY_HANDLE_INVALID && result != CKR_OBJECT_HANDLE_INVALID) return result;
-  const CK_OBJECT_HANDLE again = objects_->FindAgain(session_, current);
-  return again == CK_INVALID_HANDLE ? result : Begin(kind, mechanism, again);
+  return objects_->WithCurrent(
+      session_, key, [&](CK_OBJECT_HANDLE current) { return Begin(kind, mechanism, current); });
 }
 
 CK_RV KeyOperation::Begin(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key) {
@@ -102,7 +102,7 @@ CK_RV KeyOperation::Begin(OperationKind kind, const CK_MECHANISM& mechanism, CK_
   CK_MECHANISM asked = mechanism;
   form_ = FormOf(kind, asked.mechanism);
   const bool may_lack = asked.mechanism == CKM_RSA_X_509 && rules.Has(Rule::kMissingRawRsa);
-  const bool may_log_in = rules.Has(Rule::kContextLogin) && login_->has_pin();
+  const bool may_log_in = rules.Has(Rule::kContextLogin);
   KeyFacts facts;
   if (form_ != Form::kPlain || may_lack || may_log_in) {
     facts = objects_->Facts(session_, key, !IsEcdsaMechanism(asked.mechanism));
@@ -194,6 +194,7 @@ CK_RV KeyOperation::Final(OperationKind kind, CK_BYTE* output, CK_ULONG* output_
   if (!IsUnderWay(kind)) return CKR_OPERATION_NOT_INITIALIZED;
   if (output_size == nullptr) return Fail(CKR_ARGUMENTS_BAD);
   if (has_result_) return Deliver(output, output_size);
+  if (!TakesParts()) return Fail(CKR_FUNCTION_NOT_SUPPORTED);
   return Finish(
       [&](CK_BYTE* room, CK_ULONG* room_size) {
         return kind == OperationKind::kSign
@@ -274,6 +275,7 @@ CK_RV KeyOperation::Deliver(CK_BYTE* output, CK_ULONG* output_size) {
 CK_RV KeyOperation::SignUpdate(CK_BYTE* part, CK_ULONG size) {
   if (!IsUnderWay(OperationKind::kSign)) return CKR_OPERATION_NOT_INITIALIZED;
   if (part == nullptr && size != 0) return Fail(CKR_ARGUMENTS_BAD);
+  if (!TakesParts()) return Fail(CKR_FUNCTION_NOT_SUPPORTED);
   CK_BYTE nothing = 0;
   const CK_RV result =
       inner_->C_SignUpdate(worker_.handle(), part != nullptr ? part : &nothing, size);
@@ -284,14 +286,13 @@ CK_RV KeyOperation::DecryptUpdate(CK_BYTE* part, CK_ULONG size, CK_BYTE* output,
                                   CK_ULONG* output_size) {
   if (!IsUnderWay(OperationKind::kDecrypt)) return CKR_OPERATION_NOT_INITIALIZED;
   if (output_size == nullptr || (part == nullptr && size != 0)) return Fail(CKR_ARGUMENTS_BAD);
+  if (!TakesParts()) return Fail(CKR_FUNCTION_NOT_SUPPORTED);
   const CK_ULONG room = *output_size;
   CK_BYTE nothing = 0;
   const CK_RV result = inner_->C_DecryptUpdate(worker_.handle(), part != nullptr ? part : &nothing,
                                                size, output, output_size);
-  if (result == CKR_BUFFER_TOO_SMALL) {
-    replaceable_ = true;
-    return result;
-  }
+  replaceable_ = result == CKR_BUFFER_TOO_SMALL;
+  if (replaceable_) return result;
   if (result == CKR_OK && output != nullptr && *output_size > room) {
     *output_size = 0;
     return Fail(CKR_DEVICE_ERROR);

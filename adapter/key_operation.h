@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <set>
 #include <thread>
 
 #include "adapter/context_login.h"
@@ -33,14 +34,14 @@ enum class OperationKind { kSign, kDecrypt };
 class KeyOperation {
  public:
   // The operation of the caller's session `session`, which was opened on the token of `objects`
-  // with `flags`. Both references must outlive the object.
-  KeyOperation(TokenObjects& objects, ContextLogin& login, CK_SESSION_HANDLE session,
-               CK_FLAGS flags)
+  // with `flags`. The references must outlive the object.
+  KeyOperation(TokenObjects& objects, ContextLogin& login, SessionHandles& handles,
+               CK_SESSION_HANDLE session, CK_FLAGS flags)
       : objects_(&objects),
         login_(&login),
         inner_(&objects.inner()),
         session_(session),
-        worker_(objects.inner(), objects.slot(), flags, session,
+        worker_(objects.inner(), handles, objects.slot(), flags, session,
                 objects.rules().Has(Rule::kWorkerSessions)) {}
   ~KeyOperation() { Forget(); }
   KeyOperation(const KeyOperation&) = delete;
@@ -54,7 +55,8 @@ class KeyOperation {
   CK_RV Run(OperationKind kind, const CK_BYTE* input, CK_ULONG input_size, CK_BYTE* output,
             CK_ULONG* output_size);
 
-  // C_SignUpdate.
+  // C_SignUpdate. Like the other functions for parts it is CKR_FUNCTION_NOT_SUPPORTED and ends the
+  // operation where the adapter shapes the input as a whole.
   CK_RV SignUpdate(CK_BYTE* part, CK_ULONG size);
 
   // C_DecryptUpdate.
@@ -69,6 +71,9 @@ class KeyOperation {
   // Ends the operation and closes the worker.
   void Close();
 
+  // Closes a worker that has nothing to do; whether there was one.
+  bool CloseIdleWorker();
+
   // The session on which an operation is under way, for a login that belongs to it.
   std::optional<CK_SESSION_HANDLE> ActiveSession() const;
 
@@ -82,6 +87,7 @@ class KeyOperation {
   Form FormOf(OperationKind kind, CK_MECHANISM_TYPE mechanism) const;
   CK_RV BeginWithCurrent(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key);
   CK_RV Begin(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key);
+  bool TakesParts() const { return form_ == Form::kPlain || form_ == Form::kEcdsaMessage; }
   bool IsEcdsa() const { return form_ == Form::kEcdsaDigest || form_ == Form::kEcdsaMessage; }
   void LearnKeySize(ByteView input);
   CK_RV Shape(ByteView* input, Bytes* shaped) const;
@@ -101,11 +107,11 @@ class KeyOperation {
 
   std::optional<OperationKind> kind_;  // nothing: no operation
   Form form_ = Form::kPlain;
-  std::size_t key_size_ = 0;   // bytes of the modulus or of a coordinate; 0: not known
-  bool replaceable_ = false;   // the last call met a small buffer: a new Init may follow
-  std::thread::id owner_;      // who began the operation
-  std::thread::id displaced_;  // whose operation was replaced by another thread's
-  bool has_result_ = false;    // the module is done, the caller has not got it yet
+  std::size_t key_size_ = 0;             // bytes of the modulus or of a coordinate; 0: not known
+  bool replaceable_ = false;             // the last call met a small buffer: a new Init may follow
+  std::thread::id owner_;                // who began the operation
+  std::set<std::thread::id> displaced_;  // whose operation was replaced by another thread's
+  bool has_result_ = false;              // the module is done, the caller has not got it yet
   Bytes result_;
   Bytes room_;  // where the module writes
 };

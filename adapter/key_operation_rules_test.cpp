@@ -1,6 +1,8 @@
 // Key operations on modules that lack something: raw RSA, a lasting login, valid handles, sessions.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <latch>
 #include <string>
 #include <thread>
 
@@ -129,11 +131,13 @@ TEST_F(KeyOperationRulesTest, FailedLoginForAnOperationEndsItAndIsNotRepeated) {
   fake_.FailNext("C_Login", CKR_PIN_INCORRECT);
   EXPECT_EQ(Init(kSign, CKM_ECDSA, ec_), CKR_PIN_INCORRECT);
   EXPECT_TRUE(fake_.sessions.empty());
-  EXPECT_EQ(Init(kSign, CKM_ECDSA, ec_), CKR_OK) << "the module is to say what it wants";
+  EXPECT_TRUE(login_.TakeLogoutRequest());
+  EXPECT_EQ(Init(kSign, CKM_ECDSA, ec_), CKR_USER_NOT_LOGGED_IN);
+  EXPECT_TRUE(login_.TakeLogoutRequest());
   EXPECT_EQ(fake_.Calls("C_Login"), 1u);
 }
 
-TEST_F(KeyOperationRulesTest, OtherKeysWithoutTheRuleOrWithoutAPinAreNotLoggedInFor) {
+TEST_F(KeyOperationRulesTest, OtherKeysOrWithoutTheRuleAnyAreNotLoggedInFor) {
   LogIn();
   ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
   EXPECT_EQ(Run(kSign, {1}), CKR_OK);
@@ -141,10 +145,8 @@ TEST_F(KeyOperationRulesTest, OtherKeysWithoutTheRuleOrWithoutAPinAreNotLoggedIn
   rules_.SwitchOff(Rule::kContextLogin);
   ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
   EXPECT_EQ(Run(kSign, {1}), CKR_OK);
-  rules_ = Rules::Extension();
-  login_.Wipe();
-  ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
   EXPECT_EQ(fake_.Calls("C_Login"), 0u);
+  EXPECT_FALSE(login_.TakeLogoutRequest());
 }
 
 TEST_F(KeyOperationRulesTest, RefusedHandleIsReplacedByTheSameKeysNewOne) {
@@ -176,6 +178,67 @@ TEST_F(KeyOperationRulesTest, ThreadWhoseOperationWasReplacedDoesNotRunTheOther)
   std::thread([&] { EXPECT_EQ(Run(kSign, {1}), CKR_OK); }).join();
   EXPECT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
   EXPECT_EQ(Run(kSign, {1}), CKR_OK);
+}
+
+TEST_F(KeyOperationRulesTest, NoneOfTheThreadsWhoseOperationsWereReplacedRunsTheLast) {
+  ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
+  ASSERT_EQ(Run(kSign, {1}, 2), CKR_BUFFER_TOO_SMALL);
+  std::latch replaced(1);
+  std::latch done(1);
+  std::thread second([&] {
+    EXPECT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
+    EXPECT_EQ(Run(kSign, {1}, 2), CKR_BUFFER_TOO_SMALL);
+    replaced.count_down();
+    done.wait();
+    EXPECT_EQ(Run(kSign, {1}), CKR_OPERATION_NOT_INITIALIZED);
+  });
+  replaced.wait();
+  std::thread([&] { EXPECT_EQ(Init(kSign, CKM_RSA_X_509, rsa_), CKR_OK); }).join();
+  EXPECT_EQ(Run(kSign, {1}), CKR_OPERATION_NOT_INITIALIZED);
+  done.count_down();
+  second.join();
+  EXPECT_EQ(fake_.Calls("C_Sign"), 2u) << "the third thread's is still to come";
+}
+
+TEST_F(KeyOperationRulesTest, PartsAreRefusedWhereTheInputIsShapedAsAWhole) {
+  struct Case {
+    OperationKind kind;
+    CK_MECHANISM_TYPE mechanism;
+    CK_OBJECT_HANDLE key;
+    bool lacks_raw_rsa;
+  };
+  const Case cases[] = {
+      {kSign, CKM_ECDSA, ec_, false},         {kSign, CKM_ECDSA_SHA1, ec_, false},
+      {kSign, CKM_RSA_X_509, rsa_, false},    {kSign, CKM_RSA_X_509, rsa_, true},
+      {kDecrypt, CKM_RSA_X_509, rsa_, false}, {kDecrypt, CKM_RSA_X_509, rsa_, true}};
+  for (const auto& [kind, mechanism, key, lacks_raw_rsa] : cases) {
+    objects_.Forget();
+    fake_.slots[0].mechanisms = {CKM_RSA_PKCS, CKM_ECDSA};
+    if (!lacks_raw_rsa) fake_.slots[0].mechanisms.push_back(CKM_RSA_X_509);
+    CK_BYTE part = 1;
+    std::array<CK_BYTE, 300> room = {};
+    CK_ULONG size = room.size();
+    ASSERT_EQ(Init(kind, mechanism, key), CKR_OK);
+    EXPECT_EQ(kind == kSign ? operation_.SignUpdate(&part, 1)
+                            : operation_.DecryptUpdate(&part, 1, room.data(), &size),
+              CKR_FUNCTION_NOT_SUPPORTED);
+    EXPECT_EQ(operation_.Final(kind, room.data(), &size), CKR_OPERATION_NOT_INITIALIZED);
+    ASSERT_EQ(Init(kind, mechanism, key), CKR_OK);
+    EXPECT_EQ(operation_.Final(kind, room.data(), &size), CKR_FUNCTION_NOT_SUPPORTED);
+  }
+  for (const char* const function : {"C_SignUpdate", "C_DecryptUpdate", "C_SignFinal"}) {
+    EXPECT_EQ(fake_.Calls(function), 0u) << function;
+  }
+}
+
+TEST_F(KeyOperationRulesTest, WithoutTheRulesPartsGoToTheModule) {
+  rules_ = Rules::Standard();
+  CK_BYTE part = 1;
+  for (const auto mechanism : {CKM_ECDSA, CKM_RSA_X_509}) {
+    ASSERT_EQ(Init(kSign, mechanism, rsa_), CKR_OK);
+    EXPECT_EQ(operation_.SignUpdate(&part, 1), CKR_OK);
+    operation_.Close();
+  }
 }
 
 TEST_F(KeyOperationRulesTest, OperationMayBeRunOnAnotherThreadThanItsBeginning) {

@@ -204,6 +204,18 @@ TEST_F(KeyOperationTest, DecryptedPartsReachTheCaller) {
   EXPECT_EQ(operation_.DecryptUpdate(&part, 1, room.data(), &size), CKR_DEVICE_ERROR);
 }
 
+TEST_F(KeyOperationTest, DecryptionThatWentOnAfterASmallBufferIsNotReplaced) {
+  ASSERT_EQ(Init(kDecrypt, CKM_RSA_PKCS, rsa_), CKR_OK);
+  std::array<CK_BYTE, 8> room = {};
+  CK_BYTE part = 0x5a;
+  CK_ULONG size = room.size();
+  fake_.FailNext("C_DecryptUpdate", CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(operation_.DecryptUpdate(&part, 1, room.data(), &size), CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(operation_.DecryptUpdate(&part, 1, room.data(), &size), CKR_OK);
+  EXPECT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OPERATION_ACTIVE);
+  EXPECT_EQ(operation_.DecryptUpdate(&part, 1, room.data(), &size), CKR_OK);
+}
+
 TEST_F(KeyOperationTest, ActiveSessionIsTheWorkersWhileAnOperationRuns) {
   EXPECT_FALSE(operation_.ActiveSession());
   ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);

@@ -75,6 +75,27 @@ TEST_F(OtherProcessTest, HandleOfAReplacedKeySignsWithTheNewKeyOfItsId) {
   EXPECT_FALSE(SignsAsBefore(key));
 }
 
+// However often the caller tries.
+TEST_F(OtherProcessTest, HandleOfAKeyThatGotAnotherIdDoesNotSign) {
+  const CK_OBJECT_HANDLE key = card_.Find(CKO_PRIVATE_KEY, kEcId);
+  EXPECT_TRUE(SignsAsBefore(key));
+  Run("--set-id 09 --type privkey --id 02");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(card_.SignInit(CKM_ECDSA, key), CKR_KEY_HANDLE_INVALID);
+}
+
+TEST_F(OtherProcessTest, HandlesOfKeysThatSwappedTheirIdsSignWithTheKeyThatWasAskedFor) {
+  Run("--keypairgen --key-type EC:prime256v1 --id 09 --usage-sign");
+  const CK_OBJECT_HANDLE key = card_.Find(CKO_PRIVATE_KEY, kEcId);
+  const CK_OBJECT_HANDLE other = card_.Find(CKO_PRIVATE_KEY, 9);
+  Run("--set-id 07 --type privkey --id 02");
+  Run("--set-id 02 --type privkey --id 09");
+  Run("--set-id 09 --type privkey --id 07");
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(SignsAsBefore(key)) << i;
+    EXPECT_TRUE(SignsAsBefore(other)) << i;
+  }
+}
+
 TEST_F(OtherProcessTest, KeyThatIsAddedIsFound) {
   EXPECT_EQ(card_.Find(CKO_PRIVATE_KEY, 9), CK_INVALID_HANDLE);
   Run("--keypairgen --key-type EC:prime256v1 --id 09 --usage-sign");

@@ -2,13 +2,18 @@
 #ifndef KELVRIN_ADAPTER_OWN_LIBRARY_H_
 #define KELVRIN_ADAPTER_OWN_LIBRARY_H_
 
-#include <filesystem>
+#include <string>
 
 namespace kelvrin::adapter {
 
 // The absolute path, as it was given to the dynamic linker, of the library (or program) that holds
 // this function. Symbolic links are kept: the name under which the library was opened decides.
-std::filesystem::path OwnLibrary();
+// Throws std::runtime_error when the linker does not know it or the working folder has no path.
+std::string OwnLibrary();
+
+// Keeps the library that holds this function mapped until the process ends, however often it is
+// closed. Where the dynamic linker refuses, nothing changes.
+void StayMapped();
 
 }  // namespace kelvrin::adapter
 

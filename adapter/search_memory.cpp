@@ -46,11 +46,6 @@ bool SearchMemory::IsTrue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
   return found != by_object_.end() && LookAgain(session, *found->second);
 }
 
-bool SearchMemory::IsFresh(CK_OBJECT_HANDLE object) const {
-  const auto found = by_object_.find(object);
-  return found != by_object_.end() && now_() - found->second->second.seen < kObjectTrust;
-}
-
 // Looks at the entry's objects where the last look is too old.
 bool SearchMemory::LookAgain(CK_SESSION_HANDLE session, Entries::value_type& entry) {
   Entry& known = entry.second;
@@ -74,6 +69,11 @@ bool SearchMemory::IsSameToken(Clock::time_point now) {
   if (ReadTokenIdentity(inner_, slot_) != token_) return false;
   token_seen_ = now;
   return true;
+}
+
+std::optional<std::string> SearchMemory::TokenIdentity() {
+  if (!entries_.empty() && IsSameToken(now_())) return token_;
+  return ReadTokenIdentity(inner_, slot_);
 }
 
 void SearchMemory::Learn(const ObjectName& name, Handles found) {

@@ -51,14 +51,15 @@ class SearchMemory {
   // what it was, everything is forgotten.
   bool IsTrue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
 
-  // Whether it is remembered and the last look is not too old.
-  bool IsFresh(CK_OBJECT_HANDLE object) const;
-
   // Remembers what a search has just found. Nothing found is not remembered: what another program
   // adds is to be seen.
   void Learn(const ObjectName& name, Handles found);
 
   void Forget();
+
+  // Serial number and label of the token in the slot; nothing when the module does not tell. Looked
+  // at anew only when nothing is remembered or the last look is too old.
+  std::optional<std::string> TokenIdentity();
 
   bool is_empty() const { return entries_.empty(); }
 

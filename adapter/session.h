@@ -5,11 +5,14 @@
 #include <p11-kit/pkcs11.h>
 
 #include <map>
+#include <memory>
+#include <utility>
 
 #include "adapter/context_login.h"
 #include "adapter/derived_keys.h"
 #include "adapter/key_operation.h"
 #include "adapter/search.h"
+#include "adapter/session_handles.h"
 #include "adapter/token_objects.h"
 
 namespace kelvrin::adapter {
@@ -17,8 +20,8 @@ namespace kelvrin::adapter {
 // What all sessions on one token share.
 struct TokenState {
   TokenState(const CK_FUNCTION_LIST& inner, const Rules& rules, CK_SLOT_ID slot,
-             const SearchMemory::Now& now)
-      : objects(inner, rules, slot, now), login(inner, slot) {}
+             const SearchMemory::Now& now, std::shared_ptr<TokenPin> pin)
+      : objects(inner, rules, slot, now), login(inner, slot, std::move(pin)) {}
 
   // After anything that may have changed who is logged in or which token is there.
   void Forget() {
@@ -34,12 +37,17 @@ struct TokenState {
 using Tokens = std::map<CK_SLOT_ID, TokenState>;
 
 struct Session {
-  Session(TokenState& its_token, CK_SESSION_HANDLE handle, CK_FLAGS flags)
-      : token(its_token), operation(its_token.objects, its_token.login, handle, flags) {}
+  Session(TokenState& its_token, SessionHandles& handles, CK_SESSION_HANDLE handle, CK_FLAGS flags)
+      : token(its_token),
+        held(handles),
+        operation(its_token.objects, its_token.login, handles, handle, flags) {
+    held.Take(handle);
+  }
 
   CK_SLOT_ID slot() const { return token.objects.slot(); }
 
   TokenState& token;
+  HeldSession held;  // not any more when the module has given the handle to somebody else
   KeyOperation operation;
   Searches searches;
   DerivedKeys derived;

@@ -47,7 +47,7 @@ std::string DescribeSlot(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot) {
 std::string NoSlotReport(const CK_FUNCTION_LIST& inner, const Config& config,
                          std::span<const CK_SLOT_ID> slots) {
   const std::string conditions = Conditions(config);
-  std::string report = config.file.string() + ": no slot has an initialised token";
+  std::string report = config.file + ": no slot has an initialised token";
   if (!conditions.empty()) report += " and " + conditions;
   report += "; there is ";
   if (slots.empty()) report += "no slot at all";

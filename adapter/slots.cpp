@@ -167,6 +167,13 @@ CK_RV Slots::Check(CK_SLOT_ID slot) {
   return chosen_ == slot ? CKR_OK : CKR_SLOT_ID_INVALID;
 }
 
+CK_RV Slots::CheckEvent(CK_SLOT_ID slot) {
+  const CK_RV result = Check(slot);
+  if (result != CKR_SLOT_ID_INVALID || !Fits(slot) || (chosen_ && Fits(*chosen_))) return result;
+  const CK_RV chosen = Choose();
+  return chosen == CKR_OK ? Check(slot) : chosen;
+}
+
 CK_RV Slots::GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
   if (info == nullptr) return CKR_ARGUMENTS_BAD;
   CK_RV result = Check(slot);

@@ -41,6 +41,10 @@ class Slots {
   // knows its slots.
   CK_RV Check(CK_SLOT_ID slot);
 
+  // The same for a slot whose token has just come or gone. Where no token is shown, or the one that
+  // was is no longer there, this one is chosen if it fits.
+  CK_RV CheckEvent(CK_SLOT_ID slot);
+
  private:
   bool ShowsAll() const { return !config_.rules.Has(Rule::kOneSlot); }
   CK_RV ListAll(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count) const;

@@ -11,33 +11,6 @@
 namespace kelvrin::adapter {
 namespace {
 
-// What a search asks for, as far as the adapter has something to add.
-struct Wanted {
-  std::optional<CK_OBJECT_CLASS> object_class;
-  std::optional<Bytes> id;
-  bool nothing_else = true;
-};
-
-Wanted Read(std::span<const CK_ATTRIBUTE> attributes) {
-  Wanted wanted;
-  for (const CK_ATTRIBUTE& attribute : attributes) {
-    const auto* value = static_cast<const CK_BYTE*>(attribute.pValue);
-    const bool has_value = value != nullptr || attribute.ulValueLen == 0;
-    if (attribute.type == CKA_CLASS && value != nullptr && !wanted.object_class &&
-        attribute.ulValueLen == sizeof(CK_OBJECT_CLASS)) {
-      CK_OBJECT_CLASS object_class = 0;
-      std::copy_n(value, sizeof(object_class), reinterpret_cast<CK_BYTE*>(&object_class));
-      wanted.object_class = object_class;
-    } else if (attribute.type == CKA_ID && has_value && !wanted.id &&
-               attribute.ulValueLen <= kMaxId) {
-      wanted.id = Bytes(value, value + attribute.ulValueLen);
-    } else {
-      wanted.nothing_else = false;
-    }
-  }
-  return wanted;
-}
-
 CK_RV FindClass(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
                 CK_OBJECT_CLASS object_class, Handles* found) {
   CK_ATTRIBUTE attribute = {CKA_CLASS, &object_class, sizeof(object_class)};
@@ -61,9 +34,24 @@ void TokenObjects::Forget() {
 
 CK_RV TokenObjects::Find(CK_SESSION_HANDLE session, std::span<CK_ATTRIBUTE> attributes,
                          Handles* found) {
-  const Wanted wanted = Read(attributes);
-  if (wanted.object_class && wanted.id && wanted.nothing_else) {
-    const ObjectName name = {*wanted.object_class, *wanted.id};
+  const Wanted wanted = ReadWanted(attributes);
+  const CK_RV result = FindWanted(session, attributes, wanted, found);
+  if (result != CKR_OK || !rules_.Has(Rule::kRenewedHandles)) return result;
+  for (const CK_OBJECT_HANDLE object : *found) {
+    if (wanted.id) {
+      asked_for_.Remember(object, wanted);
+    } else if (!IsWhatWasAskedFor(session, object)) {
+      // Who lists objects means what he sees.
+      asked_for_.Drop(object);
+    }
+  }
+  return CKR_OK;
+}
+
+CK_RV TokenObjects::FindWanted(CK_SESSION_HANDLE session, std::span<CK_ATTRIBUTE> attributes,
+                               const Wanted& wanted, Handles* found) {
+  if (wanted.IsName()) {
+    const ObjectName name = wanted.Name();
     const CK_RV result = name.object_class == CKO_PUBLIC_KEY ? FindPublicKey(session, name, found)
                                                              : FindNamed(session, name, found);
     if (result != CKR_OK || name.object_class != CKO_CERTIFICATE) return result;
@@ -89,8 +77,8 @@ CK_RV TokenObjects::FindNamed(CK_SESSION_HANDLE session, const ObjectName& name,
       *found = *known;
       return CKR_OK;
     }
-    if (memory_.is_empty()) Forget();
   }
+  if (memory_.is_empty()) Forget();
   return AskModule(session, name, found);
 }
 
@@ -110,7 +98,7 @@ CK_RV TokenObjects::AskModule(CK_SESSION_HANDLE session, const ObjectName& name,
   }
   if (result != CKR_OK) {
     Forget();
-  } else if (rules_.Has(Rule::kSearchMemory)) {
+  } else {
     memory_.Learn(name, *found);
   }
   return result;
@@ -200,23 +188,39 @@ std::set<Bytes> TokenObjects::Learn(CK_SESSION_HANDLE session, CK_OBJECT_CLASS o
   std::set<Bytes> ids;
   for (auto& [id, handles] : by_id) {
     ids.insert(id);
-    if (rules_.Has(Rule::kSearchMemory)) memory_.Learn({object_class, id}, std::move(handles));
+    memory_.Learn({object_class, id}, std::move(handles));
   }
   return ids;
 }
 
+// Whether the object is still what the search that found it asked for, as far as one can see.
+bool TokenObjects::IsWhatWasAskedFor(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
+  const Wanted* const asked = asked_for_.Find(object);
+  if (asked == nullptr) return true;
+  const ObjectName name = asked->Name();
+  if (!asked->IsName()) {
+    return ReadAttribute(inner_, session, object, CKA_ID, kMaxId).value_or(name.id) == name.id;
+  }
+  const ObjectName* const known = memory_.NameOf(object);
+  if (known != nullptr && *known == name) {
+    if (memory_.IsTrue(session, object)) return true;
+    Forget();
+  }
+  return HasName(inner_, session, object, name);
+}
+
 CK_OBJECT_HANDLE TokenObjects::Current(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key) {
-  if (!rules_.Has(Rule::kRenewedHandles) || memory_.IsFresh(key)) return key;
-  const ObjectName* const known = memory_.NameOf(key);
-  if (known == nullptr) return key;
-  const ObjectName name = *known;
-  return memory_.IsTrue(session, key) ? key : SearchAgain(session, name);
+  if (!rules_.Has(Rule::kRenewedHandles) || IsWhatWasAskedFor(session, key)) return key;
+  return FindAgain(session, key);
 }
 
 CK_OBJECT_HANDLE TokenObjects::FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key) {
+  if (!rules_.Has(Rule::kRenewedHandles)) return CK_INVALID_HANDLE;
+  if (const Wanted* const asked = asked_for_.Find(key); asked != nullptr) {
+    return asked->IsName() ? SearchAgain(session, asked->Name()) : CK_INVALID_HANDLE;
+  }
   const ObjectName* const known = memory_.NameOf(key);
-  if (known == nullptr || !rules_.Has(Rule::kRenewedHandles)) return CK_INVALID_HANDLE;
-  return SearchAgain(session, ObjectName(*known));
+  return known != nullptr ? SearchAgain(session, ObjectName(*known)) : CK_INVALID_HANDLE;
 }
 
 CK_OBJECT_HANDLE TokenObjects::SearchAgain(CK_SESSION_HANDLE session, const ObjectName& name) {

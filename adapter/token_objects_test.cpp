@@ -5,45 +5,10 @@
 #include <array>
 
 #include "adapter/testing/certificates.h"
-#include "adapter/testing/fake_module.h"
+#include "adapter/testing/token_objects_fixture.h"
 
 namespace kelvrin::adapter {
 namespace {
-
-class TokenObjectsTest : public testing::Test {
- protected:
-  TokenObjectsTest() {
-    functions_.C_OpenSession(7, CKF_SERIAL_SESSION, nullptr, nullptr, &session_);
-  }
-  CK_OBJECT_HANDLE Add(CK_OBJECT_CLASS object_class, const Bytes& id, const Bytes& value = {}) {
-    return fake_.Add({{CKA_CLASS, FakeModule::Number(object_class)},
-                      {CKA_ID, id},
-                      {CKA_LABEL, {'x'}},
-                      {CKA_VALUE, value}});
-  }
-  Handles Find(CK_OBJECT_CLASS object_class, Bytes id) {
-    std::array<CK_ATTRIBUTE, 2> wanted = {
-        {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, id.data(), id.size()}}};
-    Handles found;
-    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
-    return found;
-  }
-  Handles FindAllOf(CK_OBJECT_CLASS object_class) {
-    CK_ATTRIBUTE wanted = {CKA_CLASS, &object_class, sizeof(object_class)};
-    Handles found;
-    EXPECT_EQ(objects_.Find(session_, {&wanted, 1}, &found), CKR_OK);
-    return found;
-  }
-  std::size_t Searches() const { return fake_.Calls("C_FindObjectsInit"); }
-  void LetTheLookGrowOld() { now_ += SearchMemory::kTokenTrust; }
-
-  FakeModule fake_;
-  CK_FUNCTION_LIST functions_ = FakeModule::functions();
-  CK_SESSION_HANDLE session_ = 0;
-  Rules rules_ = Rules::Extension();
-  SearchMemory::Clock::time_point now_{std::chrono::hours(1)};
-  TokenObjects objects_{functions_, rules_, 7, [this] { return now_; }};
-};
 
 TEST_F(TokenObjectsTest, FailedSearchForgetsWhatWasLearned) {
   const auto key = Add(CKO_PRIVATE_KEY, {1});
@@ -227,41 +192,6 @@ TEST_F(TokenObjectsTest, CertificatesWithoutRulesAreTheModules) {
   Add(CKO_CERTIFICATE, {});
   EXPECT_EQ(FindAllOf(CKO_CERTIFICATE).size(), 2u);
   EXPECT_EQ(fake_.Calls("C_GetAttributeValue"), 0u);
-}
-
-TEST_F(TokenObjectsTest, RefusedHandleIsSearchedForOnceMore) {
-  const auto key = Add(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE) << "it was never found";
-  Find(CKO_PRIVATE_KEY, {1});
-  fake_.objects.erase(key);
-  const auto other = Add(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(objects_.FindAgain(session_, key), other);
-  fake_.objects.erase(other);
-  EXPECT_EQ(objects_.FindAgain(session_, other), CK_INVALID_HANDLE);
-}
-
-TEST_F(TokenObjectsTest, HandleWhoseKeyChangedStandsForTheKeyThatWasAskedFor) {
-  const auto key = Add(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(objects_.Current(session_, key), key) << "it was never found";
-  Find(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(objects_.Current(session_, key), key);
-  fake_.objects[key][CKA_ID] = {2};
-  const auto other = Add(CKO_PRIVATE_KEY, {1});
-  LetTheLookGrowOld();
-  EXPECT_EQ(objects_.Current(session_, key), other);
-  fake_.objects[other][CKA_ID] = {3};
-  LetTheLookGrowOld();
-  EXPECT_EQ(objects_.Current(session_, other), CK_INVALID_HANDLE);
-}
-
-TEST_F(TokenObjectsTest, WithoutTheRuleAHandleIsItsObject) {
-  rules_.SwitchOff(Rule::kRenewedHandles);
-  const auto key = Add(CKO_PRIVATE_KEY, {1});
-  Find(CKO_PRIVATE_KEY, {1});
-  fake_.objects[key][CKA_ID] = {2};
-  LetTheLookGrowOld();
-  EXPECT_EQ(objects_.Current(session_, key), key);
-  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE);
 }
 
 TEST_F(TokenObjectsTest, FactsAreReadOnceForARememberedKey) {

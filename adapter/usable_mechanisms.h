@@ -18,7 +18,7 @@ bool Contains(const Mechanisms& list, CK_MECHANISM_TYPE mechanism);
 Mechanisms UsableMechanisms(const Rules& rules, CK_KEY_TYPE key_type, const Mechanisms& offered);
 
 // A list that the module gives for a key (1 to 20 entries), with what the adapter serves by them
-// behind it; never more than 20 entries.
+// behind it and without what it cannot serve by them; never more than 20 entries.
 Mechanisms CompleteMechanisms(const Rules& rules, const Mechanisms& own);
 
 }  // namespace kelvrin::adapter

@@ -36,6 +36,20 @@ TEST(UsableMechanismsTest, FinishedSha1DigestsAreServedByPlainEcdsa) {
   EXPECT_EQ(UsableMechanisms(Without(Rule::kEcdsa), CKK_EC, both), both);
 }
 
+TEST(UsableMechanismsTest, ModulesOwnEcdsaWithSha1DoesNotServeFinishedDigests) {
+  EXPECT_TRUE(UsableMechanisms(kAll, CKK_EC, {CKM_ECDSA_SHA1}).empty());
+  EXPECT_EQ(UsableMechanisms(Without(Rule::kEcdsa), CKK_EC, {CKM_ECDSA_SHA1}),
+            Mechanisms{CKM_ECDSA_SHA1});
+}
+
+TEST(CompleteMechanismsTest, ModulesOwnEcdsaWithSha1IsLeftOutWithoutPlainEcdsa) {
+  const Mechanisms own = {CKM_ECDSA_SHA1, CKM_ECDH1_DERIVE};
+  EXPECT_EQ(CompleteMechanisms(kAll, own), Mechanisms{CKM_ECDH1_DERIVE});
+  EXPECT_EQ(CompleteMechanisms(Without(Rule::kEcdsa), own), own);
+  const Mechanisms both = {CKM_ECDSA_SHA1, CKM_ECDSA};
+  EXPECT_EQ(CompleteMechanisms(kAll, both), both);
+}
+
 TEST(CompleteMechanismsTest, ListThatLacksWhatCanBeServedIsCompleted) {
   EXPECT_EQ(CompleteMechanisms(kAll, {CKM_RSA_PKCS}), (Mechanisms{CKM_RSA_PKCS, CKM_RSA_X_509}));
   EXPECT_EQ(CompleteMechanisms(kAll, {CKM_ECDSA}), (Mechanisms{CKM_ECDSA, CKM_ECDSA_SHA1}));

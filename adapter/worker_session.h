@@ -4,6 +4,8 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include "adapter/session_handles.h"
+
 namespace kelvrin::adapter {
 
 // Many modules leave an operation open after a failed C_Sign and refuse the next one; a session
@@ -15,10 +17,16 @@ namespace kelvrin::adapter {
 // work.
 class WorkerSession {
  public:
-  // The worker of the caller's session `caller`, which was opened on `slot` with `flags`.
-  WorkerSession(const CK_FUNCTION_LIST& inner, CK_SLOT_ID slot, CK_FLAGS flags,
-                CK_SESSION_HANDLE caller, bool is_wanted)
-      : inner_(&inner), slot_(slot), flags_(flags), caller_(caller), is_wanted_(is_wanted) {}
+  // The worker of the caller's session `caller`, which was opened on `slot` with `flags`. `inner`
+  // and `handles` must outlive the object.
+  WorkerSession(const CK_FUNCTION_LIST& inner, SessionHandles& handles, CK_SLOT_ID slot,
+                CK_FLAGS flags, CK_SESSION_HANDLE caller, bool is_wanted)
+      : inner_(&inner),
+        slot_(slot),
+        flags_(flags),
+        caller_(caller),
+        is_wanted_(is_wanted),
+        own_(handles) {}
 
   // Starts an operation: opens the worker when it is closed and hands its handle to `start`. When
   // that finds an operation still active or the session gone, closes, opens and tries once more. On
@@ -27,7 +35,7 @@ class WorkerSession {
   CK_RV Begin(const Start& start) {
     const bool was_open = is_open();
     CK_RV result = TryBegin(start);
-    const bool may_help = is_wanted_ && (was_open || is_borrowed_);
+    const bool may_help = is_wanted_ && (was_open || has_borrowed_);
     if (may_help && IsStale(result)) result = TryBegin(start);
     return result;
   }
@@ -35,11 +43,12 @@ class WorkerSession {
   // Ends whatever is going on.
   void Close();
 
-  bool is_open() const { return handle_ != CK_INVALID_HANDLE; }
+  // No longer once the module has given its handle to somebody else.
+  bool is_open() const { return is_borrowing_ || is_own(); }
   // Whether it is a session beside the caller's.
-  bool is_own() const { return is_open() && handle_ != caller_; }
+  bool is_own() const { return own_.is_held(); }
   CK_FLAGS flags() const { return flags_; }
-  CK_SESSION_HANDLE handle() const { return handle_; }
+  CK_SESSION_HANDLE handle() const { return is_borrowing_ ? caller_ : own_.handle(); }
 
  private:
   static bool IsStale(CK_RV result) {
@@ -50,7 +59,7 @@ class WorkerSession {
   template <typename Start>
   CK_RV TryBegin(const Start& start) {
     CK_RV result = Open();
-    if (result == CKR_OK) result = start(handle_);
+    if (result == CKR_OK) result = start(handle());
     if (result != CKR_OK) Close();
     return result;
   }
@@ -63,8 +72,9 @@ class WorkerSession {
   CK_FLAGS flags_;
   CK_SESSION_HANDLE caller_;
   bool is_wanted_;
-  bool is_borrowed_ = false;  // the last one was the caller's
-  CK_SESSION_HANDLE handle_ = CK_INVALID_HANDLE;
+  bool has_borrowed_ = false;  // the last one was the caller's
+  bool is_borrowing_ = false;  // the open one is
+  HeldSession own_;
 };
 
 }  // namespace kelvrin::adapter

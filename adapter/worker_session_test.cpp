@@ -14,7 +14,8 @@ class WorkerSessionTest : public testing::Test {
  protected:
   FakeModule fake_;
   CK_FUNCTION_LIST functions_ = FakeModule::functions();
-  WorkerSession worker_{functions_, 7, kFlags, kCaller, true};
+  SessionHandles handles_;
+  WorkerSession worker_{functions_, handles_, 7, kFlags, kCaller, true};
   int starts_ = 0;
 
   // Begins an operation whose n-th start gives the n-th result, then CKR_OK.
@@ -106,8 +107,21 @@ TEST_F(WorkerSessionTest, OperationOnTheCallersSessionIsEndedAndNotTheSession) {
   EXPECT_EQ(fake_.Calls("C_CloseSession"), 0u);
 }
 
+TEST_F(WorkerSessionTest, HandleThatTheModuleGaveToSomebodyElseIsNeitherUsedNorClosed) {
+  ASSERT_EQ(Begin({}), CKR_OK);
+  const CK_SESSION_HANDLE before = worker_.handle();
+  HeldSession other(handles_);
+  other.Take(before);
+  EXPECT_FALSE(worker_.is_open());
+  worker_.Close();
+  EXPECT_EQ(fake_.Calls("C_CloseSession"), 0u);
+  EXPECT_EQ(Begin({}), CKR_OK);
+  EXPECT_NE(worker_.handle(), before);
+  EXPECT_EQ(other.handle(), before);
+}
+
 TEST_F(WorkerSessionTest, NoWorkerIsOpenedWhereNoneIsWanted) {
-  WorkerSession none(functions_, 7, kFlags, kCaller, false);
+  WorkerSession none(functions_, handles_, 7, kFlags, kCaller, false);
   const auto start = [](CK_SESSION_HANDLE session) -> CK_RV {
     EXPECT_EQ(session, kCaller);
     return CKR_OPERATION_ACTIVE;

@@ -37,7 +37,8 @@ void Caller::CallObjects() {
                  script_.Byte() < 0x30 ? nullptr : room.data(), room.size()};
   }
   const std::vector<CK_ATTRIBUTE> before = attributes;
-  p11_->C_GetAttributeValue(Session(), Object(), attributes.data(), attributes.size());
+  const CK_RV result =
+      p11_->C_GetAttributeValue(Session(), Object(), attributes.data(), attributes.size());
   for (std::size_t i = 0; i < attributes.size(); ++i) {
     Expect(attributes[i].pValue == before[i].pValue, "another pointer in a template");
     Expect(attributes[i].type == before[i].type, "another type in a template");
@@ -45,6 +46,7 @@ void Caller::CallObjects() {
     const CK_ULONG length = attributes[i].ulValueLen;
     const bool is_none = length == CK_UNAVAILABLE_INFORMATION;
     Expect(is_none || length <= before[i].ulValueLen, "an attribute beyond its room");
+    Expect(result != CKR_OK || !is_none, "an attribute without a length after a success");
   }
 }
 

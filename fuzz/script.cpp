@@ -62,6 +62,8 @@ CK_ULONG Script::Length(CK_ULONG room) {
       return Number();
     case 3:
       return UpTo(std::min<CK_ULONG>(room, 4096));
+    case 4:
+      return CK_UNAVAILABLE_INFORMATION;
     default:
       return room;
   }

@@ -36,7 +36,7 @@ Bytes MakeCertificate(const CertificateWish& wish) {
   const Owned<EVP_PKEY> key(MakeKey(wish.key), EVP_PKEY_free);
   Require(key != nullptr, "key");
   const Owned<X509> certificate(X509_new(), X509_free);
-  X509_set_version(certificate.get(), X509_VERSION_3);
+  X509_set_version(certificate.get(), wish.version == 1 ? X509_VERSION_1 : X509_VERSION_3);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
   X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
   X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);

@@ -14,6 +14,7 @@ struct CertificateWish {
   std::string subject = "Subject";
   std::string issuer = "Issuer";
   std::string key = "P-256";  // a named curve, "RSA" or "ED25519"
+  int version = 3;            // 1 or 3
   // Extensions by OpenSSL's short names, for example {"basicConstraints", "CA:TRUE"}.
   std::vector<std::pair<std::string, std::string>> extensions = {};
 };

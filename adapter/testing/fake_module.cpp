@@ -64,7 +64,9 @@ CK_RV FakeModule::Begin(CK_SESSION_HANDLE handle, const CK_MECHANISM* mechanism)
 // After a failure the operation stays open, as in many real modules.
 CK_RV FakeModule::Finish(const Operation& action, CK_SESSION_HANDLE handle, CK_BYTE* input,
                          CK_ULONG size, CK_BYTE* output, CK_ULONG* output_size) {
-  auto& session = sessions.at(handle);
+  const auto found = sessions.find(handle);
+  if (found == sessions.end()) return CKR_SESSION_HANDLE_INVALID;
+  Session& session = found->second;
   if (!session.operation) return CKR_OPERATION_NOT_INITIALIZED;
   if (input == nullptr) return CKR_ARGUMENTS_BAD;
   Bytes answer;

@@ -71,10 +71,13 @@ class FakeModule {
   std::vector<Slot> slots = {{.id = 7}};
   std::map<CK_OBJECT_HANDLE, Object> objects;
   std::map<CK_SESSION_HANDLE, Session> sessions;
+  std::size_t session_limit = 1000;
   CK_ULONG unreadable_length = CK_UNAVAILABLE_INFORMATION;  // length after a failed read
   Operation sign;
   Operation decrypt;
   std::function<CK_RV(const CK_ECDH1_DERIVE_PARAMS&)> derive;
+  std::optional<CK_OBJECT_HANDLE> derive_key;  // the only one that C_DeriveKey knows; nothing: all
+  bool gives_no_handle = false;                // C_DeriveKey succeeds without one
   CK_ULONG claimed_excess = 0;  // added to every length of a result and to every count
 
   // What it was last called with.
@@ -82,10 +85,12 @@ class FakeModule {
   std::string reserved;
   std::vector<CK_ATTRIBUTE_TYPE> derive_template;
   CK_ULONG derive_length = 0;
+  bool has_derive_place = false;  // for the new handle
   Bytes derive_point;
   CK_SESSION_HANDLE login_session = 0;
   CK_USER_TYPE login_user = 0;
-  std::optional<std::string> login_pin;  // nothing: a null pointer
+  std::optional<std::string> login_pin;   // nothing: a null pointer
+  const CK_BYTE* login_memory = nullptr;  // where that PIN is
   CK_OBJECT_HANDLE operation_key = 0;
 
   // Records a call; the result that it is to fail with, or CKR_OK.

@@ -45,6 +45,16 @@ CK_RV GetAttributeValue(CK_SESSION_HANDLE, CK_OBJECT_HANDLE handle, CK_ATTRIBUTE
   return result;
 }
 
+CK_RV SetAttributeValue(CK_SESSION_HANDLE, CK_OBJECT_HANDLE handle, CK_ATTRIBUTE* attributes,
+                        CK_ULONG count) {
+  if (const CK_RV result = fake->Enter("C_SetAttributeValue"); result != CKR_OK) return result;
+  for (const CK_ATTRIBUTE& attribute : std::span(attributes, count)) {
+    const auto* const value = static_cast<const CK_BYTE*>(attribute.pValue);
+    fake->objects[handle][attribute.type].assign(value, value + attribute.ulValueLen);
+  }
+  return CKR_OK;
+}
+
 bool Matches(const FakeModule::Object& object, const CK_ATTRIBUTE& attribute) {
   const auto value = object.find(attribute.type);
   return value != object.end() && value->second.size() == attribute.ulValueLen &&
@@ -129,10 +139,11 @@ CK_RV DecryptUpdate(CK_SESSION_HANDLE, CK_BYTE* part, CK_ULONG size, CK_BYTE* ou
   return CKR_OK;
 }
 
-CK_RV DeriveKey(CK_SESSION_HANDLE, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE,
+CK_RV DeriveKey(CK_SESSION_HANDLE, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE base_key,
                 CK_ATTRIBUTE* attributes, CK_ULONG count, CK_OBJECT_HANDLE* key) {
   fake->derive_template.clear();
   fake->derive_length = 0;
+  fake->has_derive_place = key != nullptr;
   for (const CK_ATTRIBUTE& attribute : std::span(attributes, count)) {
     fake->derive_template.push_back(attribute.type);
     if (attribute.type == CKA_VALUE_LEN) {
@@ -140,13 +151,18 @@ CK_RV DeriveKey(CK_SESSION_HANDLE, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE,
     }
   }
   CK_RV result = fake->Enter("C_DeriveKey");
+  if (fake->derive_key.value_or(base_key) != base_key) result = CKR_KEY_HANDLE_INVALID;
   if (result == CKR_OK && mechanism->ulParameterLen == sizeof(CK_ECDH1_DERIVE_PARAMS)) {
     const auto& parameters = *static_cast<const CK_ECDH1_DERIVE_PARAMS*>(mechanism->pParameter);
     fake->derive_point.assign(parameters.pPublicData,
                               parameters.pPublicData + parameters.ulPublicDataLen);
     if (fake->derive) result = fake->derive(parameters);
   }
-  if (result == CKR_OK) *key = fake->Add({{CKA_VALUE, {1, 2, 3}}});
+  if (result != CKR_OK) return result;
+  const CK_OBJECT_HANDLE made = fake->Add({{CKA_CLASS, FakeModule::Number(CKO_SECRET_KEY)},
+                                           {CKA_TOKEN, FakeModule::Flag(false)},
+                                           {CKA_VALUE, {1, 2, 3}}});
+  if (key != nullptr && !fake->gives_no_handle) *key = made;
   return result;
 }
 
@@ -159,6 +175,7 @@ CK_RV GenerateRandom(CK_SESSION_HANDLE, CK_BYTE*, CK_ULONG) {
 void FakeModule::AddObjectFunctions(CK_FUNCTION_LIST* list) {
   list->C_DestroyObject = DestroyObject;
   list->C_GetAttributeValue = GetAttributeValue;
+  list->C_SetAttributeValue = SetAttributeValue;
   list->C_FindObjectsInit = FindObjectsInit;
   list->C_FindObjects = FindObjects;
   list->C_FindObjectsFinal = FindObjectsFinal;

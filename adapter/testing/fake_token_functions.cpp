@@ -97,6 +97,7 @@ CK_RV WaitForSlotEvent(CK_FLAGS, CK_SLOT_ID* slot, void*) {
 
 CK_RV OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void*, CK_NOTIFY, CK_SESSION_HANDLE* handle) {
   if (const CK_RV result = fake->Enter("C_OpenSession"); result != CKR_OK) return result;
+  if (fake->sessions.size() >= fake->session_limit) return CKR_SESSION_COUNT;
   *handle = fake->next_session;
   if (*handle == CK_INVALID_HANDLE) return CKR_OK;
   ++fake->next_session;
@@ -121,6 +122,7 @@ CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG
   fake->login_session = session;
   fake->login_user = user;
   fake->login_pin.reset();
+  fake->login_memory = pin;
   if (pin != nullptr) fake->login_pin = std::string(pin, pin + size);
   return fake->Enter("C_Login");
 }

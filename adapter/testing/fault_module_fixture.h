@@ -21,11 +21,13 @@ class FaultTest : public testing::Test {
 
   static std::filesystem::path Module() { return KELVRIN_FAULT_MODULE; }
 
-  // A copy of the adapter in front of the module, its configuration with these lines besides.
-  std::filesystem::path Adapter(const std::string& lines = "") const {
-    const auto library = folder_ / "libX.dylib";
+  // A copy of the adapter in front of the module, under `name`, its configuration with these lines
+  // besides.
+  std::filesystem::path Adapter(const std::string& lines = "",
+                                const std::string& name = "libX") const {
+    const auto library = folder_ / (name + ".dylib");
     std::filesystem::copy_file(KELVRIN_ADAPTER_LIBRARY, library);
-    folder_.Write("libX.conf", "module = " + Module().string() + "\n" + lines);
+    folder_.Write(name + ".conf", "module = " + Module().string() + "\n" + lines);
     return library;
   }
 

@@ -52,7 +52,8 @@ class KeyOperationTest : public testing::Test {
   Rules rules_ = Rules::Extension();
   TokenObjects objects_{functions_, rules_, 7};
   ContextLogin login_{functions_, 7};
-  KeyOperation operation_{objects_, login_, 1, kFlags};
+  SessionHandles handles_;
+  KeyOperation operation_{objects_, login_, handles_, 1, kFlags};
   CK_OBJECT_HANDLE rsa_ = 0;
   CK_OBJECT_HANDLE ec_ = 0;
 

@@ -1,0 +1,118 @@
+// What two adapters over one module share: the login with its PIN, and the objects.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "adapter/testing/memory_at.h"
+#include "adapter/testing/two_adapters_fixture.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+const std::string kPin = "918273";
+
+class SharedLoginTest : public TwoAdaptersTest {
+ protected:
+  SharedLoginTest() {
+    fake_.objects[1][CKA_ALWAYS_AUTHENTICATE] = FakeModule::Flag(true);
+    EXPECT_EQ(LogIn(first_, one_, kPin), CKR_OK);
+  }
+
+  CK_SESSION_HANDLE one_ = Open(first_);
+  CK_SESSION_HANDLE other_ = Open(second_);
+};
+
+TEST_F(SharedLoginTest, PinThatOneWasGivenServesTheKeysOfBoth) {
+  EXPECT_EQ(SignInit(second_, other_), CKR_OK);
+  EXPECT_EQ(fake_.login_user, CKU_CONTEXT_SPECIFIC);
+  EXPECT_EQ(fake_.login_pin, kPin);
+  EXPECT_EQ(SignInit(first_, one_), CKR_OK);
+  EXPECT_EQ(fake_.login_pin, kPin);
+  EXPECT_EQ(fake_.Calls("C_Logout"), 0u);
+}
+
+TEST_F(SharedLoginTest, PinIsOverwrittenAtOnceWhicheverEndsTheLogin) {
+  const std::vector<std::pair<const char*, std::function<void()>>> ends = {
+      {"logout", [&] { second_.Logout(other_); }},
+      {"new PIN", [&] { second_.WipePinOf(other_); }},
+      {"new token", [&] { second_.WipePinIn(7); }},
+      {"failed login for an operation",
+       [&] {
+         fake_.FailNext("C_Login", CKR_PIN_INCORRECT);
+         EXPECT_EQ(SignInit(second_, other_), CKR_PIN_INCORRECT);
+       }},
+      {"finalisation", [&] { second_.Finalize(nullptr); }},
+  };
+  for (const auto& [name, end] : ends) {
+    ASSERT_EQ(LogIn(first_, one_, kPin), CKR_OK);
+    ASSERT_EQ(SignInit(second_, other_), CKR_OK) << name;
+    const CK_BYTE* const place = fake_.login_memory;
+    ASSERT_TRUE(MemoryHolds(place, kPin)) << name;
+    second_.WithOperation(other_, [](KeyOperation& operation) -> CK_RV {
+      operation.Close();
+      return CKR_OK;
+    });
+    end();
+    EXPECT_FALSE(MemoryHolds(place, kPin)) << name;
+    EXPECT_EQ(SignInit(first_, one_), CKR_USER_NOT_LOGGED_IN) << name;
+  }
+}
+
+TEST_F(SharedLoginTest, ModuleThatIsBroughtUpAnewHasNoLogin) {
+  ASSERT_EQ(SignInit(second_, other_), CKR_OK);
+  const CK_BYTE* const place = fake_.login_memory;
+  fake_.initialized = false;
+  fake_.sessions.clear();
+  ASSERT_EQ(first_.Initialize(nullptr), CKR_OK);
+  EXPECT_FALSE(MemoryHolds(place, kPin));
+  EXPECT_EQ(SignInit(first_, Open(first_)), CKR_USER_NOT_LOGGED_IN);
+}
+
+using SharedObjectsTest = TwoAdaptersTest;
+
+TEST_F(SharedObjectsTest, WhatOneMayHaveChangedTheOtherSearchesForAgain) {
+  CK_SESSION_HANDLE one = Open(first_);
+  const CK_SESSION_HANDLE other = Open(second_);
+  CK_SLOT_ID slot = 0;
+  const std::vector<std::pair<const char*, std::function<void()>>> triggers = {
+      {"login", [&] { LogIn(first_, one, kPin); }},
+      {"logout", [&] { first_.Logout(one); }},
+      {"destruction", [&] { first_.DestroyObject(one, 99); }},
+      {"hook of the forwarded calls", [&] { first_.ForgetObjects(); }},
+      {"slot event", [&] { first_.PollSlotEvent(&slot); }},
+      {"closed session",
+       [&] {
+         first_.CloseSession(one);
+         one = Open(first_);
+       }},
+      {"all sessions",
+       [&] {
+         first_.CloseAllSessions(7);
+         one = Open(first_);
+       }},
+  };
+  Searches(second_, other);
+  for (const auto& [name, trigger] : triggers) {
+    EXPECT_EQ(Searches(second_, other), 0u) << "before " << name;
+    trigger();
+    EXPECT_EQ(Searches(second_, other), 1u) << "after " << name;
+  }
+}
+
+TEST_F(SharedObjectsTest, NobodyForgetsForNothing) {
+  const CK_SESSION_HANDLE one = Open(first_);
+  const CK_SESSION_HANDLE other = Open(second_);
+  Searches(first_, one);
+  Searches(second_, other);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(SignInit(first_, one), i == 0 ? CKR_OK : CKR_OPERATION_ACTIVE);
+    EXPECT_EQ(Searches(first_, one), 0u);
+    EXPECT_EQ(Searches(second_, other), 0u);
+  }
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter
