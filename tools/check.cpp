@@ -6,6 +6,7 @@
 
 #include "tools/adapter_copy.h"
 #include "tools/channel.h"
+#include "tools/comparison.h"
 #include "tools/failure.h"
 #include "tools/files.h"
 #include "tools/phase.h"
@@ -16,12 +17,14 @@ namespace kelvrin::modulecheck {
 namespace {
 
 constexpr char kNeverAsItIs[] = "never tried without the adapter";
+// How the adapter begins what it says on standard error.
+constexpr char kAdapterSays[] = "Kelvrin adapter: ";
 
 // Where the module is, without following a link in its own name: it may look at that.
 std::string Locate(const std::string& module) {
   if (!Exists(module)) throw Failure("there is no file " + module);
   if (IsFolder(module)) throw Failure(module + " is a folder");
-  const std::string absolute = AbsolutePath(module);
+  std::string absolute = AbsolutePath(module);
   const std::string parent = RealPath(ParentOf(absolute));
   if (parent.empty()) return absolute;
   return (parent == "/" ? "" : parent) + "/" + NameOf(absolute);
@@ -120,8 +123,8 @@ class Run {
 
   void BehindAdapter(std::vector<std::string> steps) {
     if (order_.adapter.empty()) {
-      report_.adapter_failed = true;
-      Warn("the adapter's library was not found: the module was judged without it");
+      Blame("the adapter's library was not found: the module was judged without it",
+            "install the adapter's library beside this program");
       return;
     }
     const AdapterCopy copy(order_.adapter, module_, order_.reader_name, lines_);
@@ -132,17 +135,49 @@ class Run {
       throw Failure("the adapter " + order_.adapter +
                     " cannot be used: " + copy.Renamed(result.failure, configuration));
     }
+    // The adapter says on standard error why it does not come up, or shows no slot.
+    const std::string reason = copy.Renamed(result.last_error, configuration);
     Judgement& initialise = result.judgements["initialise"];
     if (initialise.outcome != Outcome::kMet) {
-      report_.adapter_failed = true;
-      // The adapter says on standard error why it does not come up.
-      if (!result.last_error.empty()) {
-        initialise.detail = copy.Renamed(result.last_error, configuration);
-      }
-      Warn("the adapter does not come up" +
-           (initialise.detail.empty() ? "" : ": " + initialise.detail));
+      if (!reason.empty()) initialise.detail = reason;
+      Blame("the adapter does not come up" +
+                (initialise.detail.empty() ? "" : ": " + initialise.detail),
+            CureOfStart(reason));
+    } else if (KeysFitNoToken(result)) {
+      Blame("the adapter shows no slot" + (reason.empty() ? "" : ": " + reason),
+            "let the keys that choose the slot, in " + Printable(order_.adapter_config) +
+                ", fit a token that is there");
     }
     behind_ = std::move(result);
+  }
+
+  // What the adapter says is of its configuration; else it is the module that does not come up.
+  std::string CureOfStart(const std::string& reason) const {
+    if (!reason.starts_with(kAdapterSays)) {
+      return "give the adapter's configuration what the module needs, such as `reserved = ...` "
+             "(see --adapter-config)";
+    }
+    return order_.adapter_config.empty() ? "mend what the warning says of it"
+                                         : "correct " + Printable(order_.adapter_config);
+  }
+
+  // Whether there are tokens, and the configuration's keys leave none of them.
+  bool KeysFitNoToken(const PhaseResult& behind) const {
+    if (!ChoosesSlot(lines_) || !behind.listing || !behind.listing->slots.empty()) return false;
+    // A module that does not come up as it is shows none.
+    if (!as_it_is_.listing || as_it_is_.judgements.at("initialise").outcome != Outcome::kMet) {
+      return true;
+    }
+    const auto& slots = as_it_is_.listing->slots;
+    return std::any_of(slots.begin(), slots.end(),
+                       [](const SlotListing& slot) { return slot.initialised; });
+  }
+
+  // Nobody knows what the adapter would do until the cure is done.
+  void Blame(const std::string& warning, const std::string& cure) {
+    report_.adapter_failed = true;
+    cure_ = cure;
+    Warn(warning);
   }
 
   // The listing of what is judged, or of what came up.
@@ -153,33 +188,14 @@ class Run {
     const PhaseResult* const shown = report_.behind_adapter && behind_ ? &*behind_ : &as_it_is_;
     if (shown->listing) report_.listing = *shown->listing;
     report_.private_keys = shown->private_keys;
-    WarnOfFallback();
-    if (came_up && came_up_behind) WarnOfAnotherToken(*as_it_is_.listing, *behind_->listing);
-  }
-
-  // A reader name that no reader has: without the adapter the last slot is taken, behind it the
-  // first one with a token, which it shows under that name.
-  void WarnOfFallback() {
-    const Listing& listing = report_.listing;
-    const std::string reason =
-        "no slot's description contains \"" + Printable(order_.reader_name) + "\": ";
-    if (listing.is_fallback && !listing.slots.empty()) {
-      Warn(reason + "the extension would use the LAST slot, \"" + listing.slots.back().reader_name +
-           "\", without a word");
-    } else if (report_.behind_adapter && as_it_is_.listing && as_it_is_.listing->is_fallback &&
-               !ChoosesSlot(lines_)) {
-      Warn(reason + "the adapter takes the FIRST slot with a token and shows it under that name");
+    const Listing* const alone = as_it_is_.listing ? &*as_it_is_.listing : nullptr;
+    const Listing* const behind = behind_ && behind_->listing ? &*behind_->listing : nullptr;
+    for (const std::string& warning :
+         FallbackWarnings(order_.reader_name, alone, behind, ChoosesSlot(lines_))) {
+      Warn(warning);
     }
-  }
-
-  // Two tokens were judged as if they were one.
-  void WarnOfAnotherToken(const Listing& alone, const Listing& behind) {
-    const SlotListing& one = alone.slots.at(alone.judged - 1);
-    const SlotListing& other = behind.slots.at(behind.judged - 1);
-    // The adapter may put the serial number in the place of the label.
-    if (one.serial == other.serial) return;
-    Warn("two tokens were judged: as it is the one with the label \"" + one.label +
-         "\", behind the adapter the one with \"" + other.label + "\"");
+    const std::string another = AnotherTokenWarning(alone, behind);
+    if (!another.empty()) Warn(another);
   }
 
   void Judge(const Expectation& expectation) {
@@ -198,11 +214,11 @@ class Run {
       judged.through_adapter = behind_->judgements.at(name);
     }
     judged.verdict = Decide(judged.as_it_is, judged.through_adapter, order_.through_adapter);
-    judged.advice = Advise(judged, report_.adapter_failed);
-    if (judged.verdict == Verdict::kNotMet && ChoosesSlot(lines_) &&
-        (name == "reader-name" || name == "token")) {
-      judged.advice = "Let the keys that choose the slot, in " + order_.adapter_config +
-                      ", fit a token that is there.";
+    judged.advice = Advise(judged, cure_);
+    // What an adapter that cannot be used leaves open was not tried there.
+    if (report_.adapter_failed && judged.verdict == Verdict::kNotMet && judged.through_adapter &&
+        judged.through_adapter->outcome == Outcome::kUnknown) {
+      judged.through_adapter.reset();
     }
     report_.expectations.push_back(judged);
   }
@@ -221,6 +237,7 @@ class Run {
   std::string lines_;
   PhaseResult as_it_is_;
   std::optional<PhaseResult> behind_;
+  std::string cure_;  // of what the adapter could not be used for; else empty
   Report report_;
 };
 

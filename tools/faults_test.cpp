@@ -8,6 +8,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::UnorderedElementsAreArray;
 
 struct Fault {
@@ -89,6 +90,32 @@ TEST_F(FaultsTest, OfSigningThatTheAdapterCannotCure) {
   EXPECT_EQ(wrong.at("exitStatus"), 1);
   EXPECT_THAT(UnmetAsItIs(wrong),
               ElementsAre("raw-rsa-block", "raw-rsa-short", "ecdsa-der", "ecdsa-sha1"));
+}
+
+TEST_F(FaultsTest, OfKeysThatWantALoginForEachOperation) {
+  const std::string module = FaultyModule("context-login");
+  const nlohmann::json report = RunJson({module, "--pin-file", PinFile()});
+  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_GT(Calls("context C_Login"), 0u);
+  for (const auto& key : report.at("listing").at("privateKeys")) {
+    EXPECT_EQ(key.at("alwaysAuthenticate"), true);
+  }
+  const nlohmann::json& found = Find(report, "context-login");
+  EXPECT_EQ(found.at("asItIs").at("resultName"), "CKR_USER_NOT_LOGGED_IN (0x101)");
+  EXPECT_EQ(found.at("verdict"), "met-through-adapter");
+  EXPECT_THAT(found.at("rules"), ElementsAre("context-login"));
+  // What is signed or decrypted with such keys fails as it is.
+  EXPECT_THAT(UnmetAsItIs(report), IsSupersetOf({"raw-rsa-block", "ecdsa-der", "decrypt-pkcs1"}));
+  EXPECT_THAT(WithVerdict(report, "not-met"), IsEmpty());
+}
+
+TEST_F(FaultsTest, OfKeysWhoseLoginsNobodyMakes) {
+  const std::string lines = folder_.Write("lines", "rules-off = context-login\n");
+  const nlohmann::json report =
+      RunJson({FaultyModule("context-login"), "--pin-file", PinFile(), "--adapter-config", lines});
+  EXPECT_EQ(report.at("exitStatus"), 1);
+  EXPECT_EQ(Calls("context C_Login"), 0u);
+  EXPECT_EQ(VerdictOn(report, "context-login"), "not-met");
 }
 
 TEST_F(FaultsTest, OfDecrypting) {

@@ -1,4 +1,6 @@
 // The PIN: one try at most, none where it would be the last, and never shown.
+#include <sys/resource.h>
+
 #include "tools/testing/modulecheck_fixture.h"
 
 namespace kelvrin::modulecheck {
@@ -74,6 +76,17 @@ TEST_F(PinTest, APinIsNeverShown) {
   EXPECT_THAT(outcome.errors, Not(HasSubstr("123456")));
 }
 
+TEST_F(PinTest, ACrashOfTheModuleLeavesNoPinInACoreFile) {
+  rlimit usual = {};
+  ASSERT_EQ(getrlimit(RLIMIT_CORE, &usual), 0);
+  const rlimit most = {usual.rlim_max, usual.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_CORE, &most), 0);
+  EXPECT_EQ(RunWith("none", "123456\n").status, 3);
+  setrlimit(RLIMIT_CORE, &usual);
+  EXPECT_GT(Calls("C_Login"), 0u);
+  EXPECT_EQ(Calls("core C_Login"), 0u);
+}
+
 TEST_F(PinTest, APinFileThatGivesNoneIsNamedBeforeAnythingIsLoaded) {
   const std::vector<std::string> files = {folder_ / "missing", folder_.path(),
                                           folder_.Write("empty", "\n"),
@@ -83,6 +96,79 @@ TEST_F(PinTest, APinFileThatGivesNoneIsNamedBeforeAnythingIsLoaded) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
     EXPECT_THAT(outcome.errors, AllOf(HasSubstr("modulecheck: the PIN file " + file)));
+  }
+}
+
+// Two cards with a PIN each; nobody knows which of them is in the first slot.
+class TwoCardsTest : public ModulecheckTest {
+ protected:
+  static constexpr char kOne[] = "4711 0815";
+  static constexpr char kOther[] = "1234 5678";
+
+  TwoCardsTest() {
+    card_.Add({.name = "other", .label = kOther, .pin = "654321", .empty = true});
+    slots_ = RunJson({SoftHsm()}).at("listing").at("slots");
+  }
+  std::string ReaderOf(const std::string& label) const {
+    for (const auto& slot : slots_) {
+      if (slot.at("label") == label) return slot.at("readerName");
+    }
+    ADD_FAILURE() << label;
+    return "";
+  }
+  std::string PinOf(const std::string& label) const {
+    return card_.File(label == kOne ? "card" : "other", "pin");
+  }
+  // How often somebody tried to log in to this card.
+  std::size_t Logins(const std::string& label) const { return Calls("C_Login " + label); }
+
+  nlohmann::json slots_;
+};
+
+TEST_F(TwoCardsTest, TheOtherCardsPinIsTriedOnceOnTheCardThatIsNamedAndNowhereElse) {
+  for (const std::vector<std::string>& more :
+       {std::vector<std::string>{}, std::vector<std::string>{"--adapter"}}) {
+    std::vector<std::string> arguments = {FaultyModule("none", SoftHsm()), "--reader",
+                                          ReaderOf(kOne), "--pin-file", PinOf(kOther)};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.output, HasSubstr("C_Login gave CKR_PIN_INCORRECT (0xa0)"));
+    EXPECT_EQ(Logins(kOne), 1u);
+    EXPECT_EQ(Logins(kOther), 0u);
+  }
+}
+
+TEST_F(TwoCardsTest, WithoutAReaderNameTheFirstCardAloneIsTried) {
+  const std::string first = slots_[0].at("label");
+  const std::string second = first == kOne ? kOther : kOne;
+  Run({FaultyModule("none", SoftHsm()), "--pin-file", PinOf(second), "--adapter"});
+  EXPECT_EQ(Logins(first), 1u);
+  EXPECT_EQ(Logins(second), 0u);
+}
+
+TEST_F(TwoCardsTest, TheCardThatTheAdapterIsToTakeIsTriedOnceWithAnotherOnesPin) {
+  const std::string lines = folder_.Write("lines", "token-label = " + std::string(kOther) + "\n");
+  const Outcome outcome = Run({FaultyModule("none", SoftHsm()), "--reader", ReaderOf(kOne),
+                               "--pin-file", PinOf(kOne), "--adapter", "--adapter-config", lines});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(Logins(kOther), 1u);
+  EXPECT_THAT(outcome.output,
+              AllOf(HasSubstr("WARNING: two different tokens were judged: as it is the token \"" +
+                              std::string(kOne)),
+                    HasSubstr("behind the adapter the token \"" + std::string(kOther))));
+}
+
+TEST_F(TwoCardsTest, ThePinIsWithheldWhereNoReaderHasTheName) {
+  for (const std::vector<std::string>& more :
+       {std::vector<std::string>{}, std::vector<std::string>{"--adapter"}}) {
+    std::vector<std::string> arguments = {FaultyModule("none", SoftHsm()), "--reader",
+                                          "No such reader", "--pin-file", PinOf(kOne)};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    EXPECT_THAT(Run(arguments).output,
+                AllOf(HasSubstr("WARNING: not logged in: no reader has the name"),
+                      HasSubstr("LAST slot"), HasSubstr("FIRST slot")));
+    EXPECT_EQ(Calls("C_Login"), 0u);
   }
 }
 

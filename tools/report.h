@@ -36,7 +36,7 @@ struct Report {
   std::string module;           // its path
   std::string reader_name;      // empty: none
   bool behind_adapter = false;  // what the listing is of
-  bool adapter_failed = false;  // it was needed, and is missing or does not come up
+  bool adapter_failed = false;  // it was needed, but there is none, or none with a slot
   Listing listing;
   std::vector<PrivateKeyListing> private_keys;  // that show after the login
   std::vector<std::string> warnings;

@@ -85,6 +85,13 @@ std::size_t Count(const Report& report, Verdict verdict) {
                     [&](const ExpectationReport& one) { return one.verdict == verdict; }));
 }
 
+bool WorksAsItIs(const Report& report) {
+  return std::none_of(
+      report.expectations.begin(), report.expectations.end(), [](const ExpectationReport& one) {
+        return one.as_it_is.outcome == Outcome::kUnmet || one.as_it_is.outcome == Outcome::kUnknown;
+      });
+}
+
 std::string ConclusionText(const Report& report) {
   const std::size_t not_tried = Count(report, Verdict::kNotTried);
   std::string text = std::to_string(Count(report, Verdict::kMet)) + " met, " +
@@ -105,7 +112,8 @@ std::string ConclusionText(const Report& report) {
       break;
   }
   if (report.adapter_failed) {
-    return text + "The module does not work as it is; behind the adapter it could not be judged.\n";
+    text += WorksAsItIs(report) ? "The module works as it is" : "The module does not work as it is";
+    return text + "; behind the adapter it could not be judged.\n";
   }
   return text + "The module does not work with the extension.\n";
 }

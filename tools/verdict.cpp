@@ -1,5 +1,7 @@
 #include "tools/verdict.h"
 
+#include <cctype>
+
 namespace kelvrin::modulecheck {
 namespace {
 
@@ -22,6 +24,16 @@ Verdict DecideAsItIs(Outcome outcome) {
 
 bool IsBad(Verdict verdict) {
   return verdict == Verdict::kNotMet || verdict == Verdict::kNotReached;
+}
+
+// What is seen of an adapter that cannot be used, as that it does not come up, is judged even so.
+std::string AdviseToCure(const ExpectationReport& report, std::string cure) {
+  cure += '.';
+  if (!report.through_adapter || report.through_adapter->outcome != Outcome::kUnmet) {
+    return "It could not be judged behind the adapter: " + cure;
+  }
+  cure.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(cure.front())));
+  return cure;
 }
 
 }  // namespace
@@ -47,7 +59,7 @@ Verdict Decide(const Judgement& as_it_is, const std::optional<Judgement>& adapte
   return Verdict::kNotMet;
 }
 
-std::string Advise(const ExpectationReport& report, bool adapter_failed) {
+std::string Advise(const ExpectationReport& report, const std::string& cure) {
   const Expectation& expectation = *report.expectation;
   switch (report.verdict) {
     case Verdict::kThroughAdapter: {
@@ -59,10 +71,7 @@ std::string Advise(const ExpectationReport& report, bool adapter_failed) {
              ").";
     }
     case Verdict::kNotMet:
-      // That the adapter does not come up is an expectation itself.
-      if (adapter_failed && !expectation.rules.empty() && expectation.needs != Needs::kNothing) {
-        return "Put the adapter right: behind it this could not be judged.";
-      }
+      if (!cure.empty() && !expectation.rules.empty()) return AdviseToCure(report, cure);
       return std::string(expectation.advice);
     case Verdict::kNotReached:
       return "See first to what is not met.";

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "tools/report.h"
@@ -13,9 +14,9 @@ namespace kelvrin::modulecheck {
 Verdict Decide(const Judgement& as_it_is, const std::optional<Judgement>& adapter,
                bool is_about_adapter);
 
-// One sentence on what to do; empty where there is nothing to do. `adapter_failed` says that nobody
-// knows what the adapter would do about it.
-std::string Advise(const ExpectationReport& report, bool adapter_failed = false);
+// One sentence on what to do; empty where there is nothing to do. `cure` is what has to be done
+// before the module can be judged behind the adapter, as in "correct my.conf"; empty when it could.
+std::string Advise(const ExpectationReport& report, const std::string& cure = "");
 
 Conclusion Conclude(const std::vector<ExpectationReport>& expectations);
 

@@ -68,6 +68,22 @@ TEST(VerdictTest, AdviceNamesTheRules) {
   EXPECT_EQ(Advise(Of(Verdict::kMet)), "");
 }
 
+TEST(VerdictTest, WhatTheAdapterWouldDoIsNotClaimedBeforeTheCure) {
+  ExpectationReport report = Of(Verdict::kNotMet);
+  EXPECT_EQ(Advise(report), "Ask the module's maker.");
+  EXPECT_EQ(Advise(report, "correct my.conf"),
+            "It could not be judged behind the adapter: correct my.conf.");
+  report.through_adapter = kUnknown;
+  EXPECT_THAT(Advise(report, "correct my.conf"), HasSubstr("could not be judged"));
+  report.through_adapter = kUnmet;
+  EXPECT_EQ(Advise(report, "correct my.conf"), "Correct my.conf.");
+}
+
+TEST(VerdictTest, ACureOfTheAdapterIsNoAdviceOnWhatItDoesNotChange) {
+  const std::string advice = Advise(Of(Verdict::kNotMet, "certificates"), "correct my.conf");
+  EXPECT_EQ(advice, FindExpectation("certificates")->advice);
+}
+
 TEST(VerdictTest, EveryExpectationHasANameOfItsOwnAndAdvice) {
   for (const Expectation& expectation : Expectations()) {
     EXPECT_EQ(FindExpectation(expectation.name), &expectation);

@@ -2,10 +2,11 @@
 //
 // The environment says what: KELVRIN_FAULT_BEHIND is the path of the module behind, KELVRIN_FAULT
 // names the fault, and the names of the functions that are called at all go to the file
-// KELVRIN_FAULT_CALLS, one a line, those of C_Login, C_DeriveKey and C_Sign.
+// KELVRIN_FAULT_CALLS, one a line, those of C_Login, C_DeriveKey and C_Sign. That of C_Login has
+// the token's label behind it, and "context" or, where a crash would leave a core file, "core"
+// before.
 #include <dlfcn.h>
 #include <p11-kit/pkcs11.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -13,34 +14,17 @@
 #include <cstring>
 #include <set>
 #include <string>
-#include <string_view>
+
+#include "tools/testing/fault.h"
+#include "tools/testing/fault_login.h"
 
 namespace {
 
-CK_FUNCTION_LIST* behind = nullptr;
-
-std::string Environment(const char* name) {
-  const char* const value = std::getenv(name);
-  return value == nullptr ? "" : value;
-}
-
-bool Is(std::string_view fault) {
-  static const std::string wanted = Environment("KELVRIN_FAULT");
-  return fault == wanted;
-}
-
-void Note(const char* function) {
-  const std::string path = Environment("KELVRIN_FAULT_CALLS");
-  if (path.empty()) return;
-  std::FILE* const file = std::fopen(path.c_str(), "a");
-  if (file == nullptr) std::abort();
-  std::fprintf(file, "%s\n", function);
-  std::fclose(file);
-}
-
-[[noreturn]] void Hang() {
-  for (;;) pause();
-}
+using kelvrin::fault::behind;
+using kelvrin::fault::Environment;
+using kelvrin::fault::Hang;
+using kelvrin::fault::Is;
+using kelvrin::fault::Note;
 
 CK_OBJECT_CLASS ClassOf(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
   CK_OBJECT_CLASS object_class = CK_UNAVAILABLE_INFORMATION;
@@ -114,12 +98,6 @@ CK_RV GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO* info) {
   return result;
 }
 
-CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG size) {
-  Note("C_Login");
-  if (Is("hang-in-login")) Hang();
-  return behind->C_Login(session, user, pin, size);
-}
-
 std::set<CK_SESSION_HANDLE>& OpenSearches() {
   static std::set<CK_SESSION_HANDLE> sessions;
   return sessions;
@@ -154,10 +132,22 @@ CK_RV GiveLongValue(CK_ATTRIBUTE* attribute) {
   return fits ? CKR_OK : CKR_BUFFER_TOO_SMALL;
 }
 
+CK_RV GiveTrue(CK_ATTRIBUTE* attribute, CK_ULONG room) {
+  attribute->ulValueLen = sizeof(CK_BBOOL);
+  if (attribute->pValue == nullptr) return CKR_OK;
+  if (room < sizeof(CK_BBOOL)) return CKR_BUFFER_TOO_SMALL;
+  *static_cast<CK_BBOOL*>(attribute->pValue) = CK_TRUE;
+  return CKR_OK;
+}
+
 // What is wrong with one attribute after it was read.
 CK_RV Spoil(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attribute,
             CK_ULONG room, CK_RV result) {
   const CK_OBJECT_CLASS object_class = ClassOf(session, object);
+  if (object_class == CKO_PRIVATE_KEY && attribute->type == CKA_ALWAYS_AUTHENTICATE &&
+      Is("context-login")) {
+    return GiveTrue(attribute, room);
+  }
   auto* const value = static_cast<CK_BYTE*>(attribute->pValue);
   const bool has_value = result == CKR_OK && value != nullptr && attribute->ulValueLen != 0;
   if (object_class == CKO_CERTIFICATE) {
@@ -211,7 +201,7 @@ CK_RV SignInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HAN
   if (Is("sign-after-failure") && FailedSessions().contains(session)) return CKR_OPERATION_ACTIVE;
   if (Is("raw-rsa-block") && operation == CKM_RSA_X_509) return CKR_MECHANISM_INVALID;
   if (Is("ecdsa-sha1") && operation == CKM_ECDSA_SHA1) return CKR_MECHANISM_INVALID;
-  return behind->C_SignInit(session, mechanism, key);
+  return kelvrin::fault::Begun(session, behind->C_SignInit(session, mechanism, key));
 }
 
 CK_RV Sign(CK_SESSION_HANDLE session, CK_BYTE* data, CK_ULONG size, CK_BYTE* signature,
@@ -227,20 +217,20 @@ CK_RV Sign(CK_SESSION_HANDLE session, CK_BYTE* data, CK_ULONG size, CK_BYTE* sig
   if (result != CKR_OK) FailedSessions().insert(session);
   if (result == CKR_OK && Is("ecdsa-der") && operation == CKM_ECDSA) *signature_size = 64;
   if (result == CKR_OK && Is("wrong-signatures")) signature[*signature_size - 1] ^= 1;
-  return result;
+  return kelvrin::fault::Ended(session, signature_size, result);
 }
 
 CK_RV DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
   operation = mechanism->mechanism;
   if (Is("decrypt-pkcs1") && operation == CKM_RSA_PKCS) return CKR_MECHANISM_INVALID;
-  return behind->C_DecryptInit(session, mechanism, key);
+  return kelvrin::fault::Begun(session, behind->C_DecryptInit(session, mechanism, key));
 }
 
 CK_RV Decrypt(CK_SESSION_HANDLE session, CK_BYTE* data, CK_ULONG size, CK_BYTE* plain,
               CK_ULONG* plain_size) {
   const CK_RV result = behind->C_Decrypt(session, data, size, plain, plain_size);
   if (result == CKR_OK && Is("decrypt-raw") && operation == CKM_RSA_X_509) plain[0] = 1;
-  return result;
+  return kelvrin::fault::Ended(session, plain_size, result);
 }
 
 CK_RV DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key,
@@ -264,7 +254,7 @@ CK_FUNCTION_LIST MakeList() {
   list.C_GetTokenInfo = GetTokenInfo;
   list.C_GetMechanismList = GetMechanismList;
   list.C_GetSessionInfo = GetSessionInfo;
-  list.C_Login = Login;
+  list.C_Login = kelvrin::fault::Login;
   list.C_FindObjectsInit = FindObjectsInit;
   list.C_FindObjectsFinal = FindObjectsFinal;
   list.C_GetAttributeValue = GetAttributeValue;
