@@ -32,8 +32,8 @@ void _os_log_impl(void* dso, os_log_t log, os_log_type_t type, const char* forma
                   uint32_t size);
 
 #ifdef __APPLE__
-#define OS_LOG_STRING_SECTION \
-  __attribute__((section("__TEXT,__oslogstring,cstring_literals"), used))
+// Not of the type cstring_literals, as in Apple's header: lld would put them among other strings.
+#define OS_LOG_STRING_SECTION __attribute__((section("__TEXT,__oslogstring"), used))
 #else
 #define OS_LOG_STRING_SECTION
 #endif
