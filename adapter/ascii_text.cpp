@@ -75,4 +75,16 @@ std::string ToAscii(std::string_view text) {
   return ascii;
 }
 
+bool IsUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::string_view rest = text;
+    Take(&text);
+    // A single byte that is no character of its own was not UTF-8.
+    if (rest.size() - text.size() == 1 && static_cast<unsigned char>(rest.front()) >= 0x80) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace kelvrin::adapter

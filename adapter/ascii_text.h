@@ -13,6 +13,9 @@ namespace kelvrin::adapter {
 // comes back as it is. The result is empty only for no text, or NULs alone.
 std::string ToAscii(std::string_view text);
 
+// Whether all of the text is UTF-8.
+bool IsUtf8(std::string_view text);
+
 }  // namespace kelvrin::adapter
 
 #endif  // KELVRIN_ADAPTER_ASCII_TEXT_H_

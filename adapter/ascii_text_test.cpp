@@ -79,6 +79,14 @@ TEST(AsciiTextTest, BytesThatAreNotUtf8AreReadAsLatin1) {
   EXPECT_EQ(ToAscii("\xf5\x80\x80\x80").front(), 'o');
 }
 
+TEST(AsciiTextTest, Utf8IsToldFromOtherEncodings) {
+  for (const char* text : {"", "plain", "Gerät", "名前", "😀"}) EXPECT_TRUE(IsUtf8(text)) << text;
+  for (const char* text :
+       {"Ger\xe4t", "\xc3", "a\x80", "\xc0\xaf", "\xed\xa0\x80", "\xf5\x80\x80\x80"}) {
+    EXPECT_FALSE(IsUtf8(text)) << text;
+  }
+}
+
 TEST(AsciiTextTest, EveryByteAndEveryCharacterGivesPrintableAscii) {
   const auto is_printable = [](char c) { return c >= ' ' && c < 0x7f; };
   for (int first = 0; first < 256; ++first) {

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "adapter/ascii_text.h"
 #include "adapter/file_path.h"
 #include "adapter/setup_error.h"
 #include "adapter/text_fields.h"
@@ -65,6 +66,7 @@ class Parser {
 
   void Store(const Key& key, std::string_view value);
   void TakeModule(std::string_view value);
+  void TakeReaderName(std::string_view value);
   void TakeCardNumber(std::string_view value);
   void TakeProfile(std::string_view value);
   void TakeRulesOff(std::string_view value);
@@ -79,7 +81,7 @@ class Parser {
 const std::array<Parser::Key, 9> Parser::kKeys = {{
     {.name = "module", .take = &Parser::TakeModule},
     {.name = "reserved", .text = &Config::reserved},
-    {"reader-name", &Config::reader_name, sizeof(CK_SLOT_INFO::slotDescription)},
+    {.name = "reader-name", .take = &Parser::TakeReaderName},
     {"token-label", &Config::token_label, sizeof(CK_TOKEN_INFO::label)},
     {"token-serial", &Config::token_serial, sizeof(CK_TOKEN_INFO::serialNumber)},
     {"slot-reader", &Config::slot_reader, sizeof(CK_SLOT_INFO::slotDescription)},
@@ -143,6 +145,13 @@ void Parser::Store(const Key& key, std::string_view value) {
 void Parser::TakeModule(std::string_view value) {
   config_.module_line = line_;
   config_.module = PathBeside(config_.file, value);
+}
+
+// The system compares it with a name in config.plist, which is UTF-8. The other texts are compared
+// with what modules say, whatever its encoding.
+void Parser::TakeReaderName(std::string_view value) {
+  if (!IsUtf8(value)) Fail("'reader-name' is not UTF-8; save the file as plain text in UTF-8");
+  Store({"reader-name", &Config::reader_name, sizeof(CK_SLOT_INFO::slotDescription)}, value);
 }
 
 void Parser::TakeCardNumber(std::string_view value) {

@@ -217,6 +217,12 @@ TEST_F(ConfigTest, TooLongTextsAreRefused) {
               StartsWith(":2: 'slot-reader' has more than 64 bytes"));
 }
 
+TEST_F(ConfigTest, ReaderNameInAnotherEncodingIsRefused) {
+  EXPECT_THAT(Refusal("module = m\nreader-name = Leseger\xe4t\n"),
+              StartsWith(":2: 'reader-name' is not UTF-8; save the file"));
+  EXPECT_EQ(ReadConfig(Write("module = m\nreader-name = Lesegerät\n")).reader_name, "Lesegerät");
+}
+
 TEST_F(ConfigTest, ReservedStringIsNeverShown) {
   EXPECT_THAT(Refusal("module = m\nreserved = hidden\x01\n"), Not(HasSubstr("hidden")));
 }
