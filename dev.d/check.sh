@@ -61,12 +61,14 @@ check_leak_finder() {
   grep -q 'Potential leak' "$log" || fail "the static analyser overlooks a leak; see $log"
 }
 
-# lint_files BUILD_FOLDER CHECKS [--fix]: the files come on standard input.
+# lint_files BUILD_FOLDER CHECKS [--fix]: the files come on standard input. Only findings are printed:
+# the linter's progress would push them out of what is shown of a failure.
 lint_files() {
   local folder=$1 checks=$2
   shift 2
   xargs -P "$(nproc)" -n 4 clang-tidy-19 -p "$folder" --quiet --warnings-as-errors='*' \
-    --checks="$checks" "$@"
+    --checks="$checks" "$@" 2>&1 |
+    sed -E '/^[0-9]+ warnings? generated\.$/d; /^\[[0-9]+\/[0-9]+\] Processing file /d'
 }
 
 check_shell() {

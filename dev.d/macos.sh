@@ -72,12 +72,23 @@ zip_download() {
   rm -rf "$folder"
 }
 
+# Runs a build with a temporary folder of its own: for every file that the compiler translates for
+# two architectures it leaves an empty folder there.
+#   in_own_tmp COMMAND...
+in_own_tmp() {
+  local folder status=0
+  folder=$(mktemp -d)
+  TMPDIR=$folder "$@" || status=$?
+  rm -rf "$folder"
+  return "$status"
+}
+
 # Builds the bundle; what is given goes to CMake, such as -DKELVRIN_MODULE=FILE.
 build_macos() {
   prepare_sdk
   say "building (macos)"
-  quietly configure-macos cmake --preset macos "$@"
-  quietly build-macos cmake --build --preset macos
+  quietly configure-macos in_own_tmp cmake --preset macos "$@"
+  quietly build-macos in_own_tmp cmake --build --preset macos
   zip_download
 }
 
@@ -86,8 +97,8 @@ build_macos_natively() {
   command -v cmake >/dev/null || fail "CMake is missing; brew install cmake"
   xcode-select -p >/dev/null 2>&1 || fail "Xcode's command line tools are missing; xcode-select --install"
   say "building (macos-native)"
-  quietly configure-macos-native cmake --preset macos-native "$@"
-  quietly build-macos-native cmake --build --preset macos-native
+  quietly configure-macos-native in_own_tmp cmake --preset macos-native "$@"
+  quietly build-macos-native in_own_tmp cmake --build --preset macos-native
   local folder
   folder=$(mktemp -d)
   gather_download "$folder/KelvrinToken"

@@ -48,8 +48,8 @@ bool IsFile(const std::string& path) { return TypeOf(path) == S_IFREG; }
 
 std::string AbsolutePath(const std::string& path) {
   if (path.starts_with('/')) return path;
-  const Text folder(getcwd(nullptr, 0));
-  return folder == nullptr ? path : std::string(folder.get()) + "/" + path;
+  const std::string folder = RealPath(".");
+  return folder.empty() ? path : folder + "/" + path;
 }
 
 std::string RealPath(const std::string& path) {

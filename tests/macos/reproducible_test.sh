@@ -11,6 +11,9 @@ if [ ! -e "$sdk/usr/lib/libSystem.tbd" ]; then
 fi
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
+# The compiler leaves empty folders in there.
+mkdir "$folder/tmp"
+export TMPDIR=$folder/tmp
 
 # Builds a copy of the sources, beside a copy of the SDK. What the bundle holds follows FOLDER.
 #   build FOLDER
