@@ -128,6 +128,7 @@ class Run {
       return;
     }
     const AdapterCopy copy(order_.adapter, module_, order_.reader_name, lines_);
+    if (ChoosesSlot(lines_)) KeepPinFromAnotherToken(copy.library());
     PhaseResult result = Go(copy.library(), std::move(steps));
     const std::string configuration =
         order_.adapter_config.empty() ? "its configuration" : order_.adapter_config;
@@ -149,6 +150,18 @@ class Run {
                 ", fit a token that is there");
     }
     behind_ = std::move(result);
+  }
+
+  // The PIN is of the token that is judged as it is. Where the adapter's keys choose another one,
+  // nobody logs in behind it.
+  void KeepPinFromAnotherToken(const std::string& library) {
+    if (login_ == LoginState::kNoPin || login_ == LoginState::kOver || !as_it_is_.listing) return;
+    const PhaseResult look = Go(library, {std::string(kListingStep)});
+    if (!look.listing || AnotherTokenWarning(&*as_it_is_.listing, &*look.listing).empty()) return;
+    login_ = LoginState::kOver;
+    Warn(
+        "not logged in behind the adapter: its keys choose another token, and the PIN is not that "
+        "one's");
   }
 
   // What the adapter says is of its configuration; else it is the module that does not come up.

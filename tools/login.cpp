@@ -1,6 +1,15 @@
 #include "tools/login.h"
 
+#include <algorithm>
+
 namespace kelvrin::modulecheck {
+namespace {
+
+bool HasSeveralCards(const Module& module) {
+  return std::ranges::count_if(module.slots(), &SlotFacts::is_initialised) > 1;
+}
+
+}  // namespace
 
 const Judgement& Login::Judge() {
   if (!judgement_) judgement_ = LogIn();
@@ -20,6 +29,11 @@ Judgement Login::LogIn() const {
   };
   if (module_.choice().choice == Choice::kFallback && module_.slots().size() > 1) {
     return withhold("no reader has the name that was given, and the PIN may be another card's");
+  }
+  if (module_.choice().choice == Choice::kRefused && HasSeveralCards(module_)) {
+    return withhold(
+        "several cards are there and no reader was named, so the PIN may be another card's; "
+        "--reader names one");
   }
   if (result != CKR_OK) {
     return refuse(Unmet("C_GetTokenInfo", result,

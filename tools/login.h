@@ -11,7 +11,8 @@
 namespace kelvrin::modulecheck {
 
 // Logs in at most once, and not at all where the token says that its last try would be used up, or
-// where of several readers none has the name that was given.
+// where it may be another card's PIN: of several readers none has the name that was given, or there
+// are several cards and no name was.
 class Login {
  public:
   // All must outlive the object.

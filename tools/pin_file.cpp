@@ -3,6 +3,9 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -38,6 +41,12 @@ ssize_t Fill(int descriptor, std::span<char> room) {
 void ForbidCoreFiles() {
   const rlimit none = {0, 0};
   setrlimit(RLIMIT_CORE, &none);
+}
+
+void ForbidDumps() {
+#ifdef __linux__
+  prctl(PR_SET_DUMPABLE, 0);
+#endif
 }
 
 void ReadPinFile(const std::string& path, Secret* pin) {

@@ -94,7 +94,10 @@ void RunWorker(const WorkerOrder& order) {
   try {
     Secret pin;
     ForbidCoreFiles();
-    if (order.log_in) ReadPin(STDIN_FILENO, &pin);
+    if (order.log_in) {
+      ForbidDumps();
+      ReadPin(STDIN_FILENO, &pin);
+    }
     channel.Send({{"begin", kBringUpStep}});
     Worker(order, channel, pin).Run();
     channel.Send({{"end", true}});
