@@ -24,9 +24,9 @@ using testing::IsEmpty;
 class BundleOptionsTest : public testing::Test {
  protected:
   Outcome Configure(const std::vector<std::string>& options) const {
-    std::vector<std::string> arguments = {
-        KELVRIN_CMAKE,  "-S",       KELVRIN_SOURCE, "-B",
-        folder_.path(), "--preset", "macos",        "-DKELVRIN_MACOS_SDK=" KELVRIN_MACOS_SDK};
+    std::vector<std::string> arguments = {KELVRIN_CMAKE,  "-S",       KELVRIN_SOURCE, "-B",
+                                          folder_.path(), "--preset", "macos"};
+    arguments.push_back(std::string("-DKELVRIN_MACOS_SDK=") + KELVRIN_MACOS_SDK);
     for (const std::string& option : options) arguments.push_back("-D" + option);
     return host::testing::run_program(arguments);
   }
