@@ -64,22 +64,22 @@ void ExpectSameCounts(const std::string& what, const Counts& expected, const Cou
   }
 }
 
-// The texts in a section, and how far they are aligned (1: not at all). Throws std::runtime_error
-// when there is no section, or when it does not end with a text's end.
-Counts TextsOfSection(const Slice& slice, uint64_t& alignment) {
+// The texts in the section. Throws std::runtime_error when there is none, when it is aligned, which
+// would put more zeros between texts, and when it does not end with a text's end.
+Counts TextsOfSection(const Slice& slice) {
   for (const llvm::object::SectionRef& section : slice.file->sections()) {
     const auto reference = section.getRawDataRefImpl();
     if (llvm::cantFail(section.getName()) != "__oslogstring" ||
         slice.file->getSectionFinalSegmentName(reference) != "__TEXT") {
       continue;
     }
-    alignment = section.getAlignment().value();
+    if (section.getAlignment().value() != 1) throw std::runtime_error("is aligned");
     llvm::StringRef bytes = llvm::cantFail(section.getContents());
     if (!bytes.ends_with(llvm::StringRef("", 1))) throw std::runtime_error("has no end");
     Counts texts;
     while (!bytes.empty()) {
       const auto [text, rest] = bytes.split('\0');
-      if (!text.empty() || alignment == 1) ++texts[Literal(text.str())];
+      ++texts[Literal(text.str())];
       bytes = rest;
     }
     return texts;
@@ -138,12 +138,9 @@ Findings CheckLogSection(const MachOFile& file, const std::vector<LogFormat>& fo
   for (const Slice& slice : file.slices()) {
     const std::string what = slice.architecture + ": section __TEXT,__oslogstring";
     try {
-      uint64_t alignment = 0;
-      const Counts got = TextsOfSection(slice, alignment);
+      const Counts got = TextsOfSection(slice);
       Counts expected;
-      for (const LogFormat& format : formats) {
-        if (!format.text.empty() || alignment == 1) ++expected[Literal(format.text)];
-      }
+      for (const LogFormat& format : formats) ++expected[Literal(format.text)];
       ExpectSameCounts(what, expected, got, findings);
     } catch (const std::runtime_error& error) {
       findings.push_back(what + " " + error.what());

@@ -66,10 +66,22 @@ TEST(SpoiledLogFormatsTest, OneMore) {
 }
 
 TEST(SpoiledLogFormatsTest, NoEmptyOne) {
+  for (const std::string architecture : {"x86_64", "arm64"}) {
+    SpoiledCopy copy(Executable());
+    copy.Replace(architecture, std::string("aufgerufen.\0\0", 13),
+                 std::string("aufgerufen.~\0", 13));
+    EXPECT_THAT(CheckLogSection(copy.Open(), Formats()),
+                testing::Contains(architecture +
+                                  ": section __TEXT,__oslogstring: \"\": expected 1, got 0"));
+  }
+}
+
+TEST(SpoiledLogFormatsTest, AnAlignedSection) {
   SpoiledCopy copy(Executable());
-  copy.Replace("arm64", std::string("aufgerufen.\0\0", 13), std::string("aufgerufen.~\0", 13));
+  const size_t header = copy.bytes().find("__oslogstring", copy.Begin("x86_64"));
+  copy.PutWord(header + 52, 4);  // the power of two
   EXPECT_THAT(CheckLogSection(copy.Open(), Formats()),
-              testing::Contains("arm64: section __TEXT,__oslogstring: \"\": expected 1, got 0"));
+              ElementsAre("x86_64: section __TEXT,__oslogstring is aligned"));
 }
 
 TEST(SpoiledLogFormatsTest, NoSection) {

@@ -33,7 +33,8 @@ void _os_log_impl(void* dso, os_log_t log, os_log_type_t type, const char* forma
 
 #ifdef __APPLE__
 // Not of the type cstring_literals, as in Apple's header: lld would put them among other strings.
-#define OS_LOG_STRING_SECTION __attribute__((section("__TEXT,__oslogstring"), used))
+// Unaligned, so that only texts lie there.
+#define OS_LOG_STRING_SECTION __attribute__((section("__TEXT,__oslogstring"), used, aligned(1)))
 #else
 #define OS_LOG_STRING_SECTION
 #endif
