@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <llvm/Support/Endian.h>
 
+#include <stdexcept>
+
 #include "tests/macos/testing/built_binaries.h"
 #include "tests/macos/testing/spoiled_copy.h"
 
@@ -12,6 +14,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::MatchesRegex;
+using testing::ThrowsMessage;
 
 class CodeSignatureTest : public testing::Test {
  protected:
@@ -41,6 +44,11 @@ TEST_F(CodeSignatureTest, FindsAFlippedBitInAPage) {
   copy_.bytes()[text] ^= 1;
   const size_t page = (text - copy_.Begin("arm64")) / arm64_.directory.page_size;
   EXPECT_THAT(Check(), ElementsAre("arm64: page " + std::to_string(page) + " has another hash"));
+}
+
+TEST_F(CodeSignatureTest, FindsAFlippedBitInTheOtherSlice) {
+  copy_.bytes()[copy_.Section("x86_64", "__cstring")] ^= 1;
+  EXPECT_THAT(Check(), ElementsAre(MatchesRegex("x86_64: page [0-9]+ has another hash")));
 }
 
 TEST_F(CodeSignatureTest, FindsAFlippedBitInTheLastPage) {
@@ -106,6 +114,24 @@ TEST_F(CodeSignatureTest, FindsACertificate) {
   PutWord(signature_ + 8, 2);
   PutWord(signature_ + 20, llvm::MachO::CSSLOT_SIGNATURESLOT);  // what the padding becomes
   EXPECT_THAT(Check(), ElementsAre("arm64: signature's blobs: expected 0, got 0, 65536"));
+}
+
+TEST_F(CodeSignatureTest, RefusesASliceWithoutASignature) {
+  copy_.PutWord(copy_.Command("x86_64", llvm::MachO::LC_CODE_SIGNATURE), 0x7f);
+  EXPECT_THAT([this] { Check(); }, ThrowsMessage<std::runtime_error>("x86_64: no code signature"));
+}
+
+TEST_F(CodeSignatureTest, RefusesASignatureBeforeTheEndOfTheSlice) {
+  const size_t size = copy_.Command("arm64", llvm::MachO::LC_CODE_SIGNATURE) + 12;
+  copy_.PutWord(size, copy_.Word(size) - 16);
+  EXPECT_THAT([this] { Check(); },
+              ThrowsMessage<std::runtime_error>("code signature: not the end of the slice"));
+}
+
+TEST_F(CodeSignatureTest, RefusesADirectoryOfAnOldVersion) {
+  PutWord(directory_ + 8, llvm::MachO::CS_SUPPORTSEXECSEG - 1);
+  EXPECT_THAT([this] { Check(); },
+              ThrowsMessage<std::runtime_error>("code signature: old version"));
 }
 
 TEST_F(CodeSignatureTest, RefusesADamagedSignature) {

@@ -70,6 +70,7 @@ std::vector<Binary> ExpectedBinaries(const std::filesystem::path& build) {
        .install_name = "@rpath/libkelvrin_adapter.dylib",
        .libraries = cxx,
        .exports = {"_C_GetFunctionList", "_kelvrin_adapter_shared_2"},
+       .has_initialisers = true,
        .has_cxx_runtime = true},
       {.name = "modulecheck",
        .path = build / "bin/modulecheck",
@@ -77,6 +78,7 @@ std::vector<Binary> ExpectedBinaries(const std::filesystem::path& build) {
        .entry = "_main",
        .libraries = cxx,
        .exports = header,
+       .has_initialisers = true,
        .has_cxx_runtime = true},
   };
 }

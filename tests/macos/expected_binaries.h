@@ -23,7 +23,8 @@ struct Binary {
   std::vector<std::string> run_paths = {};  // in the order of the file
   std::vector<Library> libraries;           // in the order of the file
   std::vector<std::string> exports;
-  bool has_cxx_runtime = false;  // whether it may import from the C++ library
+  bool has_initialisers = false;  // whether something may run before the entry
+  bool has_cxx_runtime = false;   // whether it may import from the C++ library
 };
 
 // The library's file name, such as "libSystem.B.dylib" or "Foundation".

@@ -14,6 +14,7 @@ add_library(macos_linkage STATIC
   exports.cpp
   import_checks.cpp
   imports.cpp
+  initialisers.cpp
   link_stubs.cpp
   load_commands.cpp
   newer_symbols.cpp)
@@ -32,6 +33,7 @@ kelvrin_macos_test(macos_linkage_test
     entry_test.cpp
     exports_test.cpp
     imports_test.cpp
+    initialisers_test.cpp
     link_stubs_test.cpp
     linkage_test.cpp
     load_commands_test.cpp

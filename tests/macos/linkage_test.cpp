@@ -10,6 +10,7 @@
 #include "tests/macos/entry.h"
 #include "tests/macos/exports.h"
 #include "tests/macos/import_checks.h"
+#include "tests/macos/initialisers.h"
 #include "tests/macos/load_commands.h"
 
 namespace kelvrin::macos {
@@ -28,6 +29,14 @@ TEST_P(LinkageTest, HasBothSlices) { EXPECT_THAT(CheckSlices(file_), IsEmpty());
 TEST_P(LinkageTest, HasItsFileType) { EXPECT_THAT(CheckHeader(file_, expected_), IsEmpty()); }
 
 TEST_P(LinkageTest, BeginsWithItsEntry) { EXPECT_THAT(CheckEntry(file_, expected_), IsEmpty()); }
+
+TEST_P(LinkageTest, RunsNothingBeforeItsEntryIfItMayNot) {
+  if (!expected_.has_initialisers) {
+    EXPECT_THAT(CheckNothingRunsBeforeTheEntry(file_), IsEmpty());
+  } else {
+    EXPECT_THAT(CheckNothingRunsBeforeTheEntry(file_), testing::Not(IsEmpty()));
+  }
+}
 
 TEST_P(LinkageTest, RunsOnTheOldestSystems) { EXPECT_THAT(CheckBuildVersion(file_), IsEmpty()); }
 

@@ -70,17 +70,18 @@ Findings CheckSlices(const MachOFile& file) {
 }
 
 Findings CheckHeader(const MachOFile& file, const Binary& expected) {
-  using llvm::MachO::MH_DYLDLINK, llvm::MachO::MH_NOUNDEFS, llvm::MachO::MH_PIE,
-      llvm::MachO::MH_TWOLEVEL;
-  const bool executable = expected.file_type == llvm::MachO::MH_EXECUTE;
-  const uint32_t flags = MH_NOUNDEFS | MH_DYLDLINK | MH_TWOLEVEL | (executable ? MH_PIE : 0U);
+  namespace macho = llvm::MachO;
+  const uint32_t kind = expected.file_type == macho::MH_EXECUTE
+                            ? macho::MH_PIE
+                            : macho::MH_NO_REEXPORTED_DYLIBS | macho::MH_HAS_TLV_DESCRIPTORS;
+  const uint32_t flags = macho::MH_NOUNDEFS | macho::MH_DYLDLINK | macho::MH_TWOLEVEL | kind;
   Findings findings;
   for (const Slice& slice : file.slices()) {
     const llvm::MachO::mach_header& header = slice.file->getHeader();
     ExpectEqual(slice.architecture + ": file type", std::to_string(expected.file_type),
                 std::to_string(header.filetype), findings);
-    ExpectEqual(slice.architecture + ": flags", std::to_string(flags),
-                std::to_string(header.flags & flags), findings);
+    ExpectEqual(slice.architecture + ": flags", std::to_string(flags), std::to_string(header.flags),
+                findings);
   }
   return findings;
 }

@@ -16,7 +16,8 @@ std::string VersionText(uint32_t packed);
 // Exactly the slices x86_64 and arm64, in this order.
 Findings CheckSlices(const MachOFile& file);
 
-// The file type, and the flags of something linked completely, with two-level names.
+// The file type, and exactly the flags of something linked completely, with two-level
+// names: an executable that may lie anywhere, a library with variables of threads.
 Findings CheckHeader(const MachOFile& file, const Binary& expected);
 
 // One build version: macOS, from 10.14.6 (x86_64) or 11.0 (arm64) on, SDK 14.5.

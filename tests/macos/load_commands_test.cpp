@@ -39,6 +39,19 @@ TEST(LoadCommandsTest, FindsOneLevelNames) {
               ElementsAre("x86_64: flags: expected 2097285, got 2097157"));
 }
 
+TEST(LoadCommandsTest, FindsEachFlagThatIsMissingOrOneTooMany) {
+  namespace macho = llvm::MachO;
+  for (const uint32_t flag : {macho::MH_NOUNDEFS, macho::MH_DYLDLINK, macho::MH_PIE,
+                              macho::MH_ALLOW_STACK_EXECUTION, macho::MH_FORCE_FLAT}) {
+    SpoiledCopy copy(Extension().path);
+    const size_t flags = copy.Begin("arm64") + 24;
+    copy.PutWord(flags, copy.Word(flags) ^ flag);
+    EXPECT_THAT(
+        CheckHeader(copy.Open(), Extension()),
+        ElementsAre("arm64: flags: expected 2097285, got " + std::to_string(2097285 ^ flag)));
+  }
+}
+
 TEST(LoadCommandsTest, FindsAnotherMinimumSystem) {
   SpoiledCopy copy(Extension().path);
   copy.PutWord(copy.Command("x86_64", llvm::MachO::LC_BUILD_VERSION) + 12, 0x000a0f00);
@@ -73,6 +86,15 @@ TEST(LoadCommandsTest, FindsSwappedRunPaths) {
               ElementsAre("x86_64: run paths: expected @executable_path/../Frameworks, "
                           "@executable_path/../../../../Frameworks, got "
                           "@executable_path/../../../../Frameworks, "
+                          "@executable_path/../Frameworks"));
+}
+
+TEST(LoadCommandsTest, FindsThatARunPathIsMissing) {
+  SpoiledCopy copy(Extension().path);
+  copy.PutWord(copy.Command("arm64", llvm::MachO::LC_RPATH, 1), 0x7f);  // a command nobody knows
+  EXPECT_THAT(CheckRunPaths(copy.Open(), Extension()),
+              ElementsAre("arm64: run paths: expected @executable_path/../Frameworks, "
+                          "@executable_path/../../../../Frameworks, got "
                           "@executable_path/../Frameworks"));
 }
 
