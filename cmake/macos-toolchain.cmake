@@ -11,7 +11,7 @@ if(NOT EXISTS ${KELVRIN_MACOS_SDK}/usr/lib/libSystem.tbd)
 endif()
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KELVRIN_MACOS_SDK)
 
-# Nothing of this machine's environment gets in.
+# Nothing of this machine's environment gets in while configuring; ./dev keeps it out of builds too.
 foreach(variable LIBRARY_PATH CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH OBJCPLUS_INCLUDE_PATH
         OBJC_INCLUDE_PATH SDKROOT MACOSX_DEPLOYMENT_TARGET)
   unset(ENV{${variable}})

