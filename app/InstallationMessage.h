@@ -11,11 +11,12 @@
 // guide.
 - (instancetype)initWithBundle:(NSBundle *)bundle;
 
-// One line: the extension is installed, or it is missing from the application.
+// One line: the extension is installed, or the application lies where it cannot stay, or the
+// extension is missing from it.
 - (NSString *)title;
 
-// How to see whether the system uses the extension, and where the guide is; or what to do about a
-// missing extension.
+// How to see whether the system uses the extension, and where the guide is; or where to move the
+// application; or what to do about a missing extension.
 - (NSString *)explanation;
 
 // The words on the button that closes the message, and on the one that shows the guide.

@@ -1,5 +1,9 @@
 #import "app/InstallationMessage.h"
 
+#include <stdlib.h>
+
+#include "app/InstallationPlace.h"
+
 @implementation InstallationMessage
 
 - (instancetype)initWithBundle:(NSBundle *)bundle {
@@ -20,12 +24,20 @@
   return [[NSFileManager defaultManager] fileExistsAtPath:extension];
 }
 
+// Whether the application lies where it may stay. From a folder of downloads the system may even
+// run a copy that is gone afterwards.
+- (BOOL)isInPlace {
+  return IsInstallationPlace([[_bundle bundlePath] UTF8String], getenv("HOME"));
+}
+
 - (NSString *)title {
-  return [self text:[self hasExtension] ? @"INSTALLED" : @"MISSING"];
+  if (![self hasExtension]) return [self text:@"MISSING"];
+  return [self text:[self isInPlace] ? @"INSTALLED" : @"NOT_INSTALLED"];
 }
 
 - (NSString *)explanation {
-  return [self text:[self hasExtension] ? @"INSTALLED_EXPLANATION" : @"MISSING_EXPLANATION"];
+  if (![self hasExtension]) return [self text:@"MISSING_EXPLANATION"];
+  return [self text:[self isInPlace] ? @"INSTALLED_EXPLANATION" : @"NOT_INSTALLED_EXPLANATION"];
 }
 
 - (NSString *)closeButton {

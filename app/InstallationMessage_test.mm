@@ -1,5 +1,6 @@
 #import "app/InstallationMessage.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -14,11 +15,14 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::HasSubstr;
 
-// The application's own texts, in a bundle with the extension inside unless a test takes it out.
+// The application's own texts, in a bundle in the user's folder of applications, with the extension
+// inside unless a test takes it out.
 class InstallationMessageTest : public testing::Test {
  protected:
   InstallationMessageTest() {
+    setenv("HOME", folder_.path().c_str(), 1);
     const fs::path contents = App() / "Contents";
     fs::create_directories(contents / "Resources");
     fs::create_directories(Extension());
@@ -34,9 +38,10 @@ class InstallationMessageTest : public testing::Test {
   ~InstallationMessageTest() override {
     TKSetMainBundle(nil);
     unsetenv("LANGUAGES");
+    setenv("HOME", home_.c_str(), 1);
   }
 
-  fs::path App() const { return folder_.path() / "KelvrinToken.app"; }
+  fs::path App() const { return folder_.path() / "Applications/KelvrinToken.app"; }
   fs::path Extension() const { return App() / "Contents/PlugIns/KelvrinToken.appex"; }
   InstallationMessage *Message(const char *language) const {
     setenv("LANGUAGES", language, 1);
@@ -44,6 +49,12 @@ class InstallationMessageTest : public testing::Test {
     return [[[InstallationMessage alloc] initWithBundle:TKSetMainBundle(path)] autorelease];
   }
 
+  static std::string Home() {
+    const char *home = getenv("HOME");
+    return home == nullptr ? "" : home;
+  }
+
+  const std::string home_ = Home();
   const kelvrin::TemporaryFolder folder_;
 };
 
@@ -63,6 +74,22 @@ TEST_F(InstallationMessageTest, ExplainsHowToSeeWhetherTheSystemUsesItAndWhereTh
       EXPECT_NE(text.find(part), std::string::npos) << language << " lacks " << part;
     }
   }
+}
+
+TEST_F(InstallationMessageTest, SaysElsewhereWhereToMoveTheApplication) {
+  setenv("HOME", "/elsewhere", 1);
+  EXPECT_EQ(TextOf([Message("en") title]), "Kelvrin Token is not installed yet");
+  EXPECT_EQ(TextOf([Message("de") title]), "Kelvrin Token ist noch nicht installiert");
+  EXPECT_THAT(TextOf([Message("en") explanation]),
+              HasSubstr("Move this application to /Applications and open it there again"));
+  EXPECT_THAT(TextOf([Message("de") explanation]), HasSubstr("(/Applications) und öffnen Sie es"));
+}
+
+TEST_F(InstallationMessageTest, SaysElsewhereTooThatTheExtensionIsMissing) {
+  setenv("HOME", "/elsewhere", 1);
+  fs::remove_all(Extension());
+  EXPECT_EQ(TextOf([Message("en") title]), "The extension is missing");
+  EXPECT_THAT(TextOf([Message("en") explanation]), HasSubstr("install the application again"));
 }
 
 TEST_F(InstallationMessageTest, SaysThatTheExtensionIsMissing) {

@@ -1,4 +1,5 @@
 # Flags every target of ours shares: warnings, sanitizers, coverage.
+include(KelvrinNative) # what a Mac has to have
 set(KELVRIN_SANITIZE "" CACHE STRING "Sanitizers to build with, comma separated")
 option(KELVRIN_COVERAGE "Instrument for source-based coverage" OFF)
 
@@ -13,6 +14,9 @@ endif()
 if(APPLE)
   # The same bytes wherever the sources lie.
   add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+  if(NOT CMAKE_CROSSCOMPILING)
+    kelvrin_check_native_sdk()
+  endif()
 endif()
 
 if(KELVRIN_SANITIZE)
@@ -42,6 +46,9 @@ target_link_libraries(kelvrin_extension_flags INTERFACE kelvrin_flags)
 # The PKCS#11 header is p11-kit's; nothing of p11-kit is linked. Cross-builds take it from this
 # machine: it is the same everywhere.
 find_path(KELVRIN_PKCS11_INCLUDE p11-kit/pkcs11.h PATH_SUFFIXES p11-kit-1
-  NO_CMAKE_FIND_ROOT_PATH REQUIRED DOC "Folder of p11-kit's header")
+  NO_CMAKE_FIND_ROOT_PATH DOC "Folder of p11-kit's header")
+if(NOT KELVRIN_PKCS11_INCLUDE)
+  kelvrin_missing("p11-kit's header" p11-kit libp11-kit-dev)
+endif()
 add_library(pkcs11_header INTERFACE)
 target_include_directories(pkcs11_header SYSTEM INTERFACE ${KELVRIN_PKCS11_INCLUDE})

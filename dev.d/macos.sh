@@ -107,7 +107,8 @@ build_macos() {
 
 # The same on a Mac, with Apple's tools.
 build_macos_natively() {
-  command -v cmake >/dev/null || fail "CMake is missing; brew install cmake"
+  command -v cmake >/dev/null ||
+    fail "CMake is missing; brew install cmake p11-kit cli11 nlohmann-json"
   xcode-select -p >/dev/null 2>&1 || fail "Xcode's command line tools are missing; xcode-select --install"
   say "building (macos-native)"
   forget_last_build

@@ -39,7 +39,8 @@ need_xcode_tool() {
   command -v xcrun >/dev/null 2>&1 ||
     fail "there is no 'xcrun' here, which runs '$1'; run this on a Mac with Xcode"
   xcrun --find "$1" >/dev/null 2>&1 ||
-    fail "xcrun finds no '$1'; install Xcode 13 or newer, or its command line tools"
+    fail "xcrun finds no '$1'; 'xcode-select --install' installs the command line tools; version 13" \
+      "or newer is needed"
 }
 
 # find_app PATH: sets app, extension and resources, as absolute paths.
@@ -86,6 +87,10 @@ conf_value() {
 
 # --- changes that are made whole or not at all ---------------------------------------------------
 
+# What to say when the system forbids what the file's modes allow.
+guarded="if your terminal was not permitted to, allow it in System Settings under Privacy & Security,\
+ App Management (macOS 13 and newer)"
+
 workplace= # folder for what is being made; removed at the end
 original=  # what the copy is to replace
 
@@ -112,12 +117,14 @@ copy_app() {
   original=$app
   make_workplace "${app%/*}"
   cp -pR "$app" "$workplace/$name" || fail "'$app' cannot be copied"
+  # Libraries often come read-only, and then nothing of them can be changed.
+  chmod -R u+w "$workplace/$name" || fail "the copy of '$app' cannot be made writable"
   find_app "$workplace/$name"
 }
 
 # replace_by_copy: has the copy take the application's place.
 replace_by_copy() {
-  mv "$original" "$workplace/before" || fail "'$original' cannot be replaced"
+  mv "$original" "$workplace/before" || fail "'$original' cannot be replaced; $guarded"
   mv "$app" "$original" || fail "'$original' cannot be replaced; it stays as it was"
   find_app "$original"
 }
@@ -136,7 +143,8 @@ need_identity() {
   fi
 }
 
-# need_signed_app: refuses an application that is not signed, or only for this machine.
+# need_signed_app: refuses an application that is not signed, or by whom the notary service would
+# refuse it.
 need_signed_app() {
   local display
   codesign --verify --deep --strict "$app" ||
@@ -145,6 +153,8 @@ need_signed_app() {
   if grep -q '^Signature=adhoc' <<<"$display"; then
     fail "'$app' is signed for this machine only; run sign.sh with a Developer ID identity"
   fi
+  grep -q '^Authority=Developer ID Application' <<<"$display" ||
+    fail "'$app' is not signed by a Developer ID Application identity; run sign.sh with one"
 }
 
 # json_text KEY TEXT: prints the last value of a key.
@@ -156,13 +166,15 @@ json_text() {
 notarise() {
   local answer status id
   say "sending ${1##*/} to the notary service; this takes minutes"
-  answer=$(xcrun notarytool submit "$1" --keychain-profile "$2" --wait --output-format json) ||
-    fail "notarytool failed; 'xcrun notarytool store-credentials $2' makes a missing profile"
+  # The tool may fail because the service refused: the answer counts, where there is one.
+  answer=$(xcrun notarytool submit "$1" --keychain-profile "$2" --wait --output-format json) || true
   status=$(json_text status "$answer")
+  [ -n "$status" ] ||
+    fail "notarytool gave no answer; 'xcrun notarytool store-credentials $2' makes a missing profile"
   if [ "$status" != Accepted ]; then
     id=$(json_text id "$answer")
     if [ -n "$id" ]; then xcrun notarytool log "$id" --keychain-profile "$2" >&2 || true; fi
-    fail "the notary service did not accept ${1##*/}: ${status:-no status in its answer}"
+    fail "the notary service did not accept ${1##*/}: $status"
   fi
 }
 

@@ -173,9 +173,9 @@ for adapter in ${configured[@]+"${configured[@]}"}; do
   before+=("$(conf_value "$resources/$adapter.conf" module)")
 done
 if [ -n "$module" ]; then
-  name=${module##*/} known=no
-  for old in ${before[@]+"${before[@]}"}; do [ "$old" != "$name" ] || known=yes; done
-  [ "$known" = yes ] || [ ! -e "$resources/$name" ] ||
+  name=${module##*/}
+  # A library that no configuration names is one from before a build, which names none.
+  [ ! -e "$resources/$name" ] || { [ -f "$resources/$name" ] && is_code "$resources/$name"; } ||
     fail "the extension has another file '$name'; copy the module to another name"
   module=$(cd -- "$(dirname -- "$module")" && pwd -P)/$name
 fi

@@ -50,21 +50,33 @@ find_code() {
   done
 }
 
-# Refuses libraries that are none, and says what an adapter would miss.
+# Refuses libraries that are none.
 check_libraries() {
-  local path adapter module
+  local path
+  for path in "$extension/Contents/Frameworks" "$app/Contents/Frameworks"; do
+    [ ! -e "$path" ] || [ -d "$path" ] ||
+      fail "'${path#"$app/"}' is a file; make it a folder, and put the library there into it"
+  done
   while IFS= read -r -d '' path; do
     is_code "$path" || fail "'${path##*/}' in the extension is not a library for macOS"
   done < <(find "$resources" -type f \( -name '*.dylib' -o -name '*.so' \) -print0)
+}
+
+# Whether the adapters have their module; says what they would miss.
+has_modules() {
+  local adapter module result=0
   for adapter in "${adapters[@]}"; do
     [ -f "$resources/$adapter.conf" ] || continue
     module=$(conf_value "$resources/$adapter.conf" module)
     if [[ $module == /* ]]; then
       note "$adapter.conf names '$module': the sandbox lets the extension load nothing from there"
+      result=1
     elif [ ! -f "$resources/$module" ]; then
       note "$adapter.conf names '$module', which is not in the extension; run configure.sh first"
+      result=1
     fi
   done
+  return "$result"
 }
 
 # sign PATH [OPTION...]
@@ -77,6 +89,7 @@ sign() {
 }
 
 need_tool codesign
+need_xcode_tool codesign_allocate # codesign runs it to make room for a signature
 find_app "$app"
 [ -f "$entitlements" ] || fail "there is no file '$entitlements' with the extension's entitlements"
 for right in com.apple.security.app-sandbox com.apple.security.smartcard; do
@@ -97,7 +110,9 @@ fi
 
 copy_app
 # What downloads and file managers leave on files cannot be signed.
-if command -v xattr >/dev/null 2>&1; then xattr -cr "$app"; fi
+if command -v xattr >/dev/null 2>&1; then
+  xattr -cr "$app" || fail "xattr cannot clear the files' attributes; the application is as it was"
+fi
 find_code >"$workplace/code"
 while IFS= read -r -d '' path <&3; do
   sign "$path" "${seal[@]}"
@@ -107,4 +122,8 @@ sign "$app" "${seal[@]}" ${runtime[@]+"${runtime[@]}"}
 codesign --verify --deep --strict --verbose=2 "$app" ||
   fail "codesign does not accept its own signatures, see above; the application is as it was"
 replace_by_copy
-say "'$app' is signed and verified"
+if has_modules; then
+  say "'$app' is signed and verified"
+else
+  say "'$app' is signed and verified, but its extension will find no module, see above"
+fi

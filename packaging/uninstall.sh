@@ -36,12 +36,16 @@ as_user() {
 tell_rest() {
   local container="${HOME-}/Library/Containers/$extension_id"
   say "what is left, as far as it was ever there:"
-  if [ -d "$container" ]; then printf '%s\n' "   the extension's data: rm -rf '$container'"; fi
+  if [ -d "$container" ]; then
+    printf '%s\n' "   the extension's data: rm -rf '$container'" \
+      "     if that is not permitted: in the Finder, or allow your terminal full disk access"
+  fi
   if command -v pkgutil >/dev/null 2>&1 && pkgutil --pkg-info "$package_id" >/dev/null 2>&1; then
     printf '%s\n' "   the installer's receipt: sudo pkgutil --forget $package_id"
   fi
   cat <<'EOT'
-   the profile that shows private log data: System Settings, Profiles
+   the profile that shows private log data: System Settings, General, Device Management; before
+     macOS 15 Privacy & Security, Profiles; before macOS 13 System Preferences, Profiles
    the switch that turned the system's own card driver off:
      sudo defaults delete /Library/Preferences/com.apple.security.smartcard DisabledTokens
    websites' choice of a certificate: Keychain Access, identity preferences
@@ -61,7 +65,7 @@ package_id=$(plist_text "$app/Contents/Info.plist" CFBundleIdentifier).pkg
 as_user pluginkit -r "$extension" ||
   note "pluginkit did not know the extension '$extension_id'; going on"
 make_workplace "$parent"
-mv "$app" "$workplace/" || fail "'$app' cannot be removed"
+mv "$app" "$workplace/" || fail "'$app' cannot be removed; $guarded"
 rm -rf "$workplace" || fail "'$workplace' cannot be removed altogether; remove the rest by hand"
 say "'$app' is removed"
 tell_rest

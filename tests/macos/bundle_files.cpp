@@ -34,7 +34,9 @@ std::set<std::string> ExpectedFiles(const BuildOptions& options) {
       "Contents/MacOS/KelvrinToken",
       "Contents/Resources/de.lproj/Localizable.strings",
       "Contents/Resources/en.lproj/Localizable.strings",
+      "Contents/Resources/adapter.md",
       "Contents/Resources/macos.md",
+      "Contents/Resources/modules.md",
       std::string(kExtension) + "Info.plist",
       std::string(kExtension) + "MacOS/KelvrinToken",
       resources + "config.plist",
@@ -122,7 +124,9 @@ Findings CheckCopiedFiles(const Bundle& bundle, const fs::path& source) {
     expect_copy(source / "resources" / texts, resources / texts);
     expect_copy(source / "app" / texts, bundle.application() / "Resources" / texts);
   }
-  expect_copy(source / "docs/macos.md", bundle.application() / "Resources/macos.md");
+  for (const fs::path page : {"macos.md", "modules.md", "adapter.md"}) {
+    expect_copy(source / "docs" / page, bundle.application() / "Resources" / page);
+  }
   return findings;
 }
 

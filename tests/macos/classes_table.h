@@ -138,6 +138,7 @@ class InstallationMessage : NSObject
   - initWithBundle: @24@0:8@16
   - text: @24@0:8@16
   - hasExtension {BOOL}16@0:8
+  - isInPlace {BOOL}16@0:8
   - title @16@0:8
   - explanation @16@0:8
   - closeButton @16@0:8

@@ -23,7 +23,8 @@ std::set<std::string> ApplicationKeys() { return UsedTextKeys(KELVRIN_SOURCE "/a
 TEST(LocalisationTest, SourcesAskForTheseTexts) {
   EXPECT_THAT(ExtensionKeys(), ElementsAre("WRONG_CONSTR"));
   EXPECT_THAT(ApplicationKeys(), ElementsAre("CLOSE", "INSTALLED", "INSTALLED_EXPLANATION",
-                                             "MISSING", "MISSING_EXPLANATION", "SHOW_GUIDE"));
+                                             "MISSING", "MISSING_EXPLANATION", "NOT_INSTALLED",
+                                             "NOT_INSTALLED_EXPLANATION", "SHOW_GUIDE"));
 }
 
 TEST(LocalisationTest, ExtensionHasItsTexts) {

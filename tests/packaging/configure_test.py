@@ -91,6 +91,22 @@ class ConfigureTest(fixture.PackagingTest):
         self.configure("--module", self.module(contents=CODE + b" newer"))
         self.assertEqual((self.resources / "card.dylib").read_bytes(), CODE + b" newer")
 
+    def test_a_module_from_before_the_application_was_built_again(self):
+        module = self.module(contents=CODE + b" newer")
+        for old in (CODE + b" older", CODE + b" newer"):
+            (self.resources / "card.dylib").write_bytes(old)
+            for adapter in ADAPTERS:
+                (self.resources / f"{adapter}.conf").write_text("module = pkcs11-module.dylib\n")
+            self.configure("--module", module)
+            self.assertEqual((self.resources / "card.dylib").read_bytes(), CODE + b" newer")
+            self.assertEqual(self.configurations()[0][0], "module = card.dylib")
+
+    def test_an_application_that_is_read_only(self):
+        for adapter in ADAPTERS:
+            (self.resources / f"{adapter}.conf").chmod(0o444)
+        self.configure("--module", self.module())
+        self.assertTrue((self.resources / f"{ADAPTERS[0]}.conf").stat().st_mode & 0o200)
+
     def test_the_module_that_is_in_the_extension_already(self):
         self.configure("--module", self.module())
         self.configure("--module", self.resources / "card.dylib", "--reader", "Other")
@@ -148,9 +164,10 @@ class RefusalTest(fixture.PackagingTest):
                 self.refused("of its own", "--module", self.module(name))
 
     def test_a_name_that_another_file_in_the_extension_has(self):
-        (self.resources / "libcrypto.dylib").write_bytes(CODE)
-        self.refused("has another file 'libcrypto.dylib'",
-                     "--module", self.module("libcrypto.dylib"))
+        (self.resources / "notes").write_text("no library")
+        (self.resources / "fr.lproj").mkdir()
+        for name in ("notes", "fr.lproj"):
+            self.refused(f"has another file '{name}'", "--module", self.module(name))
 
     def test_control_characters_and_blanks_at_the_ends(self):
         for name, text in (("a\nb", "control character"), ("a\x1b[1m", "control character"),

@@ -10,6 +10,7 @@ import os
 import plistlib
 import re
 import shutil
+import stat
 import sys
 import zipfile
 
@@ -36,8 +37,8 @@ def codesign():
         return
     if "--display" in ARGUMENTS:
         note()
-        kind = "Signature=adhoc" if PLAN.get("adhoc") else "TeamIdentifier=ABCDE12345"
-        print(kind, file=sys.stderr)
+        authority = PLAN.get("authority", "Developer ID Application: Ann Example (ABCDE12345)")
+        print("Signature=adhoc" if PLAN.get("adhoc") else f"Authority={authority}", file=sys.stderr)
         return
     entitlements = None
     if "--entitlements" in ARGUMENTS:
@@ -66,6 +67,7 @@ def xcrun():
         with open(ARGUMENTS[2], "rb"):  # it is there
             pass
         print(json.dumps({"id": "4711-id", "status": PLAN.get("notary", "Accepted")}))
+        sys.exit(PLAN.get("notary_exit", 0))
     if ARGUMENTS[:2] == ["notarytool", "log"]:
         print("the log says why")
     if ARGUMENTS[:2] == ["stapler", "staple"] and os.path.isdir(ARGUMENTS[2]):
@@ -76,7 +78,7 @@ def ditto():
     note()
     source, target = ARGUMENTS[-2:]
     if "-c" not in ARGUMENTS:
-        shutil.copytree(source, target, symlinks=True)
+        shutil.copytree(source, target, symlinks=True, dirs_exist_ok=True)
         return
     with zipfile.ZipFile(target, "w") as archive:
         archive.write(source, os.path.basename(source))
@@ -118,6 +120,15 @@ def plutil():
         plistlib.dump(contents, output)
 
 
+def xattr():
+    note()
+    for folder, _, files in os.walk(ARGUMENTS[-1]):
+        for name in files:
+            path = os.path.join(folder, name)
+            if not os.stat(path).st_mode & stat.S_IWUSR:
+                sys.exit(f"xattr: [Errno 13] Permission denied: '{path}'")
+
+
 def uname():
     print(PLAN.get("system", "Darwin"))
 
@@ -143,5 +154,5 @@ if fails():
     sys.exit(1)
 special = {"codesign": codesign, "security": security, "xcrun": xcrun, "ditto": ditto,
            "pkgbuild": pkgbuild, "productbuild": productbuild, "plutil": plutil, "uname": uname,
-           "id": identity, "sudo": sudo}
+           "id": identity, "sudo": sudo, "xattr": xattr}
 special.get(TOOL, note)()

@@ -98,6 +98,11 @@ class PackagingTest(unittest.TestCase):
     def with_again(self, tool):
         (self.fakes / tool).rename(self.path / tool)
 
+    def refuse_mv(self):
+        """Has mv fail, as it does where the system guards the applications."""
+        self.without("mv")
+        self.path.joinpath("mv").symlink_to(shutil.which("false"))
+
     def replace_mv(self, behaviour):
         """Has the second call of mv, which puts the changed application in place, behave so."""
         self.without("mv")

@@ -52,6 +52,12 @@ def failed_calls():
     return names | set(re.findall(r'"(C_FindObjects(?:Init)?: \w+)"', searches))
 
 
+def localised(key, language):
+    """The extension's text in a language."""
+    strings = ROOT / "resources" / f"{language}.lproj" / "Localizable.strings"
+    return re.search(rf'^"{key}" = "(.*)";$', strings.read_text(encoding="utf-8"), re.MULTILINE)[1]
+
+
 def rows(heading):
     """The rows of the first table under a heading, as lists of cells."""
     section = re.split(r"^#+ ", GUIDE.split(f"# {heading}\n", 1)[1], flags=re.MULTILINE)[0]
@@ -104,7 +110,20 @@ class LogTest(unittest.TestCase):
     def test_the_texts_of_errors_are_all_told_and_no_other(self):
         told = [cells[1].strip("`") for cells in rows("What programs are told")]
         session = sources()["token/TokenSession.mm"]
-        self.assertEqual(sorted(told), sorted(re.findall(r'@"([^"]* [^"]*\.)"', session)))
+        texts = re.findall(r'@"([^"]* [^"]*\.)"', session)
+        for key in re.findall(r'localizedStringForKey:@"(\w+)"', session):
+            texts += [localised(key, language) for language in ("de", "en")]
+        self.assertEqual(sorted(told), sorted(texts))
+
+    def test_the_codes_of_errors_are_those_that_the_extension_gives(self):
+        numbers = dict(re.findall(r"(TKErrorCode\w+) = (-\d)", (
+            ROOT / "platform/include/CryptoTokenKit/TKBase.h").read_text(encoding="utf-8")))
+        given = set()
+        for file, text in sources().items():
+            if file.startswith("token/"):
+                given |= {numbers[name].replace("-", "−")
+                          for name in re.findall(r"\bTKErrorCode\w+", text) if name in numbers}
+        self.assertEqual({cells[0] for cells in rows("What programs are told")}, given)
 
     def test_the_codes_names_are_those_that_the_log_knows(self):
         known = sources()["p11/result_names.cpp"]
@@ -141,6 +160,15 @@ class GuideTest(unittest.TestCase):
                 self.assertIn(link[1:], anchors)
             else:
                 self.assertTrue((ROOT / "docs" / link).exists(), link)
+
+    def test_the_pages_in_the_application_lead_to_no_others(self):
+        rules = (ROOT / "app" / "CMakeLists.txt").read_text(encoding="utf-8")
+        pages = re.search(r"foreach\(page (.*)\)", rules)[1].split()
+        self.assertIn("macos", pages)
+        for page in pages:
+            text = (ROOT / "docs" / f"{page}.md").read_text(encoding="utf-8")
+            for link in re.findall(r"\]\(([^#)]+)", text):
+                self.assertIn(link.removesuffix(".md"), pages, page)
 
     def test_the_identifiers_are_the_projects(self):
         bundles = (ROOT / "cmake" / "KelvrinBundle.cmake").read_text(encoding="utf-8")

@@ -59,6 +59,13 @@ class NotariseTest(ReleaseTest):
         self.assertIn("notarytool log 4711-id --keychain-profile my profile", self.lines("xcrun"))
         self.assertNotIn("stapler staple", "".join(self.lines("xcrun")))
 
+    def test_a_refusal_that_the_tool_fails_with_is_told_in_the_same_way(self):
+        self.plan["notary"] = "Invalid"
+        self.plan["notary_exit"] = 1
+        self.expect_failure("did not accept KelvrinToken.app.zip: Invalid", *self.arguments())
+        self.assertIn("the log says why", self.errors)
+        self.assertNotIn("store-credentials", self.errors)
+
     def test_failures_of_the_tools(self):
         for pattern, text in (("^codesign --verify", "is not signed"),
                               ("^codesign --display", "codesign cannot read"),
@@ -79,6 +86,13 @@ class NotariseTest(ReleaseTest):
     def test_an_application_signed_for_one_mac(self):
         self.plan["adhoc"] = True
         self.expect_failure("is signed for this machine only", *self.arguments())
+
+    def test_an_application_that_the_service_would_refuse(self):
+        for authority in ("Apple Development: Ann Example (XYZ)", "My own certificate"):
+            self.plan["authority"] = authority
+            self.expect_failure("is not signed by a Developer ID Application identity",
+                                *self.arguments())
+        self.assertEqual([line for line in self.lines("xcrun") if "submit" in line], [])
 
     def test_missing_tools(self):
         for tool in ("spctl", "ditto", "codesign"):
@@ -171,6 +185,9 @@ class PackageTest(ReleaseTest):
         self.plan["adhoc"] = True
         self.expect_failure("for this machine only", *self.package_arguments())
         self.plan["adhoc"] = False
+        self.plan["authority"] = "Apple Development: Ann Example (XYZ)"
+        self.expect_failure("Developer ID Application", *self.package_arguments())
+        self.plan["authority"] = fixture.IDENTITY
         self.plan["identities"] = [fixture.IDENTITY]
         self.expect_failure("there is no identity", *self.package_arguments())
         self.package = self.folder / "nowhere" / "a.pkg"

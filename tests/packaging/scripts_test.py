@@ -4,7 +4,7 @@ import re
 import unittest
 
 import fixture
-from fixture import PACKAGING
+from fixture import PACKAGING, ROOT
 
 # A right call of each script, as options with values.
 CALLS = {
@@ -14,6 +14,26 @@ CALLS = {
     "make-pkg.sh": {"--app": "A.app", "--identity": "i", "--output": "a.pkg"},
     "uninstall.sh": {},
 }
+
+
+def functions_on_a_mac():
+    """The one command, and its functions that ./dev macos calls on a Mac, by name."""
+    functions = {}
+    for path in (ROOT / "dev.d").glob("*.sh"):
+        text = path.read_text(encoding="utf-8")
+        functions |= {match[1]: match[0] for match in re.finditer(
+            r"^(\w+)\(\) (?:\{ .*\}$|\{\n(?:.*\n)*?\}$)", text, re.MULTILINE)}
+    reached = {"dev": (ROOT / "dev").read_text(encoding="utf-8")}
+    called = ["dev_macos"]
+    while called:
+        name = called.pop()
+        if name in reached:
+            continue
+        # Its other branch is Linux's.
+        reached[name] = re.sub(r"^  else\n(?:    .*\n)*", "", functions[name], flags=re.MULTILINE)
+        words = re.findall(r"\w+", re.sub(r"#.*", "", reached[name]))
+        called += [word for word in words if word in functions]
+    return reached
 
 
 class UsageTest(fixture.PackagingTest):
@@ -75,11 +95,28 @@ class ShellTest(unittest.TestCase):
              r"\bsed (-\w+ )*-i", r"\bgrep -\w*P", r"\breadlink -f", r"\bcp -a", r"\bsort -z",
              r"\bmktemp --", r"\bstat -c")
 
+    # What an older bash cannot even read, wherever it stands.
+    UNREADABLE = (r"\|&", r"&>>", r"\[\[ (! )?-v ", r";;?&", r"\bcoproc\b")
+
     def test_nothing_newer_is_used(self):
-        for path in PACKAGING.glob("*.sh"):
-            text = path.read_text(encoding="utf-8")
+        texts = {path.name: path.read_text(encoding="utf-8") for path in PACKAGING.glob("*.sh")}
+        for name, text in {**texts, **functions_on_a_mac()}.items():
             for pattern in self.NEWER:
+                self.assertIsNone(re.search(pattern, text), f"{name}: {pattern}")
+
+    def test_the_one_command_can_be_read(self):
+        parts = list((ROOT / "dev.d").glob("*.sh"))
+        self.assertGreater(len(parts), 5)
+        for path in [ROOT / "dev", *parts]:
+            text = path.read_text(encoding="utf-8")
+            for pattern in self.UNREADABLE:
                 self.assertIsNone(re.search(pattern, text), f"{path.name}: {pattern}")
+
+    def test_the_functions_that_a_mac_reaches_are_found(self):
+        found = functions_on_a_mac().keys()
+        self.assertLessEqual({"dev", "dev_macos", "build_macos_natively", "gather_download", "say",
+                              "quietly", "fail"}, found)
+        self.assertTrue({"build_macos", "prepare_sdk", "dev_test"}.isdisjoint(found))
 
     def test_empty_arrays_are_expanded_so_that_bash_3_takes_them(self):
         for path in PACKAGING.glob("*.sh"):
@@ -116,6 +153,8 @@ class UninstallTest(fixture.PackagingTest):
         container.mkdir(parents=True)
         self.uninstall()
         self.assertIn(f"rm -rf '{container}'", self.output)
+        self.assertIn("full disk access", self.output)
+        self.assertIn("System Settings, General, Device Management", self.output)
         self.assertTrue(container.is_dir())
         self.assertIn("pkgutil --forget org.kelvrin.KelvrinToken.pkg", self.output)
 
@@ -137,6 +176,11 @@ class UninstallTest(fixture.PackagingTest):
         self.uninstall()
         self.assertIn("pluginkit did not know the extension", self.errors)
         self.assertFalse(self.app.exists())
+
+    def test_a_system_that_guards_its_applications(self):
+        self.refuse_mv()
+        self.expect_failure("under Privacy & Security, App Management", "uninstall.sh", "--app",
+                            self.app)
 
     def test_pluginkit_is_missing(self):
         self.without("pluginkit")

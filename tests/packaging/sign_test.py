@@ -129,19 +129,36 @@ class SignTest(fixture.PackagingTest):
 
     def test_clears_what_downloads_leave_on_files_before_anything_is_signed(self):
         self.sign()
-        tools = [call["tool"] for call in self.calls() if call["tool"] != "security"]
+        tools = [call["tool"] for call in self.calls() if call["tool"] not in ("security", "xcrun")]
         self.assertEqual(tools[0], "xattr")
         self.assertEqual(self.calls("xattr")[0]["arguments"][0], "-cr")
+
+    def test_signs_libraries_that_were_read_only(self):
+        library = self.resources / "card.dylib"
+        library.write_bytes(CODE)
+        library.chmod(0o444)
+        self.sign()
+        self.assertTrue(library.read_bytes().endswith(b"signed"))
+
+    def test_says_last_that_all_is_well(self):
+        for adapter in ADAPTERS:
+            (self.resources / f"{adapter}.conf").write_text("module = card.dylib\n")
+        (self.resources / "card.dylib").write_bytes(CODE)
+        self.sign()
+        self.assertTrue(self.output.endswith("is signed and verified\n"), self.output)
+        self.assertEqual(self.errors, "")
 
     def test_warns_of_a_module_that_is_not_there(self):
         self.sign()
         self.assertIn("'pkcs11-module.dylib', which is not in the extension", self.errors)
+        self.assertTrue(self.output.endswith("will find no module, see above\n"), self.output)
 
     def test_warns_of_a_module_outside_the_sandbox(self):
         for adapter in ADAPTERS:
             (self.resources / f"{adapter}.conf").write_text("module = /usr/local/lib/card.so\n")
         self.sign()
         self.assertIn("'/usr/local/lib/card.so': the sandbox", self.errors)
+        self.assertTrue(self.output.endswith("will find no module, see above\n"), self.output)
 
 
 class SignFailureTest(fixture.PackagingTest):
@@ -166,6 +183,10 @@ class SignFailureTest(fixture.PackagingTest):
         self.replace_mv("rm '%s'/moved; exit 1" % self.fakes)
         self.refused("cannot be replaced; it stays as it was")
 
+    def test_a_system_that_guards_its_applications(self):
+        self.refuse_mv()
+        self.refused("allow it in System Settings under Privacy & Security, App Management")
+
     def test_an_interruption_leaves_the_application_there(self):
         self.replace_mv("rm '%s'/moved; kill -TERM $PPID; exit 1" % self.fakes)
         before = self.snapshot()
@@ -176,6 +197,25 @@ class SignFailureTest(fixture.PackagingTest):
     def test_codesign_is_missing(self):
         self.without("codesign")
         self.refused("there is no 'codesign' here")
+
+    def test_the_command_line_tools_are_missing(self):
+        self.plan["not_in_xcode"] = ["codesign_allocate"]
+        self.refused("'xcode-select --install' installs the command line tools")
+        self.without("xcrun")
+        self.refused("there is no 'xcrun' here, which runs 'codesign_allocate'")
+
+    def test_attributes_that_cannot_be_cleared(self):
+        self.plan["fail"] = ["^xattr"]
+        self.refused("xattr cannot clear the files' attributes")
+
+    def test_a_library_where_the_folder_of_libraries_belongs(self):
+        for contents, name in ((self.extension / "Contents",
+                                "PlugIns/KelvrinToken.appex/Contents/Frameworks"),
+                               (self.app / "Contents", "Contents/Frameworks")):
+            with self.subTest(name):
+                (contents / "Frameworks").write_bytes(CODE)
+                self.refused(f"{name}' is a file; make it a folder")
+                (contents / "Frameworks").unlink()
 
     def test_security_is_missing(self):
         self.without("security")
