@@ -1,11 +1,10 @@
 #include "tests/macos/declarations.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <stdexcept>
+
+#include "tests/macos/text_file.h"
 
 namespace kelvrin::macos {
 namespace {
@@ -16,16 +15,11 @@ constexpr std::string_view kDeclarations = "Declarations";
 constexpr std::string_view kUnavailable = "Unavailable";
 constexpr std::string_view kClass = "class ";
 
-std::string Contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // A header without its comments and without the instance variables of the stand-in for Linux.
 std::string Code(const fs::path& header) {
   static const std::regex kComment("//[^\n]*");
   static const std::regex kInstanceVariables("TK_INSTANCE_VARIABLES\\([^)]*\\)");
-  return std::regex_replace(std::regex_replace(Contents(header), kComment, ""), kInstanceVariables,
+  return std::regex_replace(std::regex_replace(ReadFile(header), kComment, ""), kInstanceVariables,
                             "");
 }
 
@@ -82,17 +76,6 @@ std::string ProtocolOf(const Block& block, bool unavailable) {
 
 }  // namespace
 
-std::vector<fs::path> HeaderFolders::Headers() const {
-  std::vector<fs::path> headers;
-  for (const fs::path& folder : {includes, frameworks}) {
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-      if (entry.path().extension() == ".h") headers.push_back(entry.path());
-    }
-  }
-  std::ranges::sort(headers);
-  return headers;
-}
-
 std::string ProbeText(const HeaderFolders& folders) {
   std::string definitions;
   std::string uses;
@@ -119,21 +102,13 @@ std::string ProbeText(const HeaderFolders& folders) {
 
 fs::path CompileProbe(const HeaderFolders& folders, const ProbeSettings& settings,
                       const fs::path& folder) {
-  if (!fs::exists(settings.sdk)) {
-    throw std::runtime_error(settings.sdk.string() + " is missing: run ./dev macos first");
-  }
   std::ofstream(folder / "declarations_of_headers.inc") << ProbeText(folders);
   fs::path library = folder / "declarations_probe.dylib";
-  const fs::path log = folder / "compiler.log";
-  // Accessors and methods are missing on purpose: -w. The environment could name other headers.
-  const std::string command =
-      "env -i PATH=/usr/bin:/bin '" + settings.compiler.string() +
-      "' --target=arm64-apple-macos11.0 -isysroot '" + settings.sdk.string() + "' -isystem '" +
-      folders.includes.string() + "' -iframework '" + folders.frameworks.string() + "' -I '" +
-      folder.string() + "' -std=c++20 -fobjc-weak -w -dynamiclib -nostdlib -fuse-ld=lld " +
-      "-Wl,-undefined,dynamic_lookup " + settings.linker_option + " '" + settings.probe.string() +
-      "' -o '" + library.string() + "' >'" + log.string() + "' 2>&1";
-  if (std::system(command.c_str()) != 0) throw std::runtime_error(Contents(log));
+  Compile(folders, settings.compiler,
+          "-dynamiclib -nostdlib -fuse-ld=lld -Wl,-undefined,dynamic_lookup " +
+              settings.linker_option + " '" + settings.probe.string() + "' -o '" +
+              library.string() + "'",
+          folder);
   return library;
 }
 

@@ -7,18 +7,10 @@
 #include <vector>
 
 #include "tests/macos/findings.h"
+#include "tests/macos/header_compiler.h"
 #include "tests/macos/objc_metadata.h"
 
 namespace kelvrin::macos {
-
-// Where the headers lie.
-struct HeaderFolders {
-  std::filesystem::path includes;    // FRAMEWORK/NAME.h
-  std::filesystem::path frameworks;  // FRAMEWORK.framework/Headers/NAME.h
-
-  // All of them, in the order of their paths.
-  std::vector<std::filesystem::path> Headers() const;
-};
 
 // Returns Objective-C for the probe to include. Per class of the headers:
 //   an implementation, for the superclass and the protocols;
@@ -30,8 +22,7 @@ std::string ProbeText(const HeaderFolders& folders);
 
 // How the probe is compiled and linked.
 struct ProbeSettings {
-  std::filesystem::path compiler;
-  std::filesystem::path sdk;    // for the headers of the C library
+  HeaderCompiler compiler;
   std::filesystem::path probe;  // declarations_probe.mm
   std::string linker_option;    // one more, or none
 };

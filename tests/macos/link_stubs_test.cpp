@@ -89,11 +89,15 @@ TEST_F(LinkStubsTest, RefusesAMissingSdkWithAWordOfAdvice) {
 }
 
 TEST_F(LinkStubsTest, NamesClassesAndVariablesAsObjectFilesDo) {
+  Replace("    symbols: ", "    objc-ivars:      [ SecThing.isa ]\n    symbols: ");
   const auto stubs = ReadLinkStubs(Copy(), KELVRIN_MACOS_SDK);
   for (const char* architecture : {"x86_64", "arm64"}) {
-    EXPECT_THAT(stubs.at("/usr/lib/libobjc.A.dylib").symbols.at(architecture),
-                IsSupersetOf({"_objc_msgSend", "_OBJC_CLASS_$_NSObject",
-                              "_OBJC_METACLASS_$_NSObject", "_OBJC_IVAR_$_NSObject.isa"}));
+    EXPECT_THAT(
+        stubs.at("/usr/lib/libobjc.A.dylib").symbols.at(architecture),
+        IsSupersetOf({"_objc_msgSend", "_OBJC_CLASS_$_NSObject", "_OBJC_METACLASS_$_NSObject"}));
+    EXPECT_THAT(stubs.at("/System/Library/Frameworks/Security.framework/Versions/A/Security")
+                    .symbols.at(architecture),
+                Contains("_OBJC_IVAR_$_SecThing.isa"));
   }
 }
 

@@ -3,5 +3,5 @@
 
 NSUInteger LeakAnArray() {
   NSMutableArray *array = [[NSMutableArray alloc] initWithCapacity:1];
-  return [array count];
+  return [array hash];
 }

@@ -9,8 +9,7 @@
 @end
 
 @interface NSNumber : NSValue
-// What literals and boxed expressions are made with.
-+ (NSNumber *)numberWithInt:(int)value;
+// What boxed expressions are made with.
 + (NSNumber *)numberWithInteger:(NSInteger)value;
 @end
 
