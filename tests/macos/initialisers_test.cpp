@@ -13,27 +13,27 @@ using testing::ElementsAre;
 
 constexpr size_t kFlags = 64;  // within a section's header, which begins with its name
 
-// Gives another type to the section with the text of the class names.
+// Gives another type to the section with the list of classes.
 Findings WithSectionOfType(const std::string& architecture, uint32_t type) {
   SpoiledCopy copy(Extension().path);
-  const size_t header = copy.bytes().find("__objc_classname", copy.Begin(architecture));
+  const size_t header = copy.bytes().find("__objc_classlist", copy.Begin(architecture));
   copy.PutWord(header + kFlags, type);
   return CheckNothingRunsBeforeTheEntry(copy.Open());
 }
 
 TEST(InitialisersTest, FindsPointersToFunctions) {
   EXPECT_THAT(WithSectionOfType("arm64", llvm::MachO::S_MOD_INIT_FUNC_POINTERS),
-              ElementsAre("arm64: expected no initialisers, got section __objc_classname"));
+              ElementsAre("arm64: expected no initialisers, got section __objc_classlist"));
 }
 
 TEST(InitialisersTest, FindsOffsetsOfFunctions) {
   EXPECT_THAT(WithSectionOfType("x86_64", llvm::MachO::S_INIT_FUNC_OFFSETS),
-              ElementsAre("x86_64: expected no initialisers, got section __objc_classname"));
+              ElementsAre("x86_64: expected no initialisers, got section __objc_classlist"));
 }
 
 TEST(InitialisersTest, FindsThoseOfThreads) {
   EXPECT_THAT(WithSectionOfType("arm64", llvm::MachO::S_THREAD_LOCAL_INIT_FUNCTION_POINTERS),
-              ElementsAre("arm64: expected no initialisers, got section __objc_classname"));
+              ElementsAre("arm64: expected no initialisers, got section __objc_classlist"));
 }
 
 TEST(InitialisersTest, FindsClassesThatAreLoaded) {
@@ -52,7 +52,8 @@ TEST(InitialisersTest, FindsCategoriesThatAreLoaded) {
 
 TEST(InitialisersTest, FindsTheRoutineOfALibrary) {
   SpoiledCopy copy(Extension().path);
-  copy.PutWord(copy.Command("arm64", llvm::MachO::LC_UUID), llvm::MachO::LC_ROUTINES_64);
+  // The segment that keeps page zero is as long.
+  copy.PutWord(copy.Command("arm64", llvm::MachO::LC_SEGMENT_64), llvm::MachO::LC_ROUTINES_64);
   EXPECT_THAT(CheckNothingRunsBeforeTheEntry(copy.Open()),
               ElementsAre("arm64: expected no initialisers, got LC_ROUTINES_64"));
 }
