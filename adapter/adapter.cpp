@@ -12,6 +12,22 @@ void Discount(CK_ULONG workers, CK_ULONG* sessions) {
   if (is_number && *sessions >= workers) *sessions -= workers;
 }
 
+// Whether a login that failed so was refused before its PIN was looked at: who was logged in still
+// is.
+bool ChangesNothing(CK_RV result) {
+  switch (result) {
+    case CKR_USER_ALREADY_LOGGED_IN:
+    case CKR_USER_ANOTHER_ALREADY_LOGGED_IN:
+    case CKR_USER_TOO_MANY_TYPES:
+    case CKR_USER_TYPE_INVALID:
+    case CKR_SESSION_READ_ONLY_EXISTS:
+    case CKR_ARGUMENTS_BAD:
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 CK_RV Adapter::GetSlotList(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count) {
@@ -49,6 +65,16 @@ CK_RV Adapter::GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULO
 CK_RV Adapter::PollSlotEvent(CK_SLOT_ID* slot) {
   return WithSlots([&](Slots& slots) -> CK_RV {
     if (slot == nullptr) return CKR_ARGUMENTS_BAD;
+    const auto tell_next = [&] {
+      while (const auto next = use_.NextEvent()) {
+        if (slots.CheckEvent(*next) != CKR_OK) continue;
+        *slot = *next;
+        return true;
+      }
+      return false;
+    };
+    // One that another adapter has got from the module.
+    if (tell_next()) return CKR_OK;
     CK_SLOT_ID changed = 0;
     const CK_RV result = backend_->functions.C_WaitForSlotEvent(CKF_DONT_BLOCK, &changed, nullptr);
     if (result != CKR_OK) return result;
@@ -57,9 +83,8 @@ CK_RV Adapter::PollSlotEvent(CK_SLOT_ID* slot) {
     }
     WipePinIn(changed);
     use_.NoteObjectChange();
-    if (slots.CheckEvent(changed) != CKR_OK) return CKR_NO_EVENT;
-    *slot = changed;
-    return CKR_OK;
+    use_.NoteEvent(changed);
+    return tell_next() ? CKR_OK : CKR_NO_EVENT;
   });
 }
 
@@ -76,42 +101,60 @@ CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, C
     if (result == CKR_SESSION_COUNT && CloseIdleWorkers()) result = open();
     if (result != CKR_OK) return result;
     if (handle == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
-    // A handle that the module gives out again belonged to a session that it has lost, and the
-    // login may be lost with it.
-    if (const auto lost = sessions_.find(handle); lost != sessions_.end()) {
-      ForgetToken(lost->second.token);
-      sessions_.erase(lost);
-    }
+    use_.sessions().Lose(handle);
+    sessions_.erase(handle);
     TokenState& token =
         tokens_
             .try_emplace(slot, inner, backend_->config.rules, slot, backend_->now, use_.PinOf(slot))
             .first->second;
-    sessions_.try_emplace(handle, token, use_.sessions(), handle, flags);
+    const auto opened = sessions_.try_emplace(handle, token, use_.sessions(), handle, flags).first;
+    SettleLosses(opened->second, handle);
     *session = handle;
     return CKR_OK;
   });
 }
 
-CK_RV Adapter::CloseSession(CK_SESSION_HANDLE session) {
-  const CK_RV result = WithSession(session, [&](Session& state) {
-    state.operation.Close();
-    const CK_RV closed = backend_->functions.C_CloseSession(session);
-    // Its session objects are gone.
-    state.token.objects.Forget();
+// A handle that the module gives out again belonged to a session that it has lost. The login may be
+// lost with it; or somebody has logged in since, and it is his PIN that is kept.
+void Adapter::SettleLosses(const Session& taker, CK_SESSION_HANDLE handle) {
+  for (const CK_SLOT_ID slot : use_.sessions().TakeSlotsOfLosses()) {
+    if (const auto token = tokens_.find(slot); token != tokens_.end()) {
+      token->second.objects.Forget();
+    }
     use_.NoteObjectChange();
-    ForgetLogin(state, session);
-    return closed;
-  });
-  sessions_.erase(session);
-  return result;
+    if (slot != taker.slot() || !HasUser(handle)) use_.WipePinOf(slot);
+  }
 }
 
-// With a token's last session its login is gone.
-void Adapter::ForgetLogin(const Session& closing, CK_SESSION_HANDLE handle) {
-  const bool is_last = std::none_of(sessions_.begin(), sessions_.end(), [&](const auto& entry) {
-    return entry.first != handle && &entry.second.token == &closing.token;
+bool Adapter::HasUser(CK_SESSION_HANDLE session) const {
+  CK_SESSION_INFO info = {};
+  return backend_->functions.C_GetSessionInfo(session, &info) == CKR_OK &&
+         (info.state == CKS_RO_USER_FUNCTIONS || info.state == CKS_RW_USER_FUNCTIONS);
+}
+
+bool Adapter::HasSessionsOn(CK_SLOT_ID slot) const {
+  return std::any_of(sessions_.begin(), sessions_.end(),
+                     [&](const auto& entry) { return entry.second.slot() == slot; });
+}
+
+CK_RV Adapter::CloseSession(CK_SESSION_HANDLE session) {
+  return WithSession(session, [&](Session& state) {
+    TokenState& token = state.token;
+    const CK_SLOT_ID slot = state.slot();
+    state.operation.Close();
+    const CK_RV closed = backend_->functions.C_CloseSession(session);
+    sessions_.erase(session);
+    ForgetClosed(slot, token);
+    return closed;
   });
-  if (is_last) ForgetToken(closing.token);
+}
+
+// With sessions their objects are gone, and with a token's last one its login. Another adapter's
+// session is one, too.
+void Adapter::ForgetClosed(CK_SLOT_ID slot, TokenState& token) {
+  token.objects.Forget();
+  use_.NoteObjectChange();
+  if (!use_.IsCurrent() || !use_.sessions().AreOn(slot)) token.login.Wipe();
 }
 
 void Adapter::ForgetToken(TokenState& token) {
@@ -138,11 +181,14 @@ CK_RV Adapter::CloseAllSessions(CK_SLOT_ID slot) {
         continue;
       }
       session.operation.Close();
-      ForgetToken(session.token);
       if (!is_alone) inner.C_CloseSession(entry->first);
       entry = sessions_.erase(entry);
     }
-    return is_alone ? inner.C_CloseAllSessions(slot) : CKR_OK;
+    const CK_RV result = is_alone ? inner.C_CloseAllSessions(slot) : CKR_OK;
+    if (const auto token = tokens_.find(slot); token != tokens_.end()) {
+      ForgetClosed(slot, token->second);
+    }
+    return result;
   });
 }
 
@@ -155,7 +201,7 @@ CK_RV Adapter::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin,
       return backend_->functions.C_Login(target, user, pin, pin_size);
     }
     const CK_RV result = backend_->functions.C_Login(session, user, pin, pin_size);
-    if (result == CKR_USER_ALREADY_LOGGED_IN) return result;
+    if (ChangesNothing(result)) return result;
     ForgetToken(state.token);
     const bool keeps_pin = backend_->config.rules.Has(Rule::kContextLogin);
     if (result == CKR_OK && user == CKU_USER && keeps_pin) state.token.login.Keep(pin, pin_size);

@@ -24,9 +24,9 @@ struct Backend {
 
 // The functions answer as those of the same name in the standard do, with the differences that
 // their units tell (Slots, Search, KeyOperation, GetAttributes, DeriveReadableKey). Between
-// Finalize and Initialize everything but Initialize and GetInfo answers
-// CKR_CRYPTOKI_NOT_INITIALIZED, and a session that was not opened here is
-// CKR_SESSION_HANDLE_INVALID. Not synchronised: function_list.cpp lets one call in at a time.
+// Finalize and Initialize everything but Initialize answers CKR_CRYPTOKI_NOT_INITIALIZED, and a
+// session that was not opened here is CKR_SESSION_HANDLE_INVALID. Not synchronised:
+// function_list.cpp lets one call in at a time.
 class Adapter {
  public:
   // `open` reads the configuration and loads the module; it is called by each Initialize and may
@@ -44,20 +44,27 @@ class Adapter {
   // objects, what was learned of them is forgotten. Sessions whose handles the module has given to
   // others are gone.
   void CatchUp();
-  // The module's own information, or the adapter's while there is none.
+  // The module's own information, in the version of the adapter's functions.
   CK_RV GetInfo(CK_INFO* info) const;
 
   CK_RV GetSlotList(CK_BBOOL token_present, CK_SLOT_ID* list, CK_ULONG* count);
   CK_RV GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info);
   CK_RV GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info);
   CK_RV GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* count);
-  // Never waits; a caller that wants to asks again.
+  // Never waits; a caller that wants to asks again. An event that another adapter was told is told
+  // here too.
   CK_RV PollSlotEvent(CK_SLOT_ID* slot);
 
   CK_RV OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify,
                     CK_SESSION_HANDLE* session);
   CK_RV CloseSession(CK_SESSION_HANDLE session);
   CK_RV CloseAllSessions(CK_SLOT_ID slot);
+  // What signing and decrypting leave on another session is asked for there; CKR_STATE_UNSAVEABLE
+  // where the module's state alone would not bring the operation back.
+  CK_RV GetOperationState(CK_SESSION_HANDLE session, CK_BYTE* state, CK_ULONG* size);
+  // Brings the operation back on the caller's own session; one that was under way is over.
+  CK_RV SetOperationState(CK_SESSION_HANDLE session, CK_BYTE* state, CK_ULONG size,
+                          CK_OBJECT_HANDLE encryption_key, CK_OBJECT_HANDLE authentication_key);
   CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG pin_size);
   CK_RV Logout(CK_SESSION_HANDLE session);
 
@@ -87,14 +94,28 @@ class Adapter {
   // Whether it is initialised and the rule applies.
   bool Has(Rule rule) const { return backend_ && backend_->config.rules.Has(rule); }
 
+  // Begins signing or decrypting, which takes the place of what SetOperationState has brought back.
+  CK_RV BeginOperation(CK_SESSION_HANDLE session, OperationKind kind, CK_MECHANISM* mechanism,
+                       CK_OBJECT_HANDLE key);
+
   // Calls action(KeyOperation&) for the session's signing and decrypting. Where the operation found
   // no PIN that it could use, the token is logged out, so that its user is asked for the PIN again.
   template <typename Action>
   CK_RV WithOperation(CK_SESSION_HANDLE session, const Action& action) {
     return WithSession(session, [&](Session& state) {
       const CK_RV result = action(state.operation);
+      SettleLosses(state, session);
       if (state.token.login.TakeLogoutRequest()) LogOut(state, session);
       return result;
+    });
+  }
+
+  // Calls forward(functions) where the operation is one that was brought back, and otherwise what
+  // WithOperation does.
+  template <typename Forward, typename Action>
+  CK_RV WithOperation(CK_SESSION_HANDLE session, const Forward& forward, const Action& action) {
+    return WithSession(session, [&](const Session& state) {
+      return state.has_restored ? forward(backend_->functions) : WithOperation(session, action);
     });
   }
 
@@ -132,11 +153,14 @@ class Adapter {
   CK_RV LogOut(Session& current, CK_SESSION_HANDLE handle);
   bool CloseIdleWorkers();
   void DropLostSessions();
+  void SettleLosses(const Session& taker, CK_SESSION_HANDLE handle);
+  bool HasUser(CK_SESSION_HANDLE session) const;
+  bool HasSessionsOn(CK_SLOT_ID slot) const;
   void ForgetOwnObjects();
   void CloseSessions();
   void Reset();
   void ForgetToken(TokenState& token);
-  void ForgetLogin(const Session& closing, CK_SESSION_HANDLE handle);
+  void ForgetClosed(CK_SLOT_ID slot, TokenState& token);
   void DiscountWorkers(CK_SLOT_ID slot, CK_TOKEN_INFO* info) const;
 
   std::function<Backend()> open_;

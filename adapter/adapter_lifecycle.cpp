@@ -4,13 +4,11 @@
 
 #include "adapter/adapter.h"
 #include "adapter/setup_error.h"
-#include "adapter/text_fields.h"
 
 namespace kelvrin::adapter {
 namespace {
 
 constexpr CK_VERSION kCryptokiVersion = {2, 40};
-constexpr CK_VERSION kAdapterVersion = {1, 0};
 
 // The standard's conditions for C_Initialize. The adapter locks by the system's means whatever the
 // caller offers.
@@ -29,6 +27,8 @@ bool RefusesLocking(CK_RV result) {
 
 CK_RV Adapter::Initialize(CK_C_INITIALIZE_ARGS* arguments) {
   if (backend_ && IsInitialised(backend_->functions)) return CKR_CRYPTOKI_ALREADY_INITIALIZED;
+  // The login went with the module, for all who used it.
+  for (auto& [slot, token] : tokens_) token.login.Wipe();
   Reset();
   std::unique_ptr<Backend> backend;
   try {
@@ -45,7 +45,8 @@ CK_RV Adapter::Initialize(CK_C_INITIALIZE_ARGS* arguments) {
       use_.Join(backend->functions, [&] { return InitializeInner(*backend, arguments); });
   if (result != CKR_OK) return result;
   backend_ = std::move(backend);
-  slots_ = std::make_unique<Slots>(backend_->functions, backend_->config);
+  slots_ = std::make_unique<Slots>(backend_->functions, backend_->config,
+                                   [this](CK_SLOT_ID slot) { return HasSessionsOn(slot); });
   return CKR_OK;
 }
 
@@ -74,7 +75,7 @@ CK_RV Adapter::Finalize(const void* reserved) {
   if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
   if (reserved != nullptr) return CKR_ARGUMENTS_BAD;
   CK_RV result = CKR_OK;
-  if (use_.Leave()) {
+  if (use_.IsAlone()) {
     result = backend_->functions.C_Finalize(nullptr);
   } else {
     CloseSessions();
@@ -105,14 +106,15 @@ void Adapter::DropLostSessions() {
       ++entry;
       continue;
     }
-    ForgetToken(session.token);
+    // Whoever got its handle has seen to the login.
+    session.token.objects.Forget();
     entry = sessions_.erase(entry);
   }
 }
 
 void Adapter::Reset() {
   sessions_.clear();
-  for (auto& [slot, token] : tokens_) token.login.Wipe();
+  for (auto& [slot, token] : tokens_) ForgetClosed(slot, token);
   tokens_.clear();
   slots_.reset();
   use_.Leave();
@@ -120,16 +122,11 @@ void Adapter::Reset() {
 }
 
 CK_RV Adapter::GetInfo(CK_INFO* info) const {
+  if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
   if (info == nullptr) return CKR_ARGUMENTS_BAD;
   CK_INFO answer = {};
-  if (backend_) {
-    const CK_RV result = backend_->functions.C_GetInfo(&answer);
-    if (result != CKR_OK) return result;
-  } else {
-    SetField(answer.manufacturerID, "Kelvrin Token");
-    SetField(answer.libraryDescription, "Kelvrin adapter");
-    answer.libraryVersion = kAdapterVersion;
-  }
+  const CK_RV result = backend_->functions.C_GetInfo(&answer);
+  if (result != CKR_OK) return result;
   answer.cryptokiVersion = kCryptokiVersion;
   *info = answer;
   return CKR_OK;

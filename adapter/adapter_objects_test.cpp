@@ -81,6 +81,23 @@ TEST_F(AdapterObjectsTest, HandleThatComesBackIsTheNewObjects) {
   EXPECT_EQ(DeriveWith(key, true, &made), CKR_OK);
 }
 
+// The caller means by a handle what he derived last, not what he once searched for.
+TEST_F(AdapterObjectsTest, HandleOfADerivedKeyThatWasAnotherObjectsIsTheDerivedKeys) {
+  Start();
+  for (const bool has_template : {false, true}) {
+    const CK_OBJECT_HANDLE next = AddKey(2) + 1;
+    fake_.objects[next] = {{CKA_CLASS, FakeModule::Number(CKO_PRIVATE_KEY)}, {CKA_ID, {1}}};
+    EXPECT_EQ(Find(CKO_PRIVATE_KEY, 1), std::vector{next});
+    fake_.objects.erase(next);
+    adapter_.ForgetObjects();
+    CK_OBJECT_HANDLE derived = 0;
+    ASSERT_EQ(DeriveWith(2, has_template, &derived), CKR_OK);
+    ASSERT_EQ(derived, next);
+    CK_OBJECT_HANDLE another = 0;
+    EXPECT_EQ(DeriveWith(derived, true, &another), CKR_OK) << has_template;
+  }
+}
+
 TEST_F(AdapterObjectsTest, KeyThatTheCallerGaveAnotherIdIsStillTheOneHeMeans) {
   Start();
   const CK_OBJECT_HANDLE key = AddKey(1);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "adapter/ascii_text.h"
+#include "adapter/attribute_check.h"
 #include "adapter/key_facts.h"
 #include "adapter/object_reading.h"
 #include "adapter/usable_mechanisms.h"
@@ -14,8 +15,10 @@
 namespace kelvrin::adapter {
 namespace {
 
-// No attribute is longer; a module that says so is not believed.
-constexpr CK_ULONG kMaxLength = CK_ULONG{1} << 26;
+// The length that stands for none.
+CK_ULONG NoLength(const Rules& rules) {
+  return rules.Has(Rule::kFailedLengths) ? 0 : CK_UNAVAILABLE_INFORMATION;
+}
 
 // Reads attributes of one object; one use, one object.
 class Reader {
@@ -48,11 +51,6 @@ class Reader {
   }
 
  private:
-  // The length that stands for none.
-  CK_ULONG NoLength() const {
-    return objects_.rules().Has(Rule::kFailedLengths) ? 0 : CK_UNAVAILABLE_INFORMATION;
-  }
-
   // Answers one attribute in the module's place; nothing when that is the module's business.
   std::optional<CK_RV> TryAnswer(CK_ATTRIBUTE* attribute) {
     const Rules& rules = objects_.rules();
@@ -96,7 +94,7 @@ class Reader {
   }
 
   CK_RV Fail(CK_RV result, CK_ATTRIBUTE* attribute) const {
-    attribute->ulValueLen = NoLength();
+    attribute->ulValueLen = NoLength(objects_.rules());
     return result;
   }
 
@@ -177,15 +175,11 @@ class Reader {
       CK_ULONG& length = (*asked)[i].ulValueLen;
       // The module must not have changed where the values go, nor what they are.
       (*asked)[i] = {before[i].type, before[i].pValue, length};
-      const bool is_unavailable = length == CK_UNAVAILABLE_INFORMATION;
-      const CK_ULONG room = before[i].pValue != nullptr ? before[i].ulValueLen : kMaxLength;
-      const bool is_too_long = length > room;
-      if (result == CKR_OK && is_too_long) {
-        result = is_unavailable ? CKR_ATTRIBUTE_TYPE_INVALID : CKR_BUFFER_TOO_SMALL;
-      }
+      const CK_RV checked = CheckLength(before[i], length);
+      if (result == CKR_OK) result = checked;
       // Some modules leave the length of the one attribute that they refused as it was.
-      if (is_unavailable || is_too_long || (is_failed_read && asked->size() == 1)) {
-        length = NoLength();
+      if (checked != CKR_OK || (is_failed_read && asked->size() == 1)) {
+        length = NoLength(objects_.rules());
       }
     }
     return result;
@@ -205,13 +199,18 @@ class Reader {
 CK_RV GetAttributes(TokenObjects& objects, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                     std::span<CK_ATTRIBUTE> attributes) {
   const std::vector<CK_ATTRIBUTE> before(attributes.begin(), attributes.end());
-  const CK_RV result = Reader(objects, session, object).Get(attributes);
-  if (!IsRefusedHandle(result)) return result;
-  const CK_OBJECT_HANDLE again = objects.FindAgain(session, object);
-  if (again == CK_INVALID_HANDLE) return result;
-  // What can be answered in the module's place could not be told of an unknown object.
-  std::copy(before.begin(), before.end(), attributes.begin());
-  return Reader(objects, session, again).Get(attributes);
+  const NestedTemplates nested(attributes);
+  CK_RV result = Reader(objects, session, object).Get(attributes);
+  if (IsRefusedHandle(result)) {
+    const CK_OBJECT_HANDLE again = objects.FindAgain(session, object);
+    if (again != CK_INVALID_HANDLE) {
+      // What can be answered in the module's place could not be told of an unknown object.
+      std::copy(before.begin(), before.end(), attributes.begin());
+      nested.Restore();
+      result = Reader(objects, session, again).Get(attributes);
+    }
+  }
+  return nested.Check(result, NoLength(objects.rules()));
 }
 
 }  // namespace kelvrin::adapter

@@ -21,7 +21,8 @@ namespace kelvrin::adapter {
 //  - an object that has another handle by now is read under that;
 //  - after a failed read a length is 0, not -1.
 // A length of more than the room there was, or -1, is never handed on with CKR_OK: it counts as a
-// failed read.
+// failed read. The same goes for the attributes of a template that is an attribute's value, where
+// the caller's own pointers are never replaced.
 CK_RV GetAttributes(TokenObjects& objects, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                     std::span<CK_ATTRIBUTE> attributes);
 

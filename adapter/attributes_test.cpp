@@ -108,6 +108,8 @@ TEST_F(AttributesTest, SuccessThatClaimsTheLengthMinusOneIsAFailure) {
       EXPECT_EQ(Get(object, {&attribute, 1}), CKR_ATTRIBUTE_TYPE_INVALID);
       EXPECT_EQ(attribute.ulValueLen, has_zero ? 0 : CK_UNAVAILABLE_INFORMATION);
     }
+    CK_ATTRIBUTE boundless = {CKA_ID, room.data(), CK_UNAVAILABLE_INFORMATION};
+    EXPECT_EQ(Get(object, {&boundless, 1}), CKR_ATTRIBUTE_TYPE_INVALID);
   }
 }
 

@@ -179,5 +179,18 @@ TEST_F(TwoCopiesTest, CopyBehindACopyWorks) {
   EXPECT_EQ(watch_.finalised, 1);
 }
 
+TEST_F(TwoCopiesTest, CopyBehindACopyThatSomebodyFinalisedComesUpAgain) {
+  const auto outer = folder_.path() / "libOuter.dylib";
+  std::filesystem::copy_file(KELVRIN_ADAPTER_LIBRARY, outer);
+  folder_.Write("libOuter.conf", "module = libSecond.dylib\n");
+  Card card(LoadLibrary(outer));
+  BringUp(&card);
+  ASSERT_EQ(second_.p11->C_Finalize(nullptr), CKR_OK);
+  BringUp(&card);
+  EXPECT_TRUE(Signs(card));
+  EXPECT_EQ(card.p11->C_Finalize(nullptr), CKR_OK);
+  EXPECT_EQ(watch_.finalised, 2);
+}
+
 }  // namespace
 }  // namespace kelvrin::adapter

@@ -83,6 +83,6 @@ Turn::Turn(ProcessAdapter& process) : outer_(inside_) {
 }  // namespace kelvrin::adapter
 
 extern "C" __attribute__((visibility("default"))) kelvrin::adapter::Copy*
-kelvrin_adapter_shared_2() {
+kelvrin_adapter_shared_3() {
   return &kelvrin::adapter::copy;
 }

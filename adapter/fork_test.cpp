@@ -30,8 +30,6 @@ bool GoesWellInChild(const Body& body) {
 
 void ExpectNothingIsInitialised(CK_FUNCTION_LIST* p11) {
   EXPECT_EQ(EntriesThatDoNotSayNotInitialised(p11), std::vector<std::string>());
-  CK_INFO info = {};
-  EXPECT_EQ(p11->C_GetInfo(&info), CKR_OK);
 }
 
 class ForkTest : public CopiesTest {

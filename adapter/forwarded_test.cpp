@@ -234,6 +234,40 @@ TEST_F(ForwardedTest, HandleThatTheModuleGivesOutAgainIsTheNewObjects) {
   watch_.behind = softhsm_;
 }
 
+TEST_F(ForwardedTest, TemplateOfAKeyIsReadAsFromTheModule) {
+  Start("rules-off = failed-lengths\n");
+  CK_OBJECT_CLASS object_class = CKO_SECRET_KEY;
+  Bytes label = {'a', 'b', 'c'};
+  CK_ATTRIBUTE wrapped[] = {{CKA_CLASS, &object_class, sizeof(object_class)},
+                            {CKA_LABEL, label.data(), label.size()}};
+  CK_ULONG length = kBlock;
+  CK_ATTRIBUTE attributes[] = {{CKA_VALUE_LEN, &length, sizeof(length)},
+                               {CKA_WRAP_TEMPLATE, wrapped, sizeof(wrapped)}};
+  CK_MECHANISM mechanism = {CKM_AES_KEY_GEN, nullptr, 0};
+  CK_OBJECT_HANDLE key = 0;
+  ASSERT_EQ(p11()->C_GenerateKey(card_.session, &mechanism, attributes, 2, &key), CKR_OK);
+  for (const CK_ULONG room : {label.size(), label.size() - 1}) {
+    std::array<Bytes, 2> values;
+    std::array<CK_ULONG, 2> lengths = {};
+    std::array<CK_RV, 2> results = {};
+    const std::array<const CK_FUNCTION_LIST*, 2> functions = {softhsm_, p11()};
+    for (std::size_t i = 0; i < functions.size(); ++i) {
+      values[i] = Bytes(room);
+      CK_OBJECT_CLASS read_class = 0;
+      CK_ATTRIBUTE entries[] = {{CKA_CLASS, &read_class, sizeof(read_class)},
+                                {CKA_LABEL, values[i].data(), room}};
+      CK_ATTRIBUTE read = {CKA_WRAP_TEMPLATE, entries, sizeof(entries)};
+      results[i] = functions[i]->C_GetAttributeValue(card_.session, key, &read, 1);
+      lengths[i] = entries[1].ulValueLen;
+      EXPECT_EQ(read_class, object_class);
+    }
+    EXPECT_EQ(results[0], room < label.size() ? CKR_BUFFER_TOO_SMALL : CKR_OK);
+    EXPECT_EQ(results[1], results[0]);
+    EXPECT_EQ(lengths[1], lengths[0]);
+    EXPECT_EQ(values[1], values[0]);
+  }
+}
+
 TEST_F(ForwardedTest, KeyThatGotAnotherIdFromItsCallerSigns) {
   Start();
   const CK_OBJECT_HANDLE key = card_.Find(CKO_PRIVATE_KEY, 2);

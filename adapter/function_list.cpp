@@ -88,59 +88,72 @@ struct ForSlot<Forward> {
   }
 };
 
-template <typename Action>
-CK_RV WithOperation(CK_SESSION_HANDLE session, const Action& action) noexcept {
-  return Locked([&](Adapter& adapter) { return adapter.WithOperation(session, action); });
+// Signing or decrypting; `Forward` hands the call on where the operation was brought back.
+template <auto Forward, typename Action, typename... Arguments>
+CK_RV WithOperation(const Action& action, CK_SESSION_HANDLE session,
+                    Arguments... arguments) noexcept {
+  return Locked([&](Adapter& adapter) {
+    const auto forward = [&](const CK_FUNCTION_LIST& inner) {
+      return Forward(inner, session, arguments...);
+    };
+    return adapter.WithOperation(session, forward, action);
+  });
 }
 
 template <OperationKind kKind>
 CK_RV OperationInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism,
                     CK_OBJECT_HANDLE key) noexcept {
-  return WithOperation(
-      session, [&](KeyOperation& operation) { return operation.Init(kKind, mechanism, key); });
+  return Locked(
+      [&](Adapter& adapter) { return adapter.BeginOperation(session, kKind, mechanism, key); });
 }
 
-template <OperationKind kKind>
+template <OperationKind kKind, auto Forward>
 CK_RV OperationRun(CK_SESSION_HANDLE session, CK_BYTE* input, CK_ULONG input_size, CK_BYTE* output,
                    CK_ULONG* output_size) noexcept {
-  return WithOperation(session, [&](KeyOperation& operation) {
+  const auto run = [&](KeyOperation& operation) {
     return operation.Run(kKind, input, input_size, output, output_size);
-  });
+  };
+  return WithOperation<Forward>(run, session, input, input_size, output, output_size);
 }
 
-template <OperationKind kKind>
+template <OperationKind kKind, auto Forward>
 CK_RV OperationFinal(CK_SESSION_HANDLE session, CK_BYTE* output, CK_ULONG* output_size) noexcept {
-  return WithOperation(session, [&](KeyOperation& operation) {
+  const auto finish = [&](KeyOperation& operation) {
     return operation.Final(kKind, output, output_size);
-  });
+  };
+  return WithOperation<Forward>(finish, session, output, output_size);
 }
 
 CK_RV SignUpdate(CK_SESSION_HANDLE session, CK_BYTE* part, CK_ULONG size) noexcept {
-  return WithOperation(session,
-                       [&](KeyOperation& operation) { return operation.SignUpdate(part, size); });
+  const auto update = [&](KeyOperation& operation) { return operation.SignUpdate(part, size); };
+  return WithOperation<Forwarded<&CK_FUNCTION_LIST::C_SignUpdate>::Plain>(update, session, part,
+                                                                          size);
 }
 
 CK_RV DecryptUpdate(CK_SESSION_HANDLE session, CK_BYTE* part, CK_ULONG size, CK_BYTE* output,
                     CK_ULONG* output_size) noexcept {
-  return WithOperation(session, [&](KeyOperation& operation) {
+  const auto checked = [&](KeyOperation& operation) {
     const auto update = [&](CK_BYTE* room, CK_ULONG* room_size) {
       return operation.DecryptUpdate(part, size, room, room_size);
     };
     return WriteOutput(update, size, output, output_size);
-  });
+  };
+  return WithOperation<Forwarded<&CK_FUNCTION_LIST::C_DecryptUpdate>::Bytes>(
+      checked, session, part, size, output, output_size);
 }
 
 // A dual-function call of which one half is an operation here: served by halves, or forwarded when
-// operations run on the caller's own session.
+// the operation runs on the caller's own session.
 template <auto Serve, auto Forward>
 CK_RV Dual(CK_SESSION_HANDLE session, CK_BYTE* input, CK_ULONG input_size, CK_BYTE* output,
            CK_ULONG* output_size) noexcept {
   return Locked([&](Adapter& adapter) {
     return adapter.ForwardForSession(session, [&](const CK_FUNCTION_LIST& inner) {
-      if (!adapter.Has(Rule::kWorkerSessions)) {
-        return Forward(inner, session, input, input_size, output, output_size);
-      }
-      return adapter.WithOperation(session, [&](KeyOperation& operation) {
+      const auto forward = [&](const CK_FUNCTION_LIST& functions) {
+        return Forward(functions, session, input, input_size, output, output_size);
+      };
+      if (!adapter.Has(Rule::kWorkerSessions)) return forward(inner);
+      return adapter.WithOperation(session, forward, [&](KeyOperation& operation) {
         return Serve(inner, session, operation, input, input_size, output, output_size);
       });
     });
@@ -191,8 +204,8 @@ CK_FUNCTION_LIST function_list = {
     .C_CloseSession = Changed<&Adapter::CloseSession>::Call,
     .C_CloseAllSessions = Changed<&Adapter::CloseAllSessions>::Call,
     .C_GetSessionInfo = ForSession<Forwarded<&List::C_GetSessionInfo>::Record>::Call,
-    .C_GetOperationState = ForSession<Forwarded<&List::C_GetOperationState>::Bytes>::Call,
-    .C_SetOperationState = ForSession<Forwarded<&List::C_SetOperationState>::Plain>::Call,
+    .C_GetOperationState = Changed<&Adapter::GetOperationState>::Call,
+    .C_SetOperationState = Changed<&Adapter::SetOperationState>::Call,
     .C_Login = Changed<&Adapter::Login>::Call,
     .C_Logout = Changed<&Adapter::Logout>::Call,
     .C_CreateObject = ForSession<Forwarded<&List::C_CreateObject>::Object>::CallAndForget,
@@ -209,18 +222,19 @@ CK_FUNCTION_LIST function_list = {
     .C_EncryptUpdate = ForSession<Forwarded<&List::C_EncryptUpdate>::Bytes>::Call,
     .C_EncryptFinal = ForSession<Forwarded<&List::C_EncryptFinal>::Bytes>::Call,
     .C_DecryptInit = OperationInit<OperationKind::kDecrypt>,
-    .C_Decrypt = OperationRun<OperationKind::kDecrypt>,
+    .C_Decrypt = OperationRun<OperationKind::kDecrypt, Forwarded<&List::C_Decrypt>::Bytes>,
     .C_DecryptUpdate = DecryptUpdate,
-    .C_DecryptFinal = OperationFinal<OperationKind::kDecrypt>,
+    .C_DecryptFinal =
+        OperationFinal<OperationKind::kDecrypt, Forwarded<&List::C_DecryptFinal>::Bytes>,
     .C_DigestInit = ForSession<Forwarded<&List::C_DigestInit>::Plain>::Call,
     .C_Digest = ForSession<Forwarded<&List::C_Digest>::Bytes>::Call,
     .C_DigestUpdate = ForSession<Forwarded<&List::C_DigestUpdate>::Plain>::Call,
     .C_DigestKey = ForSession<Forwarded<&List::C_DigestKey>::Plain>::Call,
     .C_DigestFinal = ForSession<Forwarded<&List::C_DigestFinal>::Bytes>::Call,
     .C_SignInit = OperationInit<OperationKind::kSign>,
-    .C_Sign = OperationRun<OperationKind::kSign>,
+    .C_Sign = OperationRun<OperationKind::kSign, Forwarded<&List::C_Sign>::Bytes>,
     .C_SignUpdate = SignUpdate,
-    .C_SignFinal = OperationFinal<OperationKind::kSign>,
+    .C_SignFinal = OperationFinal<OperationKind::kSign, Forwarded<&List::C_SignFinal>::Bytes>,
     .C_SignRecoverInit = ForSession<Forwarded<&List::C_SignRecoverInit>::Plain>::Call,
     .C_SignRecover = ForSession<Forwarded<&List::C_SignRecover>::Bytes>::Call,
     .C_VerifyInit = ForSession<Forwarded<&List::C_VerifyInit>::Plain>::Call,

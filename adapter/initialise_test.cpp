@@ -177,18 +177,19 @@ TEST_F(InitialiseTest, FinaliseForgetsEverythingAlsoWhenTheModuleFails) {
   EXPECT_EQ(adapter_.FindObjectsFinal(session), CKR_SESSION_HANDLE_INVALID);
 }
 
-TEST_F(InitialiseTest, InfoIsTheModulesInVersion240AndTheAdaptersBefore) {
-  EXPECT_EQ(adapter_.GetInfo(nullptr), CKR_ARGUMENTS_BAD);
+TEST_F(InitialiseTest, InfoIsTheModulesInVersion240) {
   CK_INFO info = {};
-  EXPECT_EQ(adapter_.GetInfo(&info), CKR_OK);
-  EXPECT_EQ(FieldText(info.libraryDescription), "Kelvrin adapter");
+  EXPECT_EQ(adapter_.GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
   ASSERT_EQ(adapter_.Initialize(nullptr), CKR_OK);
+  EXPECT_EQ(adapter_.GetInfo(nullptr), CKR_ARGUMENTS_BAD);
   EXPECT_EQ(adapter_.GetInfo(&info), CKR_OK);
   EXPECT_EQ(info.libraryVersion.major, 9);
   EXPECT_EQ(info.cryptokiVersion.major, 2);
   EXPECT_EQ(info.cryptokiVersion.minor, 40);
   fake_.FailNext("C_GetInfo", CKR_DEVICE_ERROR);
   EXPECT_EQ(adapter_.GetInfo(&info), CKR_DEVICE_ERROR);
+  ASSERT_EQ(adapter_.Finalize(nullptr), CKR_OK);
+  EXPECT_EQ(adapter_.GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
 }
 
 }  // namespace

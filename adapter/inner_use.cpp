@@ -1,5 +1,7 @@
 #include "adapter/inner_use.h"
 
+#include <cstddef>
+
 namespace kelvrin::adapter {
 
 bool IsInitialised(const CK_FUNCTION_LIST& inner) {
@@ -9,6 +11,9 @@ bool IsInitialised(const CK_FUNCTION_LIST& inner) {
 
 namespace {
 
+// No module has more slots; one that says so has its oldest events forgotten.
+constexpr std::size_t kMaxEvents = 4096;
+
 // What the users of a module had from it before it was brought up anew.
 void LoseEverything(ModuleUse* use) {
   use->sessions.LoseAll();
@@ -16,6 +21,7 @@ void LoseEverything(ModuleUse* use) {
     if (const auto kept = pin.lock()) kept->Wipe();
   }
   use->pins.clear();
+  use->events.clear();
 }
 
 }  // namespace
@@ -35,6 +41,7 @@ CK_RV InnerUse::Join(const CK_FUNCTION_LIST& inner, const std::function<CK_RV()>
   use_ = &use;
   generation_ = use.generation;
   object_changes_ = use.object_changes;
+  events_told_ = use.last_event;
   return CKR_OK;
 }
 
@@ -58,6 +65,19 @@ void InnerUse::WipePinOf(CK_SLOT_ID slot) {
   const auto known = use_->pins.find(slot);
   if (known == use_->pins.end()) return;
   if (const auto pin = known->second.lock()) pin->Wipe();
+}
+
+void InnerUse::NoteEvent(CK_SLOT_ID slot) {
+  std::erase_if(use_->events, [&](const auto& event) { return event.second == slot; });
+  if (use_->events.size() == kMaxEvents) use_->events.erase(use_->events.begin());
+  use_->events.emplace(++use_->last_event, slot);
+}
+
+std::optional<CK_SLOT_ID> InnerUse::NextEvent() {
+  const auto next = use_->events.upper_bound(events_told_);
+  if (next == use_->events.end()) return std::nullopt;
+  events_told_ = next->first;
+  return next->second;
 }
 
 void InnerUse::NoteObjectChange() {

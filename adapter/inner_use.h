@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "adapter/context_login.h"
 #include "adapter/session_handles.h"
@@ -20,6 +21,9 @@ struct ModuleUse {
   bool is_ours = false;         // brought up by an adapter, and so finalised by the last one
   unsigned object_changes = 0;  // what any of them did to the objects, or to who sees them
   SessionHandles sessions;      // that they have opened
+  // The slots that something has happened in, each under the number of its last event.
+  std::map<unsigned, CK_SLOT_ID> events;
+  unsigned last_event = 0;
   // The PINs of the tokens in the slots, owned by those who use them.
   std::map<CK_SLOT_ID, std::weak_ptr<TokenPin>> pins;
 };
@@ -67,6 +71,13 @@ class InnerUse {
   // Wipes it, whoever has it.
   void WipePinOf(CK_SLOT_ID slot);
 
+  // Keeps a slot event for all who use the module, since the module tells each but once. Of each
+  // slot the last one is kept.
+  void NoteEvent(CK_SLOT_ID slot);
+
+  // The slot of the next event that this user has not been told yet; nothing when there is none.
+  std::optional<CK_SLOT_ID> NextEvent();
+
   // Tells the others that objects may be others now, or others may be seen.
   void NoteObjectChange();
 
@@ -79,6 +90,7 @@ class InnerUse {
   ModuleUse* use_ = nullptr;
   unsigned generation_ = 0;
   unsigned object_changes_ = 0;  // own ones, and others' as far as they are known
+  unsigned events_told_ = 0;     // the number of the last one
 };
 
 }  // namespace kelvrin::adapter

@@ -63,6 +63,15 @@ TEST_F(InnerUseTest, ModuleFinalisedByOthersIsInitialisedAnewAndLostToTheRest) {
   EXPECT_TRUE(first_.Leave());
 }
 
+// Who has not noticed yet wipes its PIN when it does.
+TEST_F(InnerUseTest, PinOfAModuleThatIsBroughtUpAnewIsNotTheOneFromBefore) {
+  Join(&first_);
+  const auto before = first_.PinOf(7);
+  fake_.initialized = false;
+  Join(&second_);
+  EXPECT_NE(second_.PinOf(7), before);
+}
+
 TEST_F(InnerUseTest, ModulesAreCountedApart) {
   CK_FUNCTION_LIST other = functions_;
   other.C_Initialize = [](void*) { return CK_RV{CKR_OK}; };
@@ -72,6 +81,27 @@ TEST_F(InnerUseTest, ModulesAreCountedApart) {
   EXPECT_EQ(calls, 1);
   EXPECT_TRUE(first_.Leave());
   EXPECT_TRUE(second_.Leave());
+}
+
+TEST_F(InnerUseTest, EveryUserIsToldEachSlotsLastEventOnce) {
+  Join(&first_);
+  first_.NoteEvent(9);
+  Join(&second_);
+  EXPECT_EQ(second_.NextEvent(), std::nullopt) << "it was not there";
+  for (const CK_SLOT_ID slot : {1u, 2u, 1u}) first_.NoteEvent(slot);
+  for (InnerUse* const use : {&second_, &first_}) {
+    if (use == &first_) EXPECT_EQ(use->NextEvent(), 9u);
+    EXPECT_EQ(use->NextEvent(), 2u);
+    EXPECT_EQ(use->NextEvent(), 1u);
+    EXPECT_EQ(use->NextEvent(), std::nullopt);
+  }
+}
+
+TEST_F(InnerUseTest, ModuleThatInventsSlotsFillsNoMemory) {
+  Join(&first_);
+  for (CK_SLOT_ID slot = 0; slot < 10000; ++slot) first_.NoteEvent(slot);
+  EXPECT_LT(uses_.begin()->second.events.size(), 5000u);
+  EXPECT_EQ(uses_.begin()->second.events.rbegin()->second, 9999u);
 }
 
 TEST_F(InnerUseTest, WithoutSharedCountsEachCountsAlone) {

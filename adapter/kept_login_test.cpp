@@ -61,6 +61,11 @@ TEST_F(KeptLoginTest, PinIsOverwrittenWhenTheLoginIsOver) {
          fake_.FailNext("C_Login", CKR_PIN_INCORRECT);
          EXPECT_EQ(LogIn(session), CKR_PIN_INCORRECT);
        }},
+      {"login that nobody can tell the end of",
+       [&] {
+         fake_.FailNext("C_Login", CKR_DEVICE_ERROR);
+         EXPECT_EQ(LogIn(session), CKR_DEVICE_ERROR);
+       }},
       {"login of the security officer", [&] { adapter_.Login(session, CKU_SO, nullptr, 0); }},
       {"failed login for an operation",
        [&] {
@@ -77,9 +82,15 @@ TEST_F(KeptLoginTest, PinIsOverwrittenWhenTheLoginIsOver) {
       {"slot event", [&] { adapter_.PollSlotEvent(&slot); }},
       {"session that the module has lost",
        [&] {
-         fake_.sessions.clear();
-         fake_.next_session = session;
+         fake_.LoseSessions(session);
          Open();
+       }},
+      {"session that the module has lost, which a worker shows",
+       [&] {
+         fake_.LoseSessions(200);
+         const CK_SESSION_HANDLE later = Open();
+         fake_.next_session = session;
+         SignInit(later);
        }},
   };
   for (const auto& [name, end] : ends) {
@@ -107,6 +118,34 @@ TEST_F(KeptLoginTest, PinStaysWhileTheLoginLasts) {
   adapter_.ForgetObjects();
   EXPECT_EQ(KeptAt(other), place);
   EXPECT_TRUE(MemoryHolds(place, kPin));
+}
+
+TEST_F(KeptLoginTest, PinStaysWhenALoginIsRefusedUnseen) {
+  const CK_SESSION_HANDLE session = Open();
+  ASSERT_EQ(LogIn(session), CKR_OK);
+  for (const CK_RV refusal :
+       {CKR_USER_ALREADY_LOGGED_IN, CKR_USER_ANOTHER_ALREADY_LOGGED_IN, CKR_USER_TOO_MANY_TYPES,
+        CKR_USER_TYPE_INVALID, CKR_SESSION_READ_ONLY_EXISTS, CKR_ARGUMENTS_BAD}) {
+    fake_.FailNext("C_Login", refusal);
+    EXPECT_EQ(adapter_.Login(session, CKU_SO, nullptr, 0), refusal);
+    EXPECT_TRUE(MemoryHolds(KeptAt(session), kPin)) << refusal;
+  }
+  EXPECT_EQ(fake_.Calls("C_Logout"), 0u);
+}
+
+TEST_F(KeptLoginTest, PinOfALaterLoginStaysWhenAHandleFromBeforeComesBack) {
+  const CK_SESSION_HANDLE old = Open();
+  const CK_SESSION_HANDLE older = Open();
+  ASSERT_EQ(LogIn(old), CKR_OK);
+  fake_.LoseSessions(200);
+  const CK_SESSION_HANDLE session = Open();
+  ASSERT_EQ(LogIn(session), CKR_OK);
+  fake_.next_session = old;
+  EXPECT_TRUE(MemoryHolds(KeptAt(session), kPin)) << "as a worker";
+  fake_.next_session = older;
+  EXPECT_EQ(Open(), older);
+  EXPECT_TRUE(MemoryHolds(KeptAt(session), kPin)) << "as a caller's session";
+  EXPECT_EQ(fake_.Calls("C_Logout"), 0u);
 }
 
 TEST_F(KeptLoginTest, WithoutAPinTheTokenIsLoggedOutSoThatItIsAskedFor) {

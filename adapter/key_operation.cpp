@@ -228,6 +228,8 @@ CK_RV KeyOperation::Collect(const Call& call, std::size_t room) {
   CK_ULONG size = room_.size();
   CK_RV result = call(room_.data(), &size);
   if (result == CKR_BUFFER_TOO_SMALL && size > room_.size() && size <= kMaxResultRoom) {
+    // A part of a plaintext may stand there already.
+    if (kind_ == OperationKind::kDecrypt) Wipe(room_);
     room_.resize(size);
     result = call(room_.data(), &size);
   }

@@ -77,6 +77,9 @@ class KeyOperation {
   // The session on which an operation is under way, for a login that belongs to it.
   std::optional<CK_SESSION_HANDLE> ActiveSession() const;
 
+  // Whether the module's part in the operation is all of it: nothing is shaped here.
+  bool IsPlain() const { return form_ == Form::kPlain; }
+
   const WorkerSession& worker() const { return worker_; }
 
  private:

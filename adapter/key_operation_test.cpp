@@ -216,6 +216,19 @@ TEST_F(KeyOperationTest, DecryptionThatWentOnAfterASmallBufferIsNotReplaced) {
   EXPECT_EQ(operation_.DecryptUpdate(&part, 1, room.data(), &size), CKR_OK);
 }
 
+// With its result here the module has nothing of the operation any more.
+TEST_F(KeyOperationTest, WorkerWhoseResultWaitsIsIdle) {
+  ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
+  EXPECT_FALSE(operation_.CloseIdleWorker()) << "the module has yet to sign";
+  EXPECT_EQ(fake_.sessions.size(), 1u);
+  ASSERT_EQ(Run(kSign, {1}, 2), CKR_BUFFER_TOO_SMALL);
+  EXPECT_TRUE(operation_.CloseIdleWorker());
+  EXPECT_TRUE(fake_.sessions.empty());
+  EXPECT_FALSE(operation_.CloseIdleWorker()) << "there is none any more";
+  EXPECT_EQ(Run(kSign, {1}), CKR_OK);
+  EXPECT_EQ(output_, answer_);
+}
+
 TEST_F(KeyOperationTest, ActiveSessionIsTheWorkersWhileAnOperationRuns) {
   EXPECT_FALSE(operation_.ActiveSession());
   ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);

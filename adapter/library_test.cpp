@@ -89,8 +89,6 @@ TEST_F(LibraryTest, BeforeInitialiseAndAfterFinaliseEveryEntrySaysSo) {
   ASSERT_EQ(p11->C_Initialize(nullptr), CKR_OK);
   ASSERT_EQ(p11->C_Finalize(nullptr), CKR_OK);
   ExpectNothingIsInitialised(p11);
-  CK_INFO info = {};
-  EXPECT_EQ(p11->C_GetInfo(&info), CKR_OK);
   EXPECT_EQ(p11->C_GetFunctionList(nullptr), CKR_ARGUMENTS_BAD);
 }
 
@@ -108,7 +106,7 @@ TEST_F(LibraryTest, ExportsTheFunctionListAndWhatCopiesShareOnly) {
   void* handle = dlopen(library.c_str(), RTLD_NOW);
   ASSERT_NE(handle, nullptr);
   EXPECT_NE(dlsym(handle, "C_GetFunctionList"), nullptr);
-  EXPECT_NE(dlsym(handle, "kelvrin_adapter_shared_2"), nullptr);
+  EXPECT_NE(dlsym(handle, "kelvrin_adapter_shared_3"), nullptr);
   // dlsym would also find a symbol of a library that this one needs; none of these is.
   EXPECT_EQ(dlsym(handle, "C_Initialize"), nullptr);
   EXPECT_EQ(dlsym(handle, "_ZN7kelvrin7adapter12OwnLibraryEv"), nullptr);

@@ -19,11 +19,6 @@ class LostSessionsTest : public AdapterTest {
     EXPECT_EQ(adapter_.Initialize(nullptr), CKR_OK);
   }
 
-  // The module forgets its sessions and gives out this handle next.
-  void LoseSessions(CK_SESSION_HANDLE next) {
-    fake_.sessions.clear();
-    fake_.next_session = next;
-  }
   // A session whose worker has the returned handle.
   CK_SESSION_HANDLE WorkerOf(CK_SESSION_HANDLE session) {
     EXPECT_EQ(SignInit(session), CKR_OK);
@@ -40,7 +35,7 @@ class LostSessionsTest : public AdapterTest {
 TEST_F(LostSessionsTest, CallersSessionThatGotAWorkersHandleIsLeftAlone) {
   const CK_SESSION_HANDLE old = Open();
   const CK_SESSION_HANDLE handle = WorkerOf(old);
-  LoseSessions(handle);
+  fake_.LoseSessions(handle);
   ASSERT_EQ(Open(), handle);
   EXPECT_EQ(Sign(old), CKR_SESSION_HANDLE_INVALID);
   EXPECT_TRUE(fake_.sessions.contains(handle));
@@ -53,7 +48,7 @@ TEST_F(LostSessionsTest, CallersSessionThatGotAWorkersHandleIsLeftAlone) {
 
 TEST_F(LostSessionsTest, LogoutClosesNoSessionThatGotAWorkersHandle) {
   const CK_SESSION_HANDLE handle = WorkerOf(Open());
-  LoseSessions(handle);
+  fake_.LoseSessions(handle);
   const CK_SESSION_HANDLE session = Open();
   ASSERT_EQ(session, handle);
   EXPECT_EQ(adapter_.Logout(session), CKR_OK);
@@ -63,7 +58,7 @@ TEST_F(LostSessionsTest, LogoutClosesNoSessionThatGotAWorkersHandle) {
 TEST_F(LostSessionsTest, WorkerThatGotAWorkersHandleIsItsNewOwnersAlone) {
   const CK_SESSION_HANDLE old = Open();
   const CK_SESSION_HANDLE handle = WorkerOf(old);
-  LoseSessions(200);
+  fake_.LoseSessions(200);
   const CK_SESSION_HANDLE session = Open();
   fake_.next_session = handle;
   ASSERT_EQ(SignInit(session), CKR_OK);
@@ -74,7 +69,7 @@ TEST_F(LostSessionsTest, WorkerThatGotAWorkersHandleIsItsNewOwnersAlone) {
 
 TEST_F(LostSessionsTest, CallersSessionWhoseHandleAWorkerGotIsGone) {
   const CK_SESSION_HANDLE old = Open();
-  LoseSessions(200);
+  fake_.LoseSessions(200);
   const CK_SESSION_HANDLE session = Open();
   fake_.next_session = old;
   ASSERT_EQ(SignInit(session), CKR_OK);
@@ -120,8 +115,7 @@ TEST_F(SessionsOfTwoAdaptersTest, SessionThatTheModuleGaveToTheOtherIsGone) {
   const CK_SESSION_HANDLE session = Open(first_);
   ASSERT_EQ(SignInit(first_, session), CKR_OK);
   const CK_SESSION_HANDLE worker = fake_.sessions.rbegin()->first;
-  fake_.sessions.clear();
-  fake_.next_session = session;
+  fake_.LoseSessions(session);
   ASSERT_EQ(Open(second_), session);
   fake_.next_session = worker;
   ASSERT_EQ(Open(second_), worker);
@@ -136,8 +130,7 @@ TEST_F(SessionsOfTwoAdaptersTest, SessionThatTheModuleGaveToTheOtherIsGone) {
 TEST_F(SessionsOfTwoAdaptersTest, FinalisingClosesNoSessionThatGotAWorkersHandle) {
   ASSERT_EQ(SignInit(first_, Open(first_)), CKR_OK);
   const CK_SESSION_HANDLE worker = fake_.sessions.rbegin()->first;
-  fake_.sessions.clear();
-  fake_.next_session = worker;
+  fake_.LoseSessions(worker);
   ASSERT_EQ(Open(second_), worker);
   first_.CatchUp();
   EXPECT_EQ(first_.Finalize(nullptr), CKR_OK);

@@ -156,6 +156,16 @@ TEST_F(RenewedHandlesTest, OtherSearchesForAnIdCountToo) {
   }
 }
 
+// What cannot be seen is not taken for a change.
+TEST_F(RenewedHandlesTest, ObjectThatHidesItsIdIsStillWhatWasAskedFor) {
+  const auto key = Add(CKO_SECRET_KEY, {1});
+  CK_BYTE label = 'x';
+  EXPECT_EQ(FindWith({CKA_LABEL, &label, sizeof(label)}, 1), Handles{key});
+  fake_.objects[key].erase(CKA_ID);
+  LetTheLookGrowOld();
+  EXPECT_EQ(objects_.Current(session_, key), key);
+}
+
 TEST_F(RenewedHandlesTest, WhoListsObjectsMeansWhatHeSees) {
   const auto key = Add(CKO_PRIVATE_KEY, {1});
   Find(CKO_PRIVATE_KEY, {1});

@@ -39,7 +39,7 @@ using Tokens = std::map<CK_SLOT_ID, TokenState>;
 struct Session {
   Session(TokenState& its_token, SessionHandles& handles, CK_SESSION_HANDLE handle, CK_FLAGS flags)
       : token(its_token),
-        held(handles),
+        held(handles, its_token.objects.slot()),
         operation(its_token.objects, its_token.login, handles, handle, flags) {
     held.Take(handle);
   }
@@ -49,6 +49,9 @@ struct Session {
   TokenState& token;
   HeldSession held;  // not any more when the module has given the handle to somebody else
   KeyOperation operation;
+  // An operation that was saved has been brought back; it is on the session itself, and `operation`
+  // has none until it begins one.
+  bool has_restored = false;
   Searches searches;
   DerivedKeys derived;
 };

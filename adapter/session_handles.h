@@ -4,7 +4,9 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include <set>
 #include <unordered_map>
+#include <utility>
 
 namespace kelvrin::adapter {
 
@@ -18,6 +20,16 @@ class SessionHandles {
   // How often a holder has lost its session to another so far.
   unsigned losses() const { return losses_; }
 
+  // Whoever holds the handle holds none from here on: the module has just given it out anew.
+  void Lose(CK_SESSION_HANDLE handle);
+
+  // The slots of the sessions that were lost to others since this was last asked. Whoever opens a
+  // session asks before anybody else gets a turn.
+  std::set<CK_SLOT_ID> TakeSlotsOfLosses() { return std::exchange(slots_of_losses_, {}); }
+
+  // Whether anybody holds a session on the slot.
+  bool AreOn(CK_SLOT_ID slot) const;
+
   // Takes all sessions from their holders: the module has been brought up anew.
   void LoseAll();
 
@@ -26,13 +38,14 @@ class SessionHandles {
 
   std::unordered_map<CK_SESSION_HANDLE, HeldSession*> holders_;
   unsigned losses_ = 0;
+  std::set<CK_SLOT_ID> slots_of_losses_;
 };
 
 // One session or none. Never closes it: it may be gone with the module.
 class HeldSession {
  public:
-  // `all` must outlive the object.
-  explicit HeldSession(SessionHandles& all) : all_(&all) {}
+  // For a session on the slot. `all` must outlive the object.
+  HeldSession(SessionHandles& all, CK_SLOT_ID slot) : all_(&all), slot_(slot) {}
   ~HeldSession() { Release(); }
   HeldSession(const HeldSession&) = delete;
   HeldSession& operator=(const HeldSession&) = delete;
@@ -52,6 +65,7 @@ class HeldSession {
   friend class SessionHandles;
 
   SessionHandles* all_;
+  CK_SLOT_ID slot_;
   CK_SESSION_HANDLE handle_ = CK_INVALID_HANDLE;
 };
 

@@ -8,8 +8,8 @@ namespace {
 class SessionHandlesTest : public testing::Test {
  protected:
   SessionHandles handles_;
-  HeldSession first_{handles_};
-  HeldSession second_{handles_};
+  HeldSession first_{handles_, 1};
+  HeldSession second_{handles_, 2};
 };
 
 TEST_F(SessionHandlesTest, NothingIsHeldAtFirst) {
@@ -38,7 +38,7 @@ TEST_F(SessionHandlesTest, HandleThatWasGivenBackIsNobodysLoss) {
   second_.Take(6);
   first_.Take(5);
   {
-    HeldSession third(handles_);
+    HeldSession third(handles_, 1);
     third.Take(7);
   }
   second_.Take(7);
@@ -47,15 +47,40 @@ TEST_F(SessionHandlesTest, HandleThatWasGivenBackIsNobodysLoss) {
   EXPECT_EQ(handles_.losses(), 0u);
 }
 
+TEST_F(SessionHandlesTest, SlotsOfLossesAreToldOnce) {
+  first_.Take(5);
+  second_.Take(5);
+  handles_.Lose(5);
+  handles_.Lose(5);
+  handles_.Lose(6);
+  EXPECT_EQ(handles_.losses(), 2u);
+  EXPECT_EQ(handles_.TakeSlotsOfLosses(), (std::set<CK_SLOT_ID>{1, 2}));
+  EXPECT_TRUE(handles_.TakeSlotsOfLosses().empty());
+}
+
+TEST_F(SessionHandlesTest, SlotsOfSessionsThatAreHeldAreKnown) {
+  EXPECT_FALSE(handles_.AreOn(1));
+  first_.Take(5);
+  EXPECT_TRUE(handles_.AreOn(1));
+  EXPECT_FALSE(handles_.AreOn(2));
+  second_.Take(5);
+  EXPECT_FALSE(handles_.AreOn(1));
+  second_.Release();
+  EXPECT_FALSE(handles_.AreOn(2));
+}
+
 TEST_F(SessionHandlesTest, ModuleThatIsBroughtUpAnewTakesAll) {
+  first_.Take(4);
+  second_.Take(4);
   first_.Take(5);
   second_.Take(6);
   handles_.LoseAll();
+  EXPECT_TRUE(handles_.TakeSlotsOfLosses().empty()) << "it knows no login from before";
   EXPECT_FALSE(first_.is_held());
   EXPECT_FALSE(second_.is_held());
-  EXPECT_EQ(handles_.losses(), 2u);
+  EXPECT_EQ(handles_.losses(), 3u);
   second_.Take(5);
-  EXPECT_EQ(handles_.losses(), 2u);
+  EXPECT_EQ(handles_.losses(), 3u);
 }
 
 }  // namespace

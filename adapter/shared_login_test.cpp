@@ -127,6 +127,27 @@ TEST_F(KeptPinOfACopy, ServesTheOtherCopyUntilEitherLogsOut) {
   EXPECT_EQ(control_.context_logins, 2);
 }
 
+TEST_F(KeptPinOfACopy, ServesTheOtherCopyAfterTheEndOfTheFirst) {
+  const std::vector<std::function<void(Program&)>> ends = {
+      [](Program& program) { program.p11().C_CloseSession(program.session()); },
+      [](Program& program) { program.p11().C_CloseAllSessions(program.slot()); },
+      [](Program& program) { program.p11().C_Finalize(nullptr); },
+  };
+  const auto library = Adapter();
+  const auto other = Adapter("", "libY");
+  for (std::size_t i = 0; i < ends.size(); ++i) {
+    for (const bool is_given_to_first : {true, false}) {
+      Program first(library);
+      Program second(other);
+      ASSERT_EQ((is_given_to_first ? first : second).LogIn(), CKR_OK);
+      ends[i](first);
+      EXPECT_EQ(second.Sign(), CKR_OK) << i;
+      EXPECT_EQ(second.Sign(), CKR_OK) << i;
+      EXPECT_TRUE(second.IsLoggedIn());
+    }
+  }
+}
+
 TEST_F(KeptPinOfACopy, WhatOneCopyDoesToObjectsMakesTheOtherSearchAgain) {
   Program first(Adapter());
   Program second(Adapter("", "libY"));

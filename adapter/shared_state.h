@@ -30,7 +30,7 @@ struct Copy {
 
 // The name of the C function by which a copy hands out its Copy. It changes with the layout of the
 // structures here, so that copies of different versions do not find each other.
-inline constexpr const char* kCopyFunction = "kelvrin_adapter_shared_2";
+inline constexpr const char* kCopyFunction = "kelvrin_adapter_shared_3";
 using CopyFunction = Copy* (*)();
 
 // The loaded copies among the files beside `library`, an absolute path: those that have a

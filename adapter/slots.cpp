@@ -164,12 +164,15 @@ CK_RV Slots::Check(CK_SLOT_ID slot) {
     const CK_RV result = Choose();
     if (result != CKR_OK) return result;
   }
-  return chosen_ == slot ? CKR_OK : CKR_SLOT_ID_INVALID;
+  // A choice made anew does not take the slot away from those who have sessions there.
+  return chosen_ == slot || is_in_use_(slot) ? CKR_OK : CKR_SLOT_ID_INVALID;
 }
 
 CK_RV Slots::CheckEvent(CK_SLOT_ID slot) {
   const CK_RV result = Check(slot);
-  if (result != CKR_SLOT_ID_INVALID || !Fits(slot) || (chosen_ && Fits(*chosen_))) return result;
+  const bool is_answered = result != CKR_OK && result != CKR_SLOT_ID_INVALID;
+  if (is_answered || ShowsAll() || chosen_ == slot) return result;
+  if (!Fits(slot) || (chosen_ && Fits(*chosen_))) return result;
   const CK_RV chosen = Choose();
   return chosen == CKR_OK ? Check(slot) : chosen;
 }

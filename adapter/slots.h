@@ -4,7 +4,9 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "adapter/config.h"
@@ -17,8 +19,11 @@ namespace kelvrin::adapter {
 // CKR_DEVICE_ERROR, and a function that fails leaves the caller's records and lists alone.
 class Slots {
  public:
-  // Both must outlive the object.
-  Slots(const CK_FUNCTION_LIST& inner, const Config& config) : inner_(inner), config_(config) {}
+  // Both must outlive the object. `is_in_use` tells whether the caller has sessions on a slot.
+  Slots(
+      const CK_FUNCTION_LIST& inner, const Config& config,
+      std::function<bool(CK_SLOT_ID)> is_in_use = [](CK_SLOT_ID) { return false; })
+      : inner_(inner), config_(config), is_in_use_(std::move(is_in_use)) {}
 
   // C_GetSlotList: no slot or the chosen one, with or without the flag, since a token is in it.
   // Asking for the number (null list) chooses anew. The first time that no slot can be chosen, a
@@ -36,9 +41,9 @@ class Slots {
   // C_GetMechanismList.
   CK_RV GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* count);
 
-  // CKR_OK when the slot is the chosen one, CKR_SLOT_ID_INVALID when it is not, or what the module
-  // answered when it was asked for its slots. When all are shown: always CKR_OK, the module itself
-  // knows its slots.
+  // CKR_OK when the slot is the chosen one, or was and is in use still; CKR_SLOT_ID_INVALID when it
+  // is not, or what the module answered when it was asked for its slots. When all are shown: always
+  // CKR_OK, the module itself knows its slots.
   CK_RV Check(CK_SLOT_ID slot);
 
   // The same for a slot whose token has just come or gone. Where no token is shown, or the one that
@@ -56,6 +61,7 @@ class Slots {
 
   const CK_FUNCTION_LIST& inner_;
   const Config& config_;
+  std::function<bool(CK_SLOT_ID)> is_in_use_;
   bool asked_ = false;
   bool told_ = false;
   std::optional<CK_SLOT_ID> chosen_;

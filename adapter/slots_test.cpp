@@ -241,6 +241,20 @@ TEST_F(SlotsTest, OfSeveralReadersTheOneThatHasTheConfiguredNameIsShown) {
   EXPECT_EQ(slots_.Check(7), CKR_SLOT_ID_INVALID);
 }
 
+TEST_F(SlotsTest, CardPutInElsewhereDoesNotTakeTheShownOneAway) {
+  EXPECT_EQ(slots_.Check(7), CKR_OK);
+  fake_.slots = {{.id = 5}, {.id = 7}};
+  EXPECT_EQ(slots_.CheckEvent(5), CKR_SLOT_ID_INVALID);
+  EXPECT_EQ(slots_.Check(7), CKR_OK);
+}
+
+TEST_F(SlotsTest, CardPutInElsewhereTakesThePlaceOfOneThatIsGone) {
+  EXPECT_EQ(slots_.Check(7), CKR_OK);
+  fake_.slots = {{.id = 5}, {.id = 7, .token_flags = 0}};
+  EXPECT_EQ(slots_.CheckEvent(5), CKR_OK);
+  EXPECT_EQ(slots_.Check(7), CKR_SLOT_ID_INVALID);
+}
+
 TEST_F(SlotsTest, NameThatNoReaderHasShowsTheFirst) {
   fake_.slots = {{.id = 7, .description = "Reader A"}, {.id = 8, .description = "Reader B"}};
   config_.reader_name = "Kelvrin Reader";

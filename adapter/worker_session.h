@@ -26,7 +26,7 @@ class WorkerSession {
         flags_(flags),
         caller_(caller),
         is_wanted_(is_wanted),
-        own_(handles) {}
+        own_(handles, slot) {}
 
   // Starts an operation: opens the worker when it is closed and hands its handle to `start`. When
   // that finds an operation still active or the session gone, closes, opens and tries once more. On

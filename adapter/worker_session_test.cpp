@@ -110,7 +110,7 @@ TEST_F(WorkerSessionTest, OperationOnTheCallersSessionIsEndedAndNotTheSession) {
 TEST_F(WorkerSessionTest, HandleThatTheModuleGaveToSomebodyElseIsNeitherUsedNorClosed) {
   ASSERT_EQ(Begin({}), CKR_OK);
   const CK_SESSION_HANDLE before = worker_.handle();
-  HeldSession other(handles_);
+  HeldSession other(handles_, 7);
   other.Take(before);
   EXPECT_FALSE(worker_.is_open());
   worker_.Close();

@@ -18,7 +18,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   kelvrin::fuzz::Caller caller(p11, script);
   caller.CallRoad();
   for (int i = 0; i < kMostCalls && !script.IsOver(); ++i) caller.CallOne();
-  p11->C_Finalize(nullptr);
-  kelvrin::fuzz::ForgetAdapter();
+  for (int copy = 0; copy < kelvrin::fuzz::kCopies; ++copy) {
+    p11->C_Finalize(nullptr);
+    kelvrin::fuzz::SwitchCopy();
+  }
+  kelvrin::fuzz::ForgetAdapters();
   return 0;
 }

@@ -1,6 +1,7 @@
 #include "fuzz/caller.h"
 
 #include "adapter/virtual_keys.h"
+#include "fuzz/entry_for_fuzzing.h"
 #include "fuzz/expectations.h"
 
 namespace kelvrin::fuzz {
@@ -49,7 +50,10 @@ void Caller::CallOne() {
       return CallFinal();
     case 10:
       return CallOthers();
+    case 11:
+      return CallRoad();
     default:
+      SwitchCopy();
       return CallRoad();
   }
 }

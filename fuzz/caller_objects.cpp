@@ -25,16 +25,49 @@ void Caller::Collect(const Call& call) {
          "a buffer written in a call that failed");
 }
 
+// A template that is an attribute's value, with room for values of its own.
+class TemplateValue {
+ public:
+  CK_ATTRIBUTE Ask(bool asks_for_length) {
+    return {CKA_WRAP_TEMPLATE, asks_for_length ? nullptr : entries_.data(), sizeof(entries_)};
+  }
+  void Expect(CK_RV result, CK_ULONG length) const {
+    const std::size_t count = result == CKR_OK ? length / sizeof(CK_ATTRIBUTE) : 0;
+    fuzz::Expect(count <= entries_.size(), "more attributes than the template has room for");
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      const CK_ATTRIBUTE& entry = entries_[i];
+      const bool has_place = i != kWithoutPlace;
+      fuzz::Expect(entry.pValue == (has_place ? rooms_[i].data() : nullptr),
+                   "another pointer in an attribute's template");
+      if (i >= count) continue;
+      fuzz::Expect(entry.ulValueLen <= (has_place ? kRoom : kMostLength),
+                   "an attribute's template beyond its room");
+    }
+  }
+
+ private:
+  static constexpr std::size_t kRoom = 8;
+  static constexpr std::size_t kWithoutPlace = 1;
+  static constexpr CK_ULONG kMostLength = CK_ULONG{1} << 26;
+
+  std::array<std::array<CK_BYTE, kRoom>, 3> rooms_ = {};
+  std::array<CK_ATTRIBUTE, 3> entries_ = {
+      {{0, rooms_[0].data(), kRoom}, {}, {0, rooms_[2].data(), kRoom}}};
+};
+
 void Caller::CallObjects() {
   constexpr std::array<CK_ATTRIBUTE_TYPE, 12> kTypes = {
       CKA_CLASS,   CKA_KEY_TYPE,           CKA_ID,     CKA_LABEL, CKA_VALUE,    CKA_VERIFY,
-      CKA_ENCRYPT, CKA_ALLOWED_MECHANISMS, CKA_DERIVE, CKA_WRAP,  CKA_EC_POINT, CKA_MODULUS};
+      CKA_ENCRYPT, CKA_ALLOWED_MECHANISMS, CKA_DERIVE, CKA_WRAP,  CKA_EC_POINT, CKA_WRAP_TEMPLATE};
   std::vector<CK_ATTRIBUTE> attributes(script_.UpTo(4));
   std::vector<Bytes> rooms;
-  for (CK_ATTRIBUTE& attribute : attributes) {
+  std::array<TemplateValue, 4> templates;
+  for (std::size_t i = 0; i < attributes.size(); ++i) {
     Bytes& room = rooms.emplace_back(script_.UpTo(kMostRoom), kUntouched);
-    attribute = {kTypes[script_.UpTo(kTypes.size() - 1)],
-                 script_.Byte() < 0x30 ? nullptr : room.data(), room.size()};
+    const CK_ATTRIBUTE_TYPE type = kTypes[script_.UpTo(kTypes.size() - 1)];
+    const bool asks_for_length = script_.Byte() < 0x30;
+    attributes[i] = {type, asks_for_length ? nullptr : room.data(), room.size()};
+    if (type == CKA_WRAP_TEMPLATE) attributes[i] = templates[i].Ask(asks_for_length);
   }
   const std::vector<CK_ATTRIBUTE> before = attributes;
   const CK_RV result =
@@ -47,6 +80,7 @@ void Caller::CallObjects() {
     const bool is_none = length == CK_UNAVAILABLE_INFORMATION;
     Expect(is_none || length <= before[i].ulValueLen, "an attribute beyond its room");
     Expect(result != CKR_OK || !is_none, "an attribute without a length after a success");
+    if (attributes[i].type == CKA_WRAP_TEMPLATE) templates[i].Expect(result, length);
   }
 }
 

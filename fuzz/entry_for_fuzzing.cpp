@@ -1,6 +1,8 @@
 // Entering the adapter without a configuration file: the script says which rules apply, and the
 // scripted module stands behind. Takes the place of adapter/entry.cpp.
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 
 #include "adapter/entry.h"
@@ -37,7 +39,8 @@ Backend OpenScripted() {
   return backend;
 }
 
-std::unique_ptr<ProcessAdapter> current;
+std::array<std::unique_ptr<ProcessAdapter>, fuzz::kCopies> copies;
+std::size_t current = 0;
 
 }  // namespace
 
@@ -45,11 +48,11 @@ bool KnowsItself() { return true; }
 
 ProcessAdapter::ProcessAdapter() : shared(TheState()), adapter(OpenScripted, &shared.uses) {}
 
-ProcessAdapter* CurrentAdapter() { return current.get(); }
+ProcessAdapter* CurrentAdapter() { return copies[current].get(); }
 
 ProcessAdapter& MakeCurrentAdapter() {
-  if (!current) current = std::make_unique<ProcessAdapter>();
-  return *current;
+  if (!copies[current]) copies[current] = std::make_unique<ProcessAdapter>();
+  return *copies[current];
 }
 
 thread_local const ProcessAdapter* Turn::inside_ = nullptr;
@@ -60,8 +63,11 @@ Turn::Turn(ProcessAdapter& process) : outer_(inside_), lock_(process.shared.mute
 
 namespace kelvrin::fuzz {
 
-void ForgetAdapter() {
-  adapter::current.reset();
+void SwitchCopy() { adapter::current = (adapter::current + 1) % kCopies; }
+
+void ForgetAdapters() {
+  for (auto& copy : adapter::copies) copy.reset();
+  adapter::current = 0;
   adapter::TheState().uses.clear();
 }
 

@@ -1,11 +1,16 @@
-// Every run of the fuzzer begins with a new adapter.
+// Every run of the fuzzer begins with two new copies of the adapter over one module.
 #ifndef KELVRIN_FUZZ_ENTRY_FOR_FUZZING_H_
 #define KELVRIN_FUZZ_ENTRY_FOR_FUZZING_H_
 
 namespace kelvrin::fuzz {
 
-// Drops the adapter and all that it remembers of the module.
-void ForgetAdapter();
+inline constexpr int kCopies = 2;
+
+// From now on the function list is the other copy's.
+void SwitchCopy();
+
+// Drops both copies and all that they remember of the module; the first one's turn is next.
+void ForgetAdapters();
 
 }  // namespace kelvrin::fuzz
 

@@ -98,6 +98,22 @@ CK_RV FindObjects(CK_SESSION_HANDLE, CK_OBJECT_HANDLE* objects, CK_ULONG room, C
   return script().Result();
 }
 
+// Attributes of a template that is an attribute's value, whatever the caller's were.
+Bytes Attributes(CK_ULONG count) {
+  Bytes bytes;
+  for (; count > 0; --count) {
+    CK_ATTRIBUTE attribute = {};
+    attribute.type = script().Coin() ? CKA_ID : CKA_DERIVE_TEMPLATE;
+    const CK_ULONG place = script().Number();
+    static_assert(sizeof(attribute.pValue) == sizeof(place));
+    std::memcpy(static_cast<void*>(&attribute.pValue), &place, sizeof(place));
+    attribute.ulValueLen = script().Length(script().UpTo(8));
+    const auto* const first = reinterpret_cast<const CK_BYTE*>(&attribute);
+    bytes.insert(bytes.end(), first, first + sizeof(attribute));
+  }
+  return bytes;
+}
+
 // A value that fits the type now and then, so that what comes behind is reached.
 Bytes Likely(CK_ATTRIBUTE_TYPE type) {
   CK_ULONG number = script().UpTo(3);
@@ -118,6 +134,8 @@ Bytes Likely(CK_ATTRIBUTE_TYPE type) {
       return Bytes(script().Coin() ? 64 : 256, 0xab);
     case CKA_EC_PARAMS:
       return {0x06, 0x08, 0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x07};
+    case CKA_WRAP_TEMPLATE:
+      return Attributes(number);
     case CKA_ALWAYS_AUTHENTICATE:
       return {static_cast<CK_BYTE>(number & 1)};
     default:

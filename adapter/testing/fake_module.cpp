@@ -42,6 +42,12 @@ FakeModule::Slot* FakeModule::FindSlot(CK_SLOT_ID id) {
   return found == slots.end() ? nullptr : &*found;
 }
 
+void FakeModule::LoseSessions(CK_SESSION_HANDLE next) {
+  sessions.clear();
+  has_user = false;
+  next_session = next;
+}
+
 CK_OBJECT_HANDLE FakeModule::Add(Object object) {
   objects[next_object_] = std::move(object);
   return next_object_++;

@@ -60,6 +60,9 @@ class FakeModule {
   // How often `function` was called.
   std::size_t Calls(const std::string& function) const;
 
+  // Forgets its sessions and the login with them; the next session gets the handle `next`.
+  void LoseSessions(CK_SESSION_HANDLE next);
+
   // Adds an object; returns its handle.
   CK_OBJECT_HANDLE Add(Object object);
 
@@ -72,6 +75,7 @@ class FakeModule {
   std::map<CK_OBJECT_HANDLE, Object> objects;
   std::map<CK_SESSION_HANDLE, Session> sessions;
   std::size_t session_limit = 1000;
+  bool has_user = false;                                    // logged in
   CK_ULONG unreadable_length = CK_UNAVAILABLE_INFORMATION;  // length after a failed read
   Operation sign;
   Operation decrypt;

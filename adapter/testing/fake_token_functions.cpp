@@ -41,6 +41,7 @@ CK_RV Finalize(void*) {
   if (const CK_RV result = fake->Enter("C_Finalize"); result != CKR_OK) return result;
   fake->initialized = false;
   fake->sessions.clear();
+  fake->has_user = false;
   return CKR_OK;
 }
 
@@ -109,12 +110,15 @@ CK_RV OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void*, CK_NOTIFY, CK_SESSION_
 
 CK_RV CloseSession(CK_SESSION_HANDLE session) {
   if (const CK_RV result = fake->Enter("C_CloseSession"); result != CKR_OK) return result;
-  return fake->sessions.erase(session) == 1 ? CKR_OK : CKR_SESSION_HANDLE_INVALID;
+  const bool is_known = fake->sessions.erase(session) == 1;
+  if (fake->sessions.empty()) fake->has_user = false;
+  return is_known ? CKR_OK : CKR_SESSION_HANDLE_INVALID;
 }
 
 CK_RV CloseAllSessions(CK_SLOT_ID slot) {
   if (const CK_RV result = fake->Enter("C_CloseAllSessions"); result != CKR_OK) return result;
   std::erase_if(fake->sessions, [&](const auto& entry) { return entry.second.slot == slot; });
+  if (fake->sessions.empty()) fake->has_user = false;
   return CKR_OK;
 }
 
@@ -124,10 +128,27 @@ CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG
   fake->login_pin.reset();
   fake->login_memory = pin;
   if (pin != nullptr) fake->login_pin = std::string(pin, pin + size);
-  return fake->Enter("C_Login");
+  const CK_RV result = fake->Enter("C_Login");
+  if (result == CKR_OK && user == CKU_USER) fake->has_user = true;
+  return result;
 }
 
-CK_RV Logout(CK_SESSION_HANDLE) { return fake->Enter("C_Logout"); }
+CK_RV Logout(CK_SESSION_HANDLE) {
+  const CK_RV result = fake->Enter("C_Logout");
+  if (result == CKR_OK) fake->has_user = false;
+  return result;
+}
+
+CK_RV GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO* info) {
+  if (const CK_RV result = fake->Enter("C_GetSessionInfo"); result != CKR_OK) return result;
+  const auto found = fake->sessions.find(session);
+  if (found == fake->sessions.end()) return CKR_SESSION_HANDLE_INVALID;
+  *info = {};
+  info->slotID = found->second.slot;
+  info->flags = found->second.flags;
+  info->state = fake->has_user ? CKS_RW_USER_FUNCTIONS : CKS_RW_PUBLIC_SESSION;
+  return CKR_OK;
+}
 
 CK_RV GetMechanismInfo(CK_SLOT_ID, CK_MECHANISM_TYPE, CK_MECHANISM_INFO*) {
   return fake->Enter("C_GetMechanismInfo");
@@ -148,6 +169,7 @@ void FakeModule::AddTokenFunctions(CK_FUNCTION_LIST* list) {
   list->C_OpenSession = OpenSession;
   list->C_CloseSession = CloseSession;
   list->C_CloseAllSessions = CloseAllSessions;
+  list->C_GetSessionInfo = GetSessionInfo;
   list->C_Login = Login;
   list->C_Logout = Logout;
 }

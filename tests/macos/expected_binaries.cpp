@@ -69,7 +69,7 @@ std::vector<Binary> ExpectedBinaries(const std::filesystem::path& build) {
        .file_type = llvm::MachO::MH_DYLIB,
        .install_name = "@rpath/libkelvrin_adapter.dylib",
        .libraries = cxx,
-       .exports = {"_C_GetFunctionList", "_kelvrin_adapter_shared_2"},
+       .exports = {"_C_GetFunctionList", "_kelvrin_adapter_shared_3"},
        .has_initialisers = true,
        .has_cxx_runtime = true},
       {.name = "modulecheck",
