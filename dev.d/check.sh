@@ -48,7 +48,7 @@ check_lint_macos() {
   check_leak_finder
   compiled_by build/macos-arm64 | grep -E '^(app|token|p11)/' >"$logs/macos-sources"
   quietly macos-sources diff "$logs/macos-sources" \
-    <(sources 'app/*.mm' 'token/*.mm' 'token/*.cpp' 'p11/*.cpp' | grep -vE "$test_files" | sort)
+    <(sources 'app/*.mm' 'app/*.cpp' 'token/*.mm' 'token/*.cpp' 'p11/*.cpp' | grep -vE "$test_files" | sort)
   quietly lint-macos lint_files build/macos-arm64 "" "$@" <"$logs/macos-sources"
 }
 
