@@ -1,7 +1,10 @@
 # Formatter, linter, static analyser, shell checks.
 # shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
-sources() { git ls-files -co --exclude-standard -- "$@" | while read -r f; do [ ! -e "$f" ] || echo "$f"; done; }
+sources() {
+  git ls-files -co --exclude-standard -- "$@" |
+    while read -r f; do [ ! -e "$f" ] || echo "$f"; done
+}
 
 check_format() {
   say "formatter"
@@ -48,7 +51,8 @@ check_lint_macos() {
   check_leak_finder
   compiled_by build/macos-arm64 | grep -E '^(app|token|p11)/' >"$logs/macos-sources"
   quietly macos-sources diff "$logs/macos-sources" \
-    <(sources 'app/*.mm' 'app/*.cpp' 'token/*.mm' 'token/*.cpp' 'p11/*.cpp' | grep -vE "$test_files" | sort)
+    <(sources 'app/*.mm' 'app/*.cpp' 'token/*.mm' 'token/*.cpp' 'p11/*.cpp' |
+      grep -vE "$test_files" | sort)
   quietly lint-macos lint_files build/macos-arm64 "" "$@" <"$logs/macos-sources"
 }
 
@@ -56,14 +60,15 @@ check_lint_macos() {
 check_leak_finder() {
   local log=$logs/leak-finder.log
   clang-tidy-19 --quiet --checks="" --warnings-as-errors='*' tests/macos/testing/leak.mm -- \
-    -x objective-c++ -std=c++20 -fno-objc-arc --target=arm64-apple-macos11.0 -isysroot "$macos_sdk" -isystem platform/include \
+    -x objective-c++ -std=c++20 -fno-objc-arc --target=arm64-apple-macos11.0 \
+    -isysroot "$macos_sdk" -isystem platform/include \
     >"$log" 2>&1 || true
   grep -q 'error: Potential leak.*clang-analyzer-osx.cocoa.RetainCount' "$log" ||
     fail "the static analyser overlooks a leak; see $log"
 }
 
-# lint_files BUILD_FOLDER CHECKS [--fix]: the files come on standard input. Only findings are printed:
-# the linter's progress would push them out of what is shown of a failure.
+# lint_files BUILD_FOLDER CHECKS [--fix]: the files come on standard input. Only findings are
+# printed: the linter's progress would push them out of what is shown of a failure.
 lint_files() {
   local folder=$1 checks=$2
   shift 2
