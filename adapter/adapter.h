@@ -102,20 +102,17 @@ class Adapter {
   // no PIN that it could use, the token is logged out, so that its user is asked for the PIN again.
   template <typename Action>
   CK_RV WithOperation(CK_SESSION_HANDLE session, const Action& action) {
-    return WithSession(session, [&](Session& state) {
-      const CK_RV result = action(state.operation);
-      SettleLosses(state, session);
-      if (state.token.login.TakeLogoutRequest()) LogOut(state, session);
-      return result;
-    });
+    return WithSession(session,
+                       [&](Session& state) { return RunOperation(state, session, action); });
   }
 
   // Calls forward(functions) where the operation is one that was brought back, and otherwise what
   // WithOperation does.
   template <typename Forward, typename Action>
   CK_RV WithOperation(CK_SESSION_HANDLE session, const Forward& forward, const Action& action) {
-    return WithSession(session, [&](const Session& state) {
-      return state.has_restored ? forward(backend_->functions) : WithOperation(session, action);
+    return WithSession(session, [&](Session& state) {
+      return state.has_restored ? forward(backend_->functions)
+                                : RunOperation(state, session, action);
     });
   }
 
@@ -140,6 +137,13 @@ class Adapter {
     const auto found = sessions_.find(session);
     if (found == sessions_.end()) return CKR_SESSION_HANDLE_INVALID;
     return action(found->second);
+  }
+  template <typename Action>
+  CK_RV RunOperation(Session& state, CK_SESSION_HANDLE session, const Action& action) {
+    const CK_RV result = action(state.operation);
+    if (use_.sessions().HasLosses()) SettleLosses(state, session);
+    if (state.token.login.TakeLogoutRequest()) LogOut(state, session);
+    return result;
   }
   template <typename Action>
   CK_RV WithSlots(const Action& action) {

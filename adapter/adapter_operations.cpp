@@ -7,8 +7,9 @@ namespace kelvrin::adapter {
 CK_RV Adapter::BeginOperation(CK_SESSION_HANDLE session, OperationKind kind,
                               CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
   return WithSession(session, [&](Session& state) {
-    const CK_RV result = WithOperation(
-        session, [&](KeyOperation& operation) { return operation.Init(kind, mechanism, key); });
+    const CK_RV result = RunOperation(state, session, [&](KeyOperation& operation) {
+      return operation.Init(kind, mechanism, key);
+    });
     if (result == CKR_OK) state.has_restored = false;
     return result;
   });

@@ -27,6 +27,8 @@ class SessionHandles {
   // session asks before anybody else gets a turn.
   std::set<CK_SLOT_ID> TakeSlotsOfLosses() { return std::exchange(slots_of_losses_, {}); }
 
+  bool HasLosses() const { return !slots_of_losses_.empty(); }
+
   // Whether anybody holds a session on the slot.
   bool AreOn(CK_SLOT_ID slot) const;
 
