@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "adapter/certificate.h"
+#include "encoding/certificate.h"
 #include "adapter/object_reading.h"
 
 namespace kelvrin::adapter {

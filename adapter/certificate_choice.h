@@ -7,7 +7,7 @@
 #include <set>
 #include <vector>
 
-#include "adapter/elliptic_curve.h"
+#include "adapter/bytes.h"
 #include "adapter/rules.h"
 #include "adapter/search.h"
 

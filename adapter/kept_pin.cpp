@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "adapter/wipe.h"
+#include "adapter/bytes.h"
 
 namespace kelvrin::adapter {
 namespace {
@@ -51,7 +51,7 @@ void KeptPin::Keep(const CK_BYTE* pin, CK_ULONG size) {
 }
 
 void KeptPin::Wipe() {
-  if (page_ != nullptr) adapter::Wipe({page_, kRoom});
+  if (page_ != nullptr) encoding::Wipe(page_, kRoom);
   is_entered_at_reader_ = false;
 }
 

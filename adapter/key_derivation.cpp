@@ -3,7 +3,7 @@
 #include <array>
 #include <optional>
 
-#include "adapter/elliptic_curve.h"
+#include "adapter/bytes.h"
 
 namespace kelvrin::adapter {
 namespace {

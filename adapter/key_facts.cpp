@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "adapter/elliptic_curve.h"
+#include "adapter/bytes.h"
 #include "adapter/object_reading.h"
 #include "adapter/usable_mechanisms.h"
 

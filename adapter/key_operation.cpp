@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "adapter/rsa_block.h"
-#include "adapter/wipe.h"
+#include "encoding/rsa_padding.h"
+#include "adapter/bytes.h"
 
 namespace kelvrin::adapter {
 namespace {
@@ -217,7 +217,7 @@ CK_RV KeyOperation::AskSize(const Call& call, CK_ULONG* output_size) {
   if (result != CKR_OK) return Fail(result);
   if (size > kMaxResultRoom) return Fail(CKR_DEVICE_ERROR);
   if (form_ == Form::kRsaRawByPkcs) size = std::max<CK_ULONG>(size, key_size_);
-  *output_size = IsEcdsa() ? std::max<CK_ULONG>(size, MaxDerSize(size)) : size;
+  *output_size = IsEcdsa() ? std::max<CK_ULONG>(size, MaxDerSignatureSize(size)) : size;
   return CKR_OK;
 }
 

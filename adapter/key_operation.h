@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "adapter/context_login.h"
-#include "adapter/elliptic_curve.h"
+#include "adapter/bytes.h"
 #include "adapter/token_objects.h"
 #include "adapter/worker_session.h"
 

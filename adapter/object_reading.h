@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <optional>
 
-#include "adapter/elliptic_curve.h"
+#include "adapter/bytes.h"
 
 namespace kelvrin::adapter {
 

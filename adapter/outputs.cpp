@@ -4,7 +4,7 @@
 #include <limits>
 #include <vector>
 
-#include "adapter/wipe.h"
+#include "adapter/bytes.h"
 
 namespace kelvrin::adapter {
 namespace {

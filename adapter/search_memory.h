@@ -12,7 +12,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "adapter/elliptic_curve.h"
+#include "adapter/bytes.h"
 #include "adapter/search.h"
 
 namespace kelvrin::adapter {

@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "adapter/testing/certificates.h"
+#include "encoding/testing/certificates.h"
 #include "adapter/testing/token_objects_fixture.h"
 
 namespace kelvrin::adapter {

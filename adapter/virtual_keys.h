@@ -7,8 +7,8 @@
 #include <map>
 #include <optional>
 
-#include "adapter/certificate.h"
-#include "adapter/elliptic_curve.h"
+#include "encoding/certificate.h"
+#include "adapter/bytes.h"
 
 namespace kelvrin::adapter {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "adapter/testing/certificates.h"
+#include "encoding/testing/certificates.h"
 #include "adapter/testing/fake_module.h"
 
 namespace kelvrin::adapter {

@@ -1,5 +1,5 @@
 // Plaintexts and keys that pass through the adapter leave nothing in its memory.
-#include "adapter/wipe.h"
+#include "adapter/bytes.h"
 
 #include <gtest/gtest.h>
 

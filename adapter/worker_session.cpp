@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "adapter/wipe.h"
+#include "adapter/bytes.h"
 
 namespace kelvrin::adapter {
 

@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "adapter/function_names.h"
-#include "adapter/testing/certificates.h"
+#include "encoding/testing/certificates.h"
 #include "fuzz/script.h"
 
 namespace kelvrin::fuzz {
@@ -19,8 +19,8 @@ Script& script() { return *Script::current; }
 
 const std::array<Bytes, 2>& Certificates() {
   static const auto* const certificates = new std::array<Bytes, 2>{
-      adapter::MakeCertificate({.extensions = {{"basicConstraints", "CA:TRUE"}}}),
-      adapter::MakeCertificate({.key = "RSA"})};
+      encoding::MakeCertificate({.extensions = {{"basicConstraints", "CA:TRUE"}}}),
+      encoding::MakeCertificate({.key = "RSA"})};
   return *certificates;
 }
 

@@ -1,28 +1,29 @@
-#include "adapter/certificate_walk.h"
+#include "encoding/certificate.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 
-#include "adapter/der_reader.h"
+#include "encoding/der.h"
+#include "encoding/elliptic_curve.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 constexpr std::size_t kMaxSize = std::size_t{1} << 20;
 
 // Tags that a certificate gives its own meaning.
-constexpr CK_BYTE kVersion = 0xa0;
-constexpr CK_BYTE kIssuerUniqueId = 0x81;
-constexpr CK_BYTE kSubjectUniqueId = 0x82;
-constexpr CK_BYTE kExtensions = 0xa3;
+constexpr unsigned char kVersion = 0xa0;
+constexpr unsigned char kIssuerUniqueId = 0x81;
+constexpr unsigned char kSubjectUniqueId = 0x82;
+constexpr unsigned char kExtensions = 0xa3;
 
 // Contents of object identifiers.
-constexpr std::array<CK_BYTE, 9> kRsaEncryption = {0x2a, 0x86, 0x48, 0x86, 0xf7,
-                                                   0x0d, 0x01, 0x01, 0x01};
-constexpr std::array<CK_BYTE, 7> kEcPublicKey = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x02, 0x01};
-constexpr std::array<CK_BYTE, 3> kKeyUsage = {0x55, 0x1d, 0x0f};
-constexpr std::array<CK_BYTE, 3> kBasicConstraints = {0x55, 0x1d, 0x13};
+constexpr std::array<unsigned char, 9> kRsaEncryption = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                         0x0d, 0x01, 0x01, 0x01};
+constexpr std::array<unsigned char, 7> kEcPublicKey = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x02, 0x01};
+constexpr std::array<unsigned char, 3> kKeyUsage = {0x55, 0x1d, 0x0f};
+constexpr std::array<unsigned char, 3> kBasicConstraints = {0x55, 0x1d, 0x13};
 
 Bytes Copy(ByteView bytes) { return {bytes.begin(), bytes.end()}; }
 
@@ -85,7 +86,7 @@ bool TakeSerialNumber(DerReader* reader) {
   return number && IsDerInteger(number->content);
 }
 
-// The dates themselves are nobody's business here.
+// Who uses a certificate looks at its dates.
 bool TakeValidity(DerReader* reader) {
   const auto validity = reader->Take(kDerSequence);
   if (!validity) return false;
@@ -97,7 +98,7 @@ bool TakeValidity(DerReader* reader) {
 }
 
 bool TakeUniqueIds(DerReader* reader) {
-  for (const CK_BYTE tag : {kIssuerUniqueId, kSubjectUniqueId}) {
+  for (const unsigned char tag : {kIssuerUniqueId, kSubjectUniqueId}) {
     const auto id = reader->Take(tag);
     if (id && !ReadBitString(id->content)) return false;
   }
@@ -130,7 +131,7 @@ void ReadEcKey(const Algorithm& algorithm, ByteView point, CertificateFacts* fac
   const ByteView curve = algorithm.parameters->whole;
   const std::size_t size = CurveSize(curve);  // 0 for one that is spelt out, too
   // A compressed point would have to be expanded.
-  constexpr CK_BYTE kUncompressed = 4;
+  constexpr unsigned char kUncompressed = 4;
   if (size == 0 || point.size() != 1 + 2 * size || point.front() != kUncompressed) return;
   facts->ec_parameters = Copy(curve);
   facts->ec_point = Copy(point);
@@ -206,7 +207,7 @@ bool TakeExtensions(DerReader* reader, Extensions* extensions) {
 }
 
 // The content of the element that the extension's value begins with; what follows changes nothing.
-std::optional<ByteView> ContentOf(const Extension& extension, CK_BYTE tag) {
+std::optional<ByteView> ContentOf(const Extension& extension, unsigned char tag) {
   const std::optional<ByteView> value = extension.value();
   if (!value) return std::nullopt;
   DerReader reader(*value);
@@ -265,7 +266,7 @@ bool ReadContents(ByteView contents, CertificateFacts* facts) {
 
 }  // namespace
 
-std::optional<CertificateFacts> WalkCertificate(ByteView der) {
+std::optional<CertificateFacts> ReadCertificate(ByteView der) {
   if (der.size() > kMaxSize) return std::nullopt;
   const auto certificate = ReadOnlyElement(kDerSequence, der);
   if (!certificate) return std::nullopt;
@@ -279,4 +280,4 @@ std::optional<CertificateFacts> WalkCertificate(ByteView der) {
   return facts;
 }
 
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

@@ -1,12 +1,12 @@
-#include "adapter/der_reader.h"
+#include "encoding/der.h"
 
 #include <cstddef>
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
-constexpr CK_BYTE kTagNumber = 0x1f;  // a number that does not fit has all of these bits
-constexpr CK_BYTE kHighBit = 0x80;
+constexpr unsigned char kTagNumber = 0x1f;  // a number that does not fit has all of these bits
+constexpr unsigned char kHighBit = 0x80;
 
 // A length and the bytes that tell it.
 struct Length {
@@ -20,7 +20,8 @@ std::optional<Length> ReadLength(ByteView bytes) {
   const std::size_t digits = bytes.front() & 0x7fU;
   if (digits == 0 || digits > sizeof(std::size_t) || digits >= bytes.size()) return std::nullopt;
   Length length = {.size = 1 + digits};
-  for (const CK_BYTE digit : bytes.subspan(1, digits)) length.value = length.value << 8 | digit;
+  for (const unsigned char digit : bytes.subspan(1, digits))
+    length.value = length.value << 8 | digit;
   const bool is_shortest = bytes[1] != 0 && length.value >= kHighBit;
   return is_shortest ? std::optional(length) : std::nullopt;
 }
@@ -29,7 +30,7 @@ std::optional<Length> ReadLength(ByteView bytes) {
 
 std::optional<DerElement> DerReader::Take() {
   if (rest_.empty()) return std::nullopt;
-  const CK_BYTE tag = rest_.front();
+  const unsigned char tag = rest_.front();
   if (tag == 0 || (tag & kTagNumber) == kTagNumber) return std::nullopt;
   const std::optional<Length> length = ReadLength(rest_.subspan(1));
   if (!length) return std::nullopt;
@@ -41,12 +42,12 @@ std::optional<DerElement> DerReader::Take() {
   return element;
 }
 
-std::optional<DerElement> DerReader::Take(CK_BYTE tag) {
+std::optional<DerElement> DerReader::Take(unsigned char tag) {
   if (rest_.empty() || rest_.front() != tag) return std::nullopt;
   return Take();
 }
 
-std::optional<DerElement> ReadOnlyElement(CK_BYTE tag, ByteView bytes) {
+std::optional<DerElement> ReadOnlyElement(unsigned char tag, ByteView bytes) {
   DerReader reader(bytes);
   const std::optional<DerElement> element = reader.Take(tag);
   return reader.IsAtEnd() ? element : std::nullopt;
@@ -67,7 +68,7 @@ std::optional<ByteView> ReadPositiveInteger(ByteView content) {
 
 bool IsObjectIdentifier(ByteView content) {
   bool is_first = true;  // of a number's bytes
-  for (const CK_BYTE byte : content) {
+  for (const unsigned char byte : content) {
     if (is_first && byte == kHighBit) return false;
     is_first = (byte & kHighBit) == 0;
   }
@@ -81,4 +82,17 @@ std::optional<DerBits> ReadBitString(ByteView content) {
   return bits;
 }
 
-}  // namespace kelvrin::adapter
+Bytes WrapDer(unsigned char tag, ByteView content) {
+  const std::size_t size = content.size();
+  Bytes out = {tag};
+  if (size >= 0x100) {
+    out.insert(out.end(), {0x82, static_cast<unsigned char>(size >> 8)});
+  } else if (size >= kHighBit) {
+    out.push_back(0x81);
+  }
+  out.push_back(static_cast<unsigned char>(size & 0xff));
+  out.insert(out.end(), content.begin(), content.end());
+  return out;
+}
+
+}  // namespace kelvrin::encoding

@@ -1,14 +1,13 @@
-// The facts of an X.509 certificate that the adapter needs.
-#ifndef KELVRIN_ADAPTER_CERTIFICATE_H_
-#define KELVRIN_ADAPTER_CERTIFICATE_H_
+// X.509 certificates, as far as the adapter and modulecheck need them.
+#pragma once
 
 #include <p11-kit/pkcs11.h>
 
 #include <optional>
 
-#include "adapter/elliptic_curve.h"
+#include "encoding/bytes.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 
 struct CertificateFacts {
   bool is_ca = false;  // basicConstraints says so
@@ -24,10 +23,12 @@ struct CertificateFacts {
   Bytes ec_point;       // EC: raw 04 X Y
 };
 
-// Reads a DER certificate of at most 1 MiB; nothing when the bytes are anything else, also when
-// something follows the certificate.
+// Reads a DER certificate of at most 1 MiB; nothing when the bytes are anything else, another form
+// of BER or a certificate with something behind it for instance.
+//
+// Nothing is computed: a point is not looked for on its curve, and a compressed one is not
+// expanded, so that such a key has no type and the token's public key object has to give the point.
+// Only curves that CurveSize knows have a type.
 std::optional<CertificateFacts> ReadCertificate(ByteView der);
 
-}  // namespace kelvrin::adapter
-
-#endif  // KELVRIN_ADAPTER_CERTIFICATE_H_
+}  // namespace kelvrin::encoding

@@ -1,29 +1,26 @@
-// Reading DER: whole elements with lengths in their shortest form, and tags of one byte.
-#ifndef KELVRIN_ADAPTER_DER_READER_H_
-#define KELVRIN_ADAPTER_DER_READER_H_
-
-#include <p11-kit/pkcs11.h>
+// DER. It is read as whole elements with lengths in their shortest form, and tags of one byte.
+#pragma once
 
 #include <optional>
 
-#include "adapter/elliptic_curve.h"
+#include "encoding/bytes.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 
-inline constexpr CK_BYTE kDerBoolean = 0x01;
-inline constexpr CK_BYTE kDerInteger = 0x02;
-inline constexpr CK_BYTE kDerBitString = 0x03;
-inline constexpr CK_BYTE kDerOctetString = 0x04;
-inline constexpr CK_BYTE kDerNull = 0x05;
-inline constexpr CK_BYTE kDerObjectIdentifier = 0x06;
-inline constexpr CK_BYTE kDerUtcTime = 0x17;
-inline constexpr CK_BYTE kDerGeneralizedTime = 0x18;
-inline constexpr CK_BYTE kDerSequence = 0x30;
-inline constexpr CK_BYTE kDerSet = 0x31;
+inline constexpr unsigned char kDerBoolean = 0x01;
+inline constexpr unsigned char kDerInteger = 0x02;
+inline constexpr unsigned char kDerBitString = 0x03;
+inline constexpr unsigned char kDerOctetString = 0x04;
+inline constexpr unsigned char kDerNull = 0x05;
+inline constexpr unsigned char kDerObjectIdentifier = 0x06;
+inline constexpr unsigned char kDerUtcTime = 0x17;
+inline constexpr unsigned char kDerGeneralizedTime = 0x18;
+inline constexpr unsigned char kDerSequence = 0x30;
+inline constexpr unsigned char kDerSet = 0x31;
 
 // One element; its views are into the bytes that were read.
 struct DerElement {
-  CK_BYTE tag = 0;
+  unsigned char tag = 0;
   ByteView content;
   ByteView whole;  // with the tag and the length
 };
@@ -40,14 +37,14 @@ class DerReader {
   // the end, or when its length has an indefinite or a longer form than it needs.
   std::optional<DerElement> Take();
   // The same, and an element with another tag is not taken either.
-  std::optional<DerElement> Take(CK_BYTE tag);
+  std::optional<DerElement> Take(unsigned char tag);
 
  private:
   ByteView rest_;
 };
 
 // The one element with this tag that the bytes are; nothing when they are anything else.
-std::optional<DerElement> ReadOnlyElement(CK_BYTE tag, ByteView bytes);
+std::optional<DerElement> ReadOnlyElement(unsigned char tag, ByteView bytes);
 
 // The following take the content of an element.
 
@@ -66,6 +63,7 @@ struct DerBits {
 // A BIT STRING's bits.
 std::optional<DerBits> ReadBitString(ByteView content);
 
-}  // namespace kelvrin::adapter
+// An element: the tag, the length and the content, which has less than 64 KiB.
+Bytes WrapDer(unsigned char tag, ByteView content);
 
-#endif  // KELVRIN_ADAPTER_DER_READER_H_
+}  // namespace kelvrin::encoding

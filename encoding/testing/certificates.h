@@ -1,14 +1,13 @@
 // X.509 certificates for tests, made by OpenSSL.
-#ifndef KELVRIN_ADAPTER_TESTING_CERTIFICATES_H_
-#define KELVRIN_ADAPTER_TESTING_CERTIFICATES_H_
+#pragma once
 
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "adapter/elliptic_curve.h"
+#include "encoding/bytes.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 
 struct CertificateWish {
   std::string subject = "Subject";
@@ -22,6 +21,4 @@ struct CertificateWish {
 // The DER of a certificate with a new key.
 Bytes MakeCertificate(const CertificateWish& wish);
 
-}  // namespace kelvrin::adapter
-
-#endif  // KELVRIN_ADAPTER_TESTING_CERTIFICATES_H_
+}  // namespace kelvrin::encoding

@@ -1,13 +1,12 @@
 // PKCS#1 v1.5 blocks, for modules that have no raw RSA.
-#ifndef KELVRIN_ADAPTER_RSA_BLOCK_H_
-#define KELVRIN_ADAPTER_RSA_BLOCK_H_
+#pragma once
 
 #include <cstddef>
 #include <optional>
 
-#include "adapter/elliptic_curve.h"
+#include "encoding/bytes.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 
 // The message in a block that is to be signed by raw RSA with a modulus of `modulus_size` bytes:
 // 00 01, at least eight FF, 00, message. The block may lack leading zeros. Nothing when it is
@@ -19,6 +18,4 @@ std::optional<Bytes> UnpadSignatureBlock(ByteView block, std::size_t modulus_siz
 // the padding. Empty when the message is too long.
 Bytes PadDecryptedMessage(ByteView message, std::size_t modulus_size);
 
-}  // namespace kelvrin::adapter
-
-#endif  // KELVRIN_ADAPTER_RSA_BLOCK_H_
+}  // namespace kelvrin::encoding

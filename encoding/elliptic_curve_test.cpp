@@ -1,10 +1,10 @@
-#include "adapter/elliptic_curve.h"
+#include "encoding/elliptic_curve.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 const Bytes kP256 = {0x06, 0x08, 0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x07};
@@ -15,11 +15,11 @@ Bytes Join(const Bytes& a, const Bytes& b) {
   return joined;
 }
 
-Bytes Brainpool(CK_BYTE arc) {
+Bytes Brainpool(unsigned char arc) {
   return {0x06, 0x09, 0x2b, 0x24, 0x03, 0x03, 0x02, 0x08, 0x01, 0x01, arc};
 }
 
-Bytes Certicom(CK_BYTE arc) { return {0x06, 0x05, 0x2b, 0x81, 0x04, 0x00, arc}; }
+Bytes Certicom(unsigned char arc) { return {0x06, 0x05, 0x2b, 0x81, 0x04, 0x00, arc}; }
 
 TEST(CurveSizeTest, IsUnknownForAnythingButACompleteObjectIdentifier) {
   EXPECT_EQ(CurveSize({}), 0u);
@@ -43,45 +43,6 @@ TEST(CurveSizeTest, KnowsTheNamedPrimeCurves) {
   EXPECT_EQ(CurveSize(Brainpool(7)), 32u);
   EXPECT_EQ(CurveSize(Brainpool(9)), 40u);
   EXPECT_EQ(CurveSize(Brainpool(14)), 64u);
-}
-
-TEST(EcdsaSignatureTest, NumbersAreAsShortAsDerAsks) {
-  EXPECT_EQ(EcdsaSignatureToDer(Bytes{0x00, 0x00, 0x7f, 0x00, 0x00, 0x01}),
-            (Bytes{0x30, 0x06, 0x02, 0x01, 0x7f, 0x02, 0x01, 0x01}));
-  EXPECT_EQ(EcdsaSignatureToDer(Bytes{0x00, 0x80, 0xff, 0x00}),
-            (Bytes{0x30, 0x09, 0x02, 0x02, 0x00, 0x80, 0x02, 0x03, 0x00, 0xff, 0x00}));
-  EXPECT_EQ(EcdsaSignatureToDer(Bytes{0x00, 0x00}),
-            (Bytes{0x30, 0x06, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00}));
-}
-
-TEST(EcdsaSignatureTest, LongSignaturesGetLongLengths) {
-  const Bytes der = EcdsaSignatureToDer(Bytes(132, 0xff));  // P-521
-  ASSERT_EQ(der.size(), 141u);
-  EXPECT_EQ(der[0], 0x30);
-  EXPECT_EQ(der[1], 0x81);
-  EXPECT_EQ(der[2], 138);
-  EXPECT_TRUE(IsDerSignature(der));
-  const Bytes longer = EcdsaSignatureToDer(Bytes(600, 0x01));
-  EXPECT_EQ(longer[1], 0x82);
-  EXPECT_TRUE(IsDerSignature(longer));
-}
-
-TEST(EcdsaSignatureTest, LongestSizeIsThatOfTheLargestNumbers) {
-  EXPECT_EQ(MaxDerSize(64), 72u);
-  EXPECT_EQ(MaxDerSize(96), 104u);
-  EXPECT_EQ(MaxDerSize(132), 141u);
-  EXPECT_EQ(MaxDerSize(0), 0u);
-}
-
-TEST(DerSignatureTest, TellsDerFromOtherBytes) {
-  const Bytes der = EcdsaSignatureToDer(Bytes(64, 0x42));
-  EXPECT_TRUE(IsDerSignature(der));
-  EXPECT_FALSE(IsDerSignature({}));
-  EXPECT_FALSE(IsDerSignature(Bytes(64, 0x30)));
-  EXPECT_FALSE(IsDerSignature(Bytes(der.begin(), der.end() - 1)));
-  EXPECT_FALSE(IsDerSignature(Join(der, {0x00})));
-  EXPECT_FALSE(IsDerSignature(Bytes{0x30, 0x03, 0x02, 0x01, 0x01}));
-  EXPECT_FALSE(IsDerSignature(Bytes{0x30, 0x04, 0x02, 0x00, 0x02, 0x00}));
 }
 
 TEST(PublicPointTest, RefusesWhatIsNoPoint) {
@@ -120,4 +81,4 @@ TEST(PublicPointTest, ReadsCompressedPoints) {
 }
 
 }  // namespace
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

@@ -1,4 +1,4 @@
-#include "adapter/testing/certificates.h"
+#include "encoding/testing/certificates.h"
 
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
@@ -7,7 +7,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 template <typename T>
@@ -60,4 +60,4 @@ Bytes MakeCertificate(const CertificateWish& wish) {
   return bytes;
 }
 
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

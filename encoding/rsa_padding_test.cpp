@@ -1,10 +1,10 @@
-#include "adapter/rsa_block.h"
+#include "encoding/rsa_padding.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 constexpr std::size_t kSize = 64;
@@ -84,4 +84,4 @@ TEST(PadDecryptedMessageTest, BlockHasItsFillerAndTheMessage) {
 }
 
 }  // namespace
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

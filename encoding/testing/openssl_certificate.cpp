@@ -1,4 +1,5 @@
-// Certificates read by OpenSSL.
+#include "encoding/testing/openssl_certificate.h"
+
 #include <openssl/core_names.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -11,9 +12,9 @@
 #include <memory>
 #include <utility>
 
-#include "adapter/certificate.h"
+#include "encoding/der.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 constexpr std::size_t kMaxSize = std::size_t{1} << 20;
@@ -77,7 +78,7 @@ Bytes CurveIdentifier(const EVP_PKEY* key) {
   const ASN1_OBJECT* const curve = OBJ_nid2obj(OBJ_txt2nid(name.data()));
   if (curve == nullptr || OBJ_length(curve) == 0) return {};
   const unsigned char* const bytes = OBJ_get0_data(curve);
-  constexpr CK_BYTE kObjectIdentifier = 0x06;
+  constexpr unsigned char kObjectIdentifier = 0x06;
   return WrapDer(kObjectIdentifier, {bytes, OBJ_length(curve)});
 }
 
@@ -95,7 +96,7 @@ void ReadEcKey(EVP_PKEY* key, CertificateFacts* facts) {
   }
   point.resize(size);
   // The point at infinity is no key, but an encoding of a point all the same.
-  constexpr CK_BYTE kUncompressed = 4;
+  constexpr unsigned char kUncompressed = 4;
   if (point.empty() || point.front() != kUncompressed) return;
   facts->ec_parameters = std::move(parameters);
   facts->ec_point = std::move(point);
@@ -104,7 +105,7 @@ void ReadEcKey(EVP_PKEY* key, CertificateFacts* facts) {
 
 }  // namespace
 
-std::optional<CertificateFacts> ReadCertificate(ByteView der) {
+std::optional<CertificateFacts> ReadCertificateWithOpenssl(ByteView der) {
   if (der.empty() || der.size() > kMaxSize) return std::nullopt;
   const QuietErrors quiet;
   const unsigned char* next = der.data();
@@ -128,4 +129,4 @@ std::optional<CertificateFacts> ReadCertificate(ByteView der) {
   return facts;
 }
 
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

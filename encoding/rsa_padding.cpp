@@ -1,16 +1,16 @@
-#include "adapter/rsa_block.h"
+#include "encoding/rsa_padding.h"
 
 #include <algorithm>
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 constexpr std::size_t kMinFiller = 8;
 // What stands round filler and message: 00, the block's type, 00.
 constexpr std::size_t kFrame = 3;
-constexpr CK_BYTE kSignature = 1;
-constexpr CK_BYTE kEncryption = 2;
-constexpr CK_BYTE kFiller = 0xff;
+constexpr unsigned char kSignature = 1;
+constexpr unsigned char kEncryption = 2;
+constexpr unsigned char kFiller = 0xff;
 
 }  // namespace
 
@@ -23,7 +23,8 @@ std::optional<Bytes> UnpadSignatureBlock(ByteView block, std::size_t modulus_siz
   }
   if (block.size() != modulus_size - 1 || block.front() != kSignature) return std::nullopt;
   const auto filler = block.begin() + 1;
-  const auto end = std::find_if(filler, block.end(), [](CK_BYTE byte) { return byte != kFiller; });
+  const auto end =
+      std::find_if(filler, block.end(), [](unsigned char byte) { return byte != kFiller; });
   if (end == block.end() || *end != 0) return std::nullopt;
   if (static_cast<std::size_t>(end - filler) < kMinFiller) return std::nullopt;
   return Bytes(end + 1, block.end());
@@ -42,4 +43,4 @@ Bytes PadDecryptedMessage(ByteView message, std::size_t modulus_size) {
   return block;
 }
 
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

@@ -1,5 +1,5 @@
-// The walk through a certificate beside OpenSSL's reading of it, over certificates as they should
-// be and over many that were damaged.
+// Our reading of certificates beside OpenSSL's, over certificates as they should be and over many
+// that were damaged.
 #include <gtest/gtest.h>
 #include <openssl/ec.h>
 #include <openssl/objects.h>
@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "adapter/certificate.h"
-#include "adapter/certificate_walk.h"
-#include "adapter/testing/certificates.h"
+#include "encoding/certificate.h"
+#include "encoding/testing/certificates.h"
+#include "encoding/testing/openssl_certificate.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 template <typename T>
@@ -59,7 +59,7 @@ bool IsOffCurve(const CertificateFacts& facts) {
 }
 
 // Whether OpenSSL says so of the certificate without its other extensions. It takes no usage from a
-// certificate in which any extension that it knows is broken; the walk looks at these two alone.
+// certificate in which any extension that it knows is broken; ours looks at these two alone.
 bool SignsCertificatesOnlyWithoutOtherExtensions(const Bytes& der) {
   const unsigned char* next = der.data();
   const Owned<X509> certificate(d2i_X509(nullptr, &next, static_cast<long>(der.size())), X509_free);
@@ -74,31 +74,31 @@ bool SignsCertificatesOnlyWithoutOtherExtensions(const Bytes& der) {
   const int size = i2d_X509(certificate.get(), &out);
   const Bytes changed(out, out + size);
   OPENSSL_free(out);
-  return ReadCertificate(changed)->signs_certificates_only;
+  return ReadCertificateWithOpenssl(changed)->signs_certificates_only;
 }
 
 // Compares the two where both take the bytes for a certificate; whether they do, with a key.
 bool Agree(const Bytes& der) {
-  const auto walked = WalkCertificate(der);
-  const auto read = ReadCertificate(der);
-  if (!walked || !read) return false;
-  EXPECT_EQ(walked->subject, read->subject);
-  EXPECT_EQ(walked->issuer, read->issuer);
-  EXPECT_EQ(walked->is_ca, read->is_ca);
-  if (walked->signs_certificates_only != read->signs_certificates_only) {
-    EXPECT_EQ(walked->signs_certificates_only, SignsCertificatesOnlyWithoutOtherExtensions(der));
+  const auto ours = ReadCertificate(der);
+  const auto read = ReadCertificateWithOpenssl(der);
+  if (!ours || !read) return false;
+  EXPECT_EQ(ours->subject, read->subject);
+  EXPECT_EQ(ours->issuer, read->issuer);
+  EXPECT_EQ(ours->is_ca, read->is_ca);
+  if (ours->signs_certificates_only != read->signs_certificates_only) {
+    EXPECT_EQ(ours->signs_certificates_only, SignsCertificatesOnlyWithoutOtherExtensions(der));
   }
-  if (!walked->key_type) return false;
+  if (!ours->key_type) return false;
   if (!read->key_type) {
-    EXPECT_EQ(walked->key_type, CKK_EC);
-    EXPECT_TRUE(IsOffCurve(*walked));
+    EXPECT_EQ(ours->key_type, CKK_EC);
+    EXPECT_TRUE(IsOffCurve(*ours));
     return true;
   }
-  EXPECT_EQ(walked->key_type, read->key_type);
-  EXPECT_EQ(walked->modulus, read->modulus);
-  EXPECT_EQ(walked->public_exponent, read->public_exponent);
-  EXPECT_EQ(walked->ec_parameters, read->ec_parameters);
-  EXPECT_EQ(walked->ec_point, read->ec_point);
+  EXPECT_EQ(ours->key_type, read->key_type);
+  EXPECT_EQ(ours->modulus, read->modulus);
+  EXPECT_EQ(ours->public_exponent, read->public_exponent);
+  EXPECT_EQ(ours->ec_parameters, read->ec_parameters);
+  EXPECT_EQ(ours->ec_point, read->ec_point);
   return true;
 }
 
@@ -114,8 +114,8 @@ TEST(CertificateDifferentialTest, WholeCertificatesAreReadAlike) {
     SCOPED_TRACE(NameOf(wish));
     const Bytes der = MakeCertificate(wish);
     EXPECT_EQ(Agree(der), wish.key != "ED25519");
-    ASSERT_TRUE(WalkCertificate(der));
-    EXPECT_EQ(WalkCertificate(der)->key_type, ReadCertificate(der)->key_type);
+    ASSERT_TRUE(ReadCertificate(der));
+    EXPECT_EQ(ReadCertificate(der)->key_type, ReadCertificateWithOpenssl(der)->key_type);
   }
 }
 
@@ -128,7 +128,7 @@ TEST(CertificateDifferentialTest, CertificatesWithAChangedByteAreReadAlikeOrRefu
     for (std::size_t i = 0; i < der.size(); ++i) {
       for (const int change : {0x01, 0x80, 0xff, 1 << i % 8}) {
         Bytes changed = der;
-        changed[i] = static_cast<CK_BYTE>(der[i] ^ change);
+        changed[i] = static_cast<unsigned char>(der[i] ^ change);
         if (Agree(changed)) ++agreements;
         ASSERT_FALSE(HasFailure()) << "byte " << i << " changed by " << change;
       }
@@ -144,11 +144,11 @@ TEST(CertificateDifferentialTest, CutCertificatesAreRefusedByBoth) {
     for (std::size_t size = 0; size < der.size(); ++size) {
       // On the heap at its exact size, so that a sanitizer sees what is read past its end.
       const Bytes cut(der.begin(), der.begin() + static_cast<std::ptrdiff_t>(size));
-      EXPECT_FALSE(WalkCertificate(cut)) << size;
       EXPECT_FALSE(ReadCertificate(cut)) << size;
+      EXPECT_FALSE(ReadCertificateWithOpenssl(cut)) << size;
     }
   }
 }
 
 }  // namespace
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

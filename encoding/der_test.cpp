@@ -1,11 +1,11 @@
-#include "adapter/der_reader.h"
+#include "encoding/der.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <vector>
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 using testing::ElementsAre;
@@ -93,7 +93,7 @@ TEST(DerReaderTest, ElementsThatRunPastTheEndAreRefused) {
 }
 
 TEST(DerReaderTest, TagsOfSeveralBytesAndNoTagAreRefused) {
-  for (const CK_BYTE tag : Bytes{0x00, 0x1f, 0x3f, 0x9f, 0xbf, 0xff}) {
+  for (const unsigned char tag : Bytes{0x00, 0x1f, 0x3f, 0x9f, 0xbf, 0xff}) {
     EXPECT_FALSE(IsTaken({tag, 0, 0, 0})) << int{tag};
   }
 }
@@ -155,4 +155,4 @@ TEST(BitStringTest, BeginsWithTheBitsThatDoNotCount) {
 }
 
 }  // namespace
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding

@@ -1,5 +1,5 @@
 // Certificates put together by hand: each part of them can be wrong in its own way.
-#include "adapter/certificate_walk.h"
+#include "encoding/certificate.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "adapter/der_reader.h"
+#include "encoding/der.h"
+#include "encoding/testing/openssl_certificate.h"
 
-namespace kelvrin::adapter {
+namespace kelvrin::encoding {
 namespace {
 
 Bytes Join(const std::vector<Bytes>& parts) {
@@ -60,21 +61,21 @@ Bytes Build(const Parts& parts) {
 
 using Change = std::function<void(Parts*)>;
 
-std::optional<CertificateFacts> WalkChanged(const Change& change) {
+std::optional<CertificateFacts> ReadChanged(const Change& change) {
   Parts parts;
   change(&parts);
-  return WalkCertificate(Build(parts));
+  return ReadCertificate(Build(parts));
 }
 
 // An extension under 2.5.29.
-Bytes Extension(CK_BYTE number, const Bytes& value, const Bytes& critical = {}) {
+Bytes Extension(unsigned char number, const Bytes& value, const Bytes& critical = {}) {
   return Sequence({{0x06, 3, 0x55, 0x1d, number}, critical, WrapDer(kDerOctetString, value)});
 }
 Bytes Constraints(const std::vector<Bytes>& parts) { return Extension(19, Sequence(parts)); }
 Bytes Usage(const Bytes& bits) { return Extension(15, WrapDer(kDerBitString, bits)); }
 const Bytes kCertificateSigning = {2, 0x04};
 
-// What the certificate with these extensions is said to be, by the walk and by OpenSSL.
+// What the certificate with these extensions is said to be, by us and by OpenSSL.
 struct Flags {
   bool is_ca = false;
   bool signs_certificates_only = false;
@@ -88,17 +89,17 @@ Flags FlagsOf(const std::vector<Bytes>& extensions) {
     EXPECT_TRUE(facts) << testing::PrintToString(der);
     return facts ? Flags{facts->is_ca, facts->signs_certificates_only} : Flags();
   };
-  const Flags walked = flags(WalkCertificate(der));
-  EXPECT_EQ(walked, flags(ReadCertificate(der))) << "OpenSSL";
-  return walked;
+  const Flags ours = flags(ReadCertificate(der));
+  EXPECT_EQ(ours, flags(ReadCertificateWithOpenssl(der))) << "OpenSSL";
+  return ours;
 }
 constexpr Flags kNothing = {};
 constexpr Flags kAuthority = {.is_ca = true};
 constexpr Flags kSigner = {.signs_certificates_only = true};
 constexpr Flags kSigningAuthority = {.is_ca = true, .signs_certificates_only = true};
 
-TEST(CertificateWalkTest, WholeCertificateIsRead) {
-  const auto facts = WalkCertificate(Build({}));
+TEST(CertificatePartsTest, WholeCertificateIsRead) {
+  const auto facts = ReadCertificate(Build({}));
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->key_type, CKK_RSA);
   EXPECT_EQ(facts->modulus, Bytes{15});
@@ -107,7 +108,7 @@ TEST(CertificateWalkTest, WholeCertificateIsRead) {
   EXPECT_EQ(facts->subject, (Bytes{0x30, 0}));
 }
 
-TEST(CertificateWalkTest, PartsThatMayBeOtherwiseAreTaken) {
+TEST(CertificatePartsTest, PartsThatMayBeOtherwiseAreTaken) {
   const std::vector<std::pair<std::string, Change>> changes = {
       {"no version", [](Parts* p) { p->version.clear(); }},
       {"version 1 written out", [](Parts* p) { p->version[4] = 0; }},
@@ -121,13 +122,13 @@ TEST(CertificateWalkTest, PartsThatMayBeOtherwiseAreTaken) {
       {"extension", [](Parts* p) { p->extensions = {Extension(14, {}, kTrue)}; }},
   };
   for (const auto& [name, change] : changes) {
-    const auto facts = WalkChanged(change);
+    const auto facts = ReadChanged(change);
     ASSERT_TRUE(facts) << name;
     EXPECT_EQ(facts->key_type, CKK_RSA) << name;
   }
 }
 
-TEST(CertificateWalkTest, PartsThatAreWrongMakeItNoCertificate) {
+TEST(CertificatePartsTest, PartsThatAreWrongMakeItNoCertificate) {
   const std::vector<std::pair<std::string, Change>> changes = {
       {"unknown version", [](Parts* p) { p->version[4] = 3; }},
       {"negative version", [](Parts* p) { p->version[4] = 0xff; }},
@@ -176,10 +177,10 @@ TEST(CertificateWalkTest, PartsThatAreWrongMakeItNoCertificate) {
       {"broken signature", [](Parts* p) { p->signature.clear(); }},
       {"something after the signature", [](Parts* p) { p->after_signature = kNull; }},
   };
-  for (const auto& [name, change] : changes) EXPECT_FALSE(WalkChanged(change)) << name;
+  for (const auto& [name, change] : changes) EXPECT_FALSE(ReadChanged(change)) << name;
 }
 
-TEST(CertificateWalkTest, KeyThatCannotBeUsedHasNoType) {
+TEST(CertificatePartsTest, KeyThatCannotBeUsedHasNoType) {
   const Bytes ec = {0x06, 7, 0x2a, 0x86, 0x48, 0xce, 0x3d, 2, 1};
   const Bytes point = Join({{0, 4}, Bytes(64, 1)});
   const std::vector<std::pair<std::string, Change>> changes = {
@@ -215,7 +216,7 @@ TEST(CertificateWalkTest, KeyThatCannotBeUsedHasNoType) {
        }},
   };
   for (const auto& [name, change] : changes) {
-    const auto facts = WalkChanged(change);
+    const auto facts = ReadChanged(change);
     ASSERT_TRUE(facts) << name;
     EXPECT_FALSE(facts->key_type) << name;
     EXPECT_TRUE(facts->modulus.empty() && facts->public_exponent.empty()) << name;
@@ -223,7 +224,7 @@ TEST(CertificateWalkTest, KeyThatCannotBeUsedHasNoType) {
   }
 }
 
-TEST(CertificateWalkTest, ConstraintsTellAuthorities) {
+TEST(CertificatePartsTest, ConstraintsTellAuthorities) {
   EXPECT_EQ(FlagsOf({Constraints({kTrue})}), kAuthority);
   EXPECT_EQ(FlagsOf({Constraints({kTrue, {0x02, 1, 0}})}), kAuthority);
   EXPECT_EQ(FlagsOf({Constraints({{0x01, 1, 1}})}), kAuthority) << "not as DER has it";
@@ -232,7 +233,7 @@ TEST(CertificateWalkTest, ConstraintsTellAuthorities) {
   EXPECT_EQ(FlagsOf({Extension(19, Join({Sequence({kTrue}), kNull}))}), kAuthority);
 }
 
-TEST(CertificateWalkTest, UsageTellsSignersOfCertificates) {
+TEST(CertificatePartsTest, UsageTellsSignersOfCertificates) {
   EXPECT_EQ(FlagsOf({Usage(kCertificateSigning)}), kSigner);
   EXPECT_EQ(FlagsOf({Usage({1, 0x06})}), kSigner);
   EXPECT_EQ(FlagsOf({Usage({7, 0x04, 0x80})}), kSigner) << "decipherOnly beside it";
@@ -244,7 +245,7 @@ TEST(CertificateWalkTest, UsageTellsSignersOfCertificates) {
   EXPECT_EQ(FlagsOf({Constraints({kTrue}), Usage(kCertificateSigning)}), kSigningAuthority);
 }
 
-TEST(CertificateWalkTest, WhatIsThereTwiceOrBrokenTellsNothing) {
+TEST(CertificatePartsTest, WhatIsThereTwiceOrBrokenTellsNothing) {
   EXPECT_EQ(FlagsOf({Constraints({kTrue}), Constraints({kTrue})}), kNothing);
   EXPECT_EQ(FlagsOf({Usage(kCertificateSigning), Usage(kCertificateSigning)}), kNothing);
   EXPECT_EQ(FlagsOf({Constraints({kTrue}), Usage(kCertificateSigning), Usage({2, 0x04})}),
@@ -266,4 +267,4 @@ TEST(CertificateWalkTest, WhatIsThereTwiceOrBrokenTellsNothing) {
 }
 
 }  // namespace
-}  // namespace kelvrin::adapter
+}  // namespace kelvrin::encoding
