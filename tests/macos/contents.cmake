@@ -59,3 +59,9 @@ set_tests_properties(macos_download PROPERTIES LABELS macos TIMEOUT 300)
 add_test(NAME macos_headers
   COMMAND Python3::Interpreter -B ${CMAKE_CURRENT_SOURCE_DIR}/headers_test.py)
 set_tests_properties(macos_headers PROPERTIES LABELS macos TIMEOUT 300)
+
+# What the binaries bind, beside what macOS exports.
+add_test(NAME macos_bindings
+  COMMAND Python3::Interpreter -B ${CMAKE_CURRENT_SOURCE_DIR}/bindings_test.py
+    ${KELVRIN_MACOS_BUILD})
+set_tests_properties(macos_bindings PROPERTIES LABELS macos TIMEOUT 300)
