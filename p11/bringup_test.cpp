@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "p11/loader.h"
-#include "tests/scripted/bringup_fixture.h"
-#include "tests/scripted/module_control.h"
+#include "tests/module/bringup_fixture.h"
+#include "tests/module/module_control.h"
 
 namespace {
 

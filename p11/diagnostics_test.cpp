@@ -1,6 +1,6 @@
 #include "p11/diagnostics.h"
 
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/p11_fixture.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "p11/operations.h"
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/p11_fixture.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "p11/lookup.h"
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/p11_fixture.h"
 
 namespace {
 

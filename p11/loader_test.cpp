@@ -3,8 +3,8 @@
 #include <dlfcn.h>
 #include <stdlib.h>
 
-#include "tests/scripted/module_control.h"
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/module_control.h"
+#include "tests/module/p11_fixture.h"
 #include "tests/temporary_folder.h"
 
 namespace {

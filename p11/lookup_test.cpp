@@ -5,7 +5,7 @@
 #include <cstring>
 #include <memory>
 
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/p11_fixture.h"
 
 namespace {
 

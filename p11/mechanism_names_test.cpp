@@ -6,7 +6,7 @@
 #include <string>
 
 #include "p11/diagnostics.h"
-#include "tests/scripted/wrapped_calls.h"
+#include "tests/module/wrapped_calls.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/p11_fixture.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Which slot a bring-up chooses.
-#include "tests/scripted/bringup_fixture.h"
+#include "tests/module/bringup_fixture.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Labels, card numbers and the login state.
 #include "p11/bringup.h"
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/p11_fixture.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 
 #include "platform/linux/ctk/TKHostInterface.h"
 #include "platform/linux/log/log_recorder.h"
-#include "tests/scripted/scripted_module.h"
-#include "tests/scripted/wrapped_calls.h"
+#include "tests/module/scripted_module.h"
+#include "tests/module/wrapped_calls.h"
 #include "token/testing/token_fixture.h"
 
 namespace token_testing {

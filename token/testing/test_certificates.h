@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tests/scripted/call.h"
+#include "tests/module/call.h"
 
 namespace token_testing {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/scripted/scripted_module.h"
+#include "tests/module/scripted_module.h"
 
 namespace token_testing {
 

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "platform/linux/log/log_recorder.h"
-#include "tests/scripted/captured_output.h"
-#include "tests/scripted/module_control.h"
-#include "tests/scripted/wrapped_calls.h"
+#include "tests/module/captured_output.h"
+#include "tests/module/module_control.h"
+#include "tests/module/wrapped_calls.h"
 #include "token/testing/leaks.h"
 #include "token/testing/test_bundle.h"
 

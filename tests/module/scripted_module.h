@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/scripted/call.h"
-#include "tests/scripted/card_model.h"
+#include "tests/module/call.h"
+#include "tests/module/card_model.h"
 
 namespace scripted {
 

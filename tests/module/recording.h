@@ -2,7 +2,7 @@
 // together: bytes and their number, a template and its count, a buffer and its in/out length.
 #pragma once
 
-#include "tests/scripted/call.h"
+#include "tests/module/call.h"
 
 namespace scripted {
 

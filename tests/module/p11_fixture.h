@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "platform/linux/log/log_recorder.h"
-#include "tests/scripted/captured_output.h"
-#include "tests/scripted/scripted_module.h"
-#include "tests/scripted/wrapped_calls.h"
+#include "tests/module/captured_output.h"
+#include "tests/module/scripted_module.h"
+#include "tests/module/wrapped_calls.h"
 
 namespace scripted {
 

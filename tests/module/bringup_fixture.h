@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "p11/bringup.h"
-#include "tests/scripted/p11_fixture.h"
+#include "tests/module/p11_fixture.h"
 
 namespace scripted {
 

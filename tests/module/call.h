@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/scripted/functions.h"
+#include "tests/module/functions.h"
 
 namespace scripted {
 

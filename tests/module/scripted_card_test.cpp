@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/scripted/scripted_module.h"
+#include "tests/module/scripted_module.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "tests/scripted/card_model.h"
+#include "tests/module/card_model.h"
 
 namespace scripted {
 namespace {

@@ -1,5 +1,5 @@
 // Objects, searches and operations.
-#include "tests/scripted/card_model.h"
+#include "tests/module/card_model.h"
 
 #include <string.h>
 

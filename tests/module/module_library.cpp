@@ -1,6 +1,6 @@
 // The scripted module as a loadable library: what C_GetFunctionList hands out is the list of the
 // one module that the library holds, and the test reaches that module through the control.
-#include "tests/scripted/scripted_module.h"
+#include "tests/module/scripted_module.h"
 
 #define SCRIPTED_EXPORT extern "C" __attribute__((visibility("default")))
 

@@ -1,4 +1,4 @@
-#include "tests/scripted/module_control.h"
+#include "tests/module/module_control.h"
 
 #include <dlfcn.h>
 #include <stdio.h>

@@ -1,4 +1,4 @@
-#include "tests/scripted/captured_output.h"
+#include "tests/module/captured_output.h"
 
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,5 +1,5 @@
 // Built without sanitizers: their runtime makes some of these calls before it is ready itself.
-#include "tests/scripted/wrapped_calls.h"
+#include "tests/module/wrapped_calls.h"
 
 #include <errno.h>
 

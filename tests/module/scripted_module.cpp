@@ -1,4 +1,4 @@
-#include "tests/scripted/scripted_module.h"
+#include "tests/module/scripted_module.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -8,7 +8,7 @@
 #include <atomic>
 #include <iterator>
 
-#include "tests/scripted/recording.h"
+#include "tests/module/recording.h"
 
 namespace scripted {
 namespace {

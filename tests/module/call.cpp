@@ -1,4 +1,4 @@
-#include "tests/scripted/call.h"
+#include "tests/module/call.h"
 
 #include <sstream>
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/scripted/call.h"
+#include "tests/module/call.h"
 
 namespace scripted {
 

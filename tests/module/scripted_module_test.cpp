@@ -1,5 +1,5 @@
 // Recording, scripting and the loadable form.
-#include "tests/scripted/scripted_module.h"
+#include "tests/module/scripted_module.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <memory>
 #include <thread>
 
-#include "tests/scripted/module_control.h"
+#include "tests/module/module_control.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tests/scripted/scripted_module.h"
+#include "tests/module/scripted_module.h"
 
 namespace scripted {
 
