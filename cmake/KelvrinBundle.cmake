@@ -18,8 +18,7 @@ else()
   set(KELVRIN_EXTENSION_CONTENTS ${CMAKE_BINARY_DIR}/KelvrinToken.appex/Contents)
 endif()
 
-# Ends every macOS link: each slice gets a signature, without local symbols. Stripping signs anew
-# under the file's own name, so that two builds are the same.
+# Settings of every macOS link: each slice gets a signature.
 function(kelvrin_macos_link target)
   if(CMAKE_CROSSCOMPILING)
     target_link_options(${target} PRIVATE LINKER:-fatal_warnings LINKER:-adhoc_codesign)
@@ -27,6 +26,11 @@ function(kelvrin_macos_link target)
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${stubs})
   endif()
   set_property(TARGET ${target} PROPERTY BUILD_WITH_INSTALL_RPATH ON)
+endfunction()
+
+# Takes the local symbols out. Stripping signs anew under the file's own name, so that two builds are
+# the same.
+function(kelvrin_macos_strip target)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_STRIP} -x $<TARGET_FILE:${target}> VERBATIM)
 endfunction()
@@ -44,17 +48,31 @@ function(kelvrin_extension_executable target)
     "-framework CryptoTokenKit" "-framework Cocoa" "-framework Foundation"
     "-framework CoreFoundation" "-framework Security" -lSystem -lobjc)
   kelvrin_macos_link(${target})
+  kelvrin_macos_strip(${target})
 endfunction()
 
-# A library of the bundle, which is loaded by its path: only the C++ library and libSystem.
-function(kelvrin_library target)
+# A library of the bundle, which is loaded by its path and links the libraries behind it.
+function(kelvrin_bundled_library target)
   set_target_properties(${target} PROPERTIES
     SUFFIX .dylib
     BUILD_WITH_INSTALL_NAME_DIR ON
     INSTALL_NAME_DIR @rpath
     LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
-  target_link_libraries(${target} PRIVATE -nostdlib++ -lc++ -lSystem)
+  target_link_libraries(${target} PRIVATE -nostdlib++ ${ARGN})
   kelvrin_macos_link(${target})
+endfunction()
+
+# One with code of its own: only the C++ library and libSystem.
+function(kelvrin_library target)
+  kelvrin_bundled_library(${target} -lc++ -lSystem)
+  kelvrin_macos_strip(${target})
+endfunction()
+
+# One that re-exports the library that STUB describes. It has nothing to strip, and llvm-strip does
+# not know its load command.
+function(kelvrin_reexporting_library target stub)
+  target_link_options(${target} PRIVATE LINKER:-reexport_library,${stub})
+  kelvrin_bundled_library(${target} -lSystem)
 endfunction()
 
 # A program, which exports nothing that anybody could link. LIBRARIES are what it links, in order.
@@ -63,4 +81,5 @@ function(kelvrin_program target)
   target_link_options(${target} PRIVATE -nostdlib++ LINKER:-exported_symbol,__mh_execute_header)
   target_link_libraries(${target} PRIVATE ${PROGRAM_LIBRARIES})
   kelvrin_macos_link(${target})
+  kelvrin_macos_strip(${target})
 endfunction()

@@ -3,8 +3,8 @@
 # shellcheck shell=bash
 
 program=${0##*/}
-# shellcheck disable=SC2034 # used by the scripts: the names of the extension's modules
-adapters=(libpkcs11qarn_Lindel_PCSC libpkcs11qarn_Vumo_PCSC)
+# shellcheck disable=SC2034 # used by the scripts: the adapter's name, and the second one that leads to it
+adapter=libpkcs11qarn_Lindel_PCSC second_name=libpkcs11qarn_Vumo_PCSC
 unset CDPATH
 
 say() { printf '%s\n' "== $*"; }
@@ -74,12 +74,12 @@ is_code() {
   esac
 }
 
-# Prints an adapter's configuration without a byte order mark.
+# Prints the adapter's configuration without a byte order mark.
 conf_lines() {
   LC_ALL=C awk 'NR == 1 { sub(/^\357\273\277/, "") } { print }' "$1"
 }
 
-# conf_value FILE KEY: prints a key's value in an adapter's configuration.
+# conf_value FILE KEY: prints a key's value in the adapter's configuration.
 conf_value() {
   conf_lines "$1" | LC_ALL=C sed -n "s/^[[:space:]]*$2[[:space:]]*=[[:space:]]*//p" |
     LC_ALL=C sed 's/[[:space:]]*$//'

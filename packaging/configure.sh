@@ -59,17 +59,16 @@ lower() { printf '%s' "$1" | LC_ALL=C tr '[:upper:]' '[:lower:]'; }
 
 # Whether a name belongs to the extension itself. Case counts for nothing, as on most Macs' disks.
 is_own_name() {
-  local name adapter
+  local name own
   name=$(lower "$1")
-  for adapter in "${adapters[@]}"; do
-    adapter=$(lower "$adapter")
-    [ "$name" != "$adapter.dylib" ] && [ "$name" != "$adapter.conf" ] || return 0
+  for own in config.plist de.lproj en.lproj "$adapter.dylib" "$adapter.conf" "$second_name.dylib"; do
+    [ "$name" != "$(lower "$own")" ] || return 0
   done
-  [ "$name" = config.plist ] || [ "$name" = de.lproj ] || [ "$name" = en.lproj ]
+  return 1
 }
 
 check_module() {
-  local adapter name=${module##*/}
+  local name=${module##*/}
   [ -e "$module" ] || fail "there is no module '$module'"
   [ -f "$module" ] || fail "'$module' is not a file; name the library in it"
   [ -r "$module" ] || fail "'$module' cannot be read"
@@ -78,10 +77,8 @@ check_module() {
     fail "the extension has a file '$name' of its own; copy the module to another name"
   is_code "$module" ||
     fail "'$module' is not a library for macOS; take the module that its maker offers for the Mac"
-  for adapter in "${adapters[@]}"; do
-    ! cmp -s "$module" "$resources/$adapter.dylib" ||
-      fail "'$module' is the adapter itself; name the module to put behind it"
-  done
+  ! cmp -s "$module" "$resources/$adapter.dylib" ||
+    fail "'$module' is the adapter itself; name the module to put behind it"
 }
 
 # --- the adapter's configuration -----------------------------------------------------------------
@@ -109,7 +106,7 @@ check_conf() {
     fail "'$conf' has a line that is not 'key = value'"
 }
 
-# write_conf OLD NEW: writes a configuration with what was given, and the rest as in OLD.
+# write_conf OLD NEW: writes the configuration with what was given, and the rest as in OLD.
 write_conf() {
   local name lines reader_name=$reader
   name=${module##*/}
@@ -156,25 +153,21 @@ write_plist() {
 
 find_app "$app"
 [ -f "$resources/config.plist" ] || fail "the extension has no config.plist"
-configured=() # the adapters: names with a configuration beside them
-for adapter in "${adapters[@]}"; do
-  [ -f "$resources/$adapter.dylib" ] || fail "the extension has no $adapter.dylib"
-  [ ! -f "$resources/$adapter.conf" ] || configured+=("$adapter")
+for name in "$adapter" "$second_name"; do
+  [ -f "$resources/$name.dylib" ] || fail "the extension has no $name.dylib"
 done
-if [ ${#configured[@]} -eq 0 ] && [ -n "$module$conf" ]; then
-  fail "the extension has no adapter: it was built with modules that need none"
-fi
+has_adapter=yes # unless a module that needs none lies in its place, without configuration
+[ -f "$resources/$adapter.conf" ] || has_adapter=no
+[ "$has_adapter" = yes ] || [ -z "$module$conf" ] ||
+  fail "the extension has no adapter: it was built with a module that needs none"
 [ -z "$module" ] || check_module
 [ "$has_reader" = no ] || check_reader
 [ -z "$conf" ] || check_conf
 
-before=() # modules that the configurations name now
-for adapter in ${configured[@]+"${configured[@]}"}; do
-  before+=("$(conf_value "$resources/$adapter.conf" module)")
-done
 if [ -n "$module" ]; then
+  old=$(conf_value "$resources/$adapter.conf" module)
   name=${module##*/}
-  # A library that no configuration names is one from before a build, which names none.
+  # A library that the configuration does not name is one from before a build, which names none.
   [ ! -e "$resources/$name" ] || { [ -f "$resources/$name" ] && is_code "$resources/$name"; } ||
     fail "the extension has another file '$name'; copy the module to another name"
   module=$(cd -- "$(dirname -- "$module")" && pwd -P)/$name
@@ -184,17 +177,15 @@ copy_app
 if [ -n "$module" ]; then
   cp "$module" "$workplace/module" || fail "'$module' cannot be copied"
   chmod 755 "$workplace/module"
-  for old in ${before[@]+"${before[@]}"}; do
-    if [[ $old != */* ]] && [ -f "$resources/$old" ] && ! is_own_name "$old"; then
-      rm -f "$resources/$old"
-    fi
-  done
+  if [[ $old != */* ]] && [ -f "$resources/$old" ] && ! is_own_name "$old"; then
+    rm -f "$resources/$old"
+  fi
   mv "$workplace/module" "$resources/$name" || fail "'$name' cannot be put into the extension"
 fi
-for adapter in ${configured[@]+"${configured[@]}"}; do
+if [ "$has_adapter" = yes ]; then
   write_conf "$resources/$adapter.conf" "$workplace/conf"
   cat "$workplace/conf" >"$resources/$adapter.conf"
-done
+fi
 [ "$has_reader" = no ] || write_plist "$resources/config.plist"
 replace_by_copy
 

@@ -62,21 +62,18 @@ check_libraries() {
   done < <(find "$resources" -type f \( -name '*.dylib' -o -name '*.so' \) -print0)
 }
 
-# Whether the adapters have their module; says what they would miss.
-has_modules() {
-  local adapter module result=0
-  for adapter in "${adapters[@]}"; do
-    [ -f "$resources/$adapter.conf" ] || continue
-    module=$(conf_value "$resources/$adapter.conf" module)
-    if [[ $module == /* ]]; then
-      note "$adapter.conf names '$module': the sandbox lets the extension load nothing from there"
-      result=1
-    elif [ ! -f "$resources/$module" ]; then
-      note "$adapter.conf names '$module', which is not in the extension; run configure.sh first"
-      result=1
-    fi
-  done
-  return "$result"
+# Whether the adapter has its module; says what it would miss.
+has_module() {
+  local module
+  [ -f "$resources/$adapter.conf" ] || return 0
+  module=$(conf_value "$resources/$adapter.conf" module)
+  if [[ $module == /* ]]; then
+    note "$adapter.conf names '$module': the sandbox lets the extension load nothing from there"
+    return 1
+  elif [ ! -f "$resources/$module" ]; then
+    note "$adapter.conf names '$module', which is not in the extension; run configure.sh first"
+    return 1
+  fi
 }
 
 # sign PATH [OPTION...]
@@ -122,7 +119,7 @@ sign "$app" "${seal[@]}" ${runtime[@]+"${runtime[@]}"}
 codesign --verify --deep --strict --verbose=2 "$app" ||
   fail "codesign does not accept its own signatures, see above; the application is as it was"
 replace_by_copy
-if has_modules; then
+if has_module; then
   say "'$app' is signed and verified"
 else
   say "'$app' is signed and verified, but its extension will find no module, see above"

@@ -1,29 +1,29 @@
-# The PKCS#11 modules of the extension's bundle: under each of the two resource names either the
-# adapter, which has a configuration beside it and the module behind it, or a module that needs no
-# adapter.
+# The PKCS#11 modules of the extension's bundle: under the first resource name the adapter, which has
+# a configuration beside it and the module behind it, or a module that needs no adapter; under the
+# second an empty library that re-exports the first.
 include_guard()
 
 set(KELVRIN_MODULE_IN_PLACE OFF CACHE BOOL
   "Leave KELVRIN_MODULE where it is and name its absolute path (for modules of several files)")
 set(KELVRIN_MODULE_CONF "" CACHE FILEPATH
   "Text file with further lines for the adapter's configuration, such as reserved or rules-off")
-set(KELVRIN_NATIVE_MODULE_LINDEL "" CACHE FILEPATH
-  "Module that needs no adapter, under the first resource name")
-set(KELVRIN_NATIVE_MODULE_VUMO "" CACHE FILEPATH
-  "Module that needs no adapter, under the second resource name")
+set(KELVRIN_NATIVE_MODULE "" CACHE FILEPATH "Module that needs no adapter, in the adapter's place")
 if("${KELVRIN_MODULE}" STREQUAL "")
   unset(KELVRIN_MODULE CACHE)
 endif()
 if(APPLE)
   # There is no module to be expected: the bundle takes the user's own later.
   set(KELVRIN_MODULE "" CACHE FILEPATH "PKCS#11 module that the bundle's adapter loads")
-elseif(NOT (KELVRIN_NATIVE_MODULE_LINDEL AND KELVRIN_NATIVE_MODULE_VUMO))
+elseif(NOT KELVRIN_NATIVE_MODULE)
   find_library(KELVRIN_MODULE softhsm2 PATH_SUFFIXES softhsm
     DOC "PKCS#11 module that the bundle's adapter loads" REQUIRED)
 endif()
 
 # The file beside the adapter that its configuration names while nobody has chosen a module.
 set(KELVRIN_MODULE_TO_COME pkcs11-module.dylib)
+
+set(_kelvrin_first libpkcs11qarn_Lindel_PCSC)
+set(_kelvrin_second libpkcs11qarn_Vumo_PCSC)
 
 set(_kelvrin_conf_template ${CMAKE_CURRENT_LIST_DIR}/adapter.conf.in)
 string(ASCII 1 _kelvrin_first_control)
@@ -70,12 +70,10 @@ endfunction()
 
 # Refuses a module whose copy would take the place of another resource. Case counts for nothing, as
 # on the disks that bundles are copied to.
-function(_kelvrin_check_name option name names)
+function(_kelvrin_check_name option name)
   string(TOLOWER "${name}" lower)
-  set(taken config.plist de.lproj en.lproj)
-  foreach(resource ${names})
-    list(APPEND taken ${resource}.dylib ${resource}.conf)
-  endforeach()
+  set(taken config.plist de.lproj en.lproj
+      ${_kelvrin_first}.dylib ${_kelvrin_first}.conf ${_kelvrin_second}.dylib)
   string(TOLOWER "${taken}" taken)
   if(lower IN_LIST taken)
     message(FATAL_ERROR "${option}: the bundle has a resource of its own named '${name}'; copy the "
@@ -103,56 +101,42 @@ endfunction()
 # Removes what an earlier configuration put among the resources and this one does not, and notes
 # what this one does.
 function(_kelvrin_remove_stale folder manifest files)
-  set(earlier libpkcs11qarn_Lindel_PCSC.conf libpkcs11qarn_Vumo_PCSC.conf)
   if(EXISTS "${manifest}")
-    file(READ "${manifest}" noted)
-    string(REPLACE "\n" ";" noted "${noted}")
-    list(APPEND earlier ${noted})
+    file(STRINGS "${manifest}" earlier ENCODING UTF-8)
+    list(REMOVE_ITEM earlier ${files})
+    foreach(name ${earlier})
+      file(REMOVE "${folder}/${name}")
+    endforeach()
   endif()
-  list(REMOVE_ITEM earlier ${files})
-  foreach(name ${earlier})
-    file(REMOVE "${folder}/${name}")
-  endforeach()
   list(JOIN files "\n" lines)
   file(WRITE "${manifest}" "${lines}\n")
 endfunction()
 
 # Has the build copy a file to where a bundle's resource belongs, again when the file changes or
 # another one takes its place.
-function(_kelvrin_copy source target dependency)
+function(_kelvrin_copy source target)
   add_custom_command(OUTPUT "${target}"
     COMMAND ${CMAKE_COMMAND} -E copy "${source}" "${target}"
-    DEPENDS "${dependency}"
+    DEPENDS "${source}"
     VERBATIM)
 endfunction()
 
-# kelvrin_bundle_modules(FOLDER ADAPTER DEPENDENCY READER_NAME OUTPUTS): checks the options above,
-# writes the configurations into FOLDER, the bundle's resources, and has the build copy the modules
-# there. ADAPTER is the adapter's library, DEPENDENCY the target or file that it comes from,
-# READER_NAME the name that the adapters show their slot under, unless empty. OUTPUTS receives the
+# kelvrin_bundle_modules(FOLDER ADAPTER SECOND_NAME READER_NAME OUTPUTS): checks the options above,
+# writes the configuration into FOLDER, the bundle's resources, and has the build copy the modules
+# there. ADAPTER is the adapter's library, SECOND_NAME the one that re-exports the first name,
+# READER_NAME the name that the adapter shows its slot under, unless empty. OUTPUTS receives the
 # files that the build makes.
-function(kelvrin_bundle_modules folder adapter dependency reader_name outputs)
-  set(names libpkcs11qarn_Lindel_PCSC libpkcs11qarn_Vumo_PCSC)
+function(kelvrin_bundle_modules folder adapter second_name reader_name outputs)
   file(MAKE_DIRECTORY "${folder}")
-  set(files)      # names in the folder
-  set(copies)     # what the build makes of them
-  set(adapted)    # the resource names that the adapter has
-  foreach(name ${names})
-    list(APPEND files ${name}.dylib)
-    list(APPEND copies "${folder}/${name}.dylib")
-    string(REGEX MATCH "Lindel|Vumo" which ${name})
-    string(TOUPPER KELVRIN_NATIVE_MODULE_${which} option)
-    set(native_${name} "${${option}}")
-    if("${native_${name}}" STREQUAL "")
-      list(APPEND adapted ${name})
-      list(APPEND files ${name}.conf)
-    else()
-      _kelvrin_check_file(${option} "${native_${name}}")
-      _kelvrin_check_outside(${option} "${native_${name}}" "${folder}")
-    endif()
-  endforeach()
-
-  if(adapted)
+  set(first "${adapter}")
+  set(files ${_kelvrin_first}.dylib ${_kelvrin_second}.dylib) # names in the folder
+  set(copied)                                                 # the module's among them
+  if(KELVRIN_NATIVE_MODULE)
+    _kelvrin_check_file(KELVRIN_NATIVE_MODULE "${KELVRIN_NATIVE_MODULE}")
+    _kelvrin_check_outside(KELVRIN_NATIVE_MODULE "${KELVRIN_NATIVE_MODULE}" "${folder}")
+    set(first "${KELVRIN_NATIVE_MODULE}")
+  else()
+    list(APPEND files ${_kelvrin_first}.conf)
     if(KELVRIN_MODULE OR NOT APPLE)
       _kelvrin_check_file(KELVRIN_MODULE "${KELVRIN_MODULE}")
       _kelvrin_check_outside(KELVRIN_MODULE "${KELVRIN_MODULE}" "${folder}")
@@ -173,22 +157,23 @@ function(kelvrin_bundle_modules folder adapter dependency reader_name outputs)
     elseif(NOT KELVRIN_MODULE_IN_PLACE)
       get_filename_component(module "${KELVRIN_MODULE}" NAME)
       _kelvrin_check_value("The file name in KELVRIN_MODULE" "${module}")
-      _kelvrin_check_name(KELVRIN_MODULE "${module}" "${names}")
-      list(APPEND files "${module}")
-      list(APPEND copies "${folder}/${module}")
-      _kelvrin_copy("${KELVRIN_MODULE}" "${folder}/${module}" "${KELVRIN_MODULE}")
+      _kelvrin_check_name(KELVRIN_MODULE "${module}")
+      set(copied "${module}")
     endif()
   endif()
 
   # Nothing above has touched the bundle, so that a refusal leaves it as it was.
-  _kelvrin_remove_stale("${folder}" "${CMAKE_CURRENT_BINARY_DIR}/bundled_modules.txt" "${files}")
-  foreach(name ${names})
-    if(name IN_LIST adapted)
-      configure_file("${_kelvrin_conf_template}" "${folder}/${name}.conf" @ONLY)
-      _kelvrin_copy("${adapter}" "${folder}/${name}.dylib" "${dependency}")
-    else()
-      _kelvrin_copy("${native_${name}}" "${folder}/${name}.dylib" "${native_${name}}")
-    endif()
-  endforeach()
+  _kelvrin_remove_stale("${folder}" "${CMAKE_CURRENT_BINARY_DIR}/bundled_modules.txt"
+                        "${files};${copied}")
+  _kelvrin_copy("${first}" "${folder}/${_kelvrin_first}.dylib")
+  _kelvrin_copy("${second_name}" "${folder}/${_kelvrin_second}.dylib")
+  set(copies "${folder}/${_kelvrin_first}.dylib" "${folder}/${_kelvrin_second}.dylib")
+  if(NOT KELVRIN_NATIVE_MODULE)
+    configure_file("${_kelvrin_conf_template}" "${folder}/${_kelvrin_first}.conf" @ONLY)
+  endif()
+  if(copied)
+    _kelvrin_copy("${KELVRIN_MODULE}" "${folder}/${copied}")
+    list(APPEND copies "${folder}/${copied}")
+  endif()
   set(${outputs} "${copies}" PARENT_SCOPE)
 endfunction()

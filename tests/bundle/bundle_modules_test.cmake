@@ -11,7 +11,7 @@ function(configure)
   execute_process(
     COMMAND ${CMAKE_COMMAND} -G ${GENERATOR} -S ${CMAKE_CURRENT_LIST_DIR}/project -B ${FOLDER}/build
       -D KELVRIN_RESOURCES=${RESOURCES} -D ADAPTER=${FOLDER}/adapter.so
-      -D "READER_NAME=Reader B" ${ARGN}
+      -D SECOND_NAME=${FOLDER}/second.so -D "READER_NAME=Reader B" ${ARGN}
     RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE messages)
   string(REGEX REPLACE "[ \n]+" " " messages "${messages}")
   set(status "${status}" PARENT_SCOPE)
@@ -75,35 +75,26 @@ endfunction()
 
 # --- cases ---------------------------------------------------------------------------------------
 
-function(carries_the_module_behind_both_adapters)
+function(carries_the_module_behind_the_adapter)
   bundle(-D KELVRIN_MODULE=${FOLDER}/card.so)
-  expect_files(card.so ${lindel}.conf ${lindel}.dylib ${vumo}.conf ${vumo}.dylib)
+  expect_files(card.so ${lindel}.conf ${lindel}.dylib ${vumo}.dylib)
   expect_contents(card.so "module")
-  foreach(name ${lindel} ${vumo})
-    expect_contents(${name}.dylib "adapter")
-    expect_lines(${name} "module = card.so" "reader-name = Reader B")
-  endforeach()
+  expect_contents(${lindel}.dylib "adapter")
+  expect_lines(${lindel} "module = card.so" "reader-name = Reader B")
+  expect_contents(${vumo}.dylib "second")
 endfunction()
 
 function(leaves_a_module_in_place)
   bundle(-D KELVRIN_MODULE=${FOLDER}/card.so -D KELVRIN_MODULE_IN_PLACE=ON)
-  expect_files(${lindel}.conf ${lindel}.dylib ${vumo}.conf ${vumo}.dylib)
-  expect_lines(${vumo} "module = ${FOLDER}/card.so" "reader-name = Reader B")
+  expect_files(${lindel}.conf ${lindel}.dylib ${vumo}.dylib)
+  expect_lines(${lindel} "module = ${FOLDER}/card.so" "reader-name = Reader B")
 endfunction()
 
-function(carries_native_modules_without_adapter)
-  bundle(-D KELVRIN_NATIVE_MODULE_LINDEL=${FOLDER}/card.so
-         -D KELVRIN_NATIVE_MODULE_VUMO=${FOLDER}/native.so)
+function(carries_a_native_module_without_adapter)
+  bundle(-D KELVRIN_NATIVE_MODULE=${FOLDER}/native.so)
   expect_files(${lindel}.dylib ${vumo}.dylib)
-  expect_contents(${lindel}.dylib "module")
-  expect_contents(${vumo}.dylib "native")
-endfunction()
-
-function(carries_one_native_module_beside_the_adapter)
-  bundle(-D KELVRIN_MODULE=${FOLDER}/card.so -D KELVRIN_NATIVE_MODULE_VUMO=${FOLDER}/native.so)
-  expect_files(card.so ${lindel}.conf ${lindel}.dylib ${vumo}.dylib)
-  expect_contents(${lindel}.dylib "adapter")
-  expect_contents(${vumo}.dylib "native")
+  expect_contents(${lindel}.dylib "native")
+  expect_contents(${vumo}.dylib "second")
 endfunction()
 
 function(follows_links_and_changes_of_the_module)
@@ -128,7 +119,7 @@ function(keeps_unusual_names)
   expect_contents("${name}" "module")
   expect_lines(${lindel} "module = ${name}" "reader-name = Reader B")
   bundle(-D KELVRIN_MODULE=${FOLDER}/card.so)
-  expect_files(card.so ${lindel}.conf ${lindel}.dylib ${vumo}.conf ${vumo}.dylib)
+  expect_files(card.so ${lindel}.conf ${lindel}.dylib ${vumo}.dylib)
 endfunction()
 
 function(leaves_nothing_stale)
@@ -136,52 +127,37 @@ function(leaves_nothing_stale)
   bundle(-D KELVRIN_MODULE=${FOLDER}/card.so)
   write(build/Resources/config.plist "somebody else's")
   bundle(-D KELVRIN_MODULE=${FOLDER}/native.so)
-  expect_files(config.plist native.so ${lindel}.conf ${vumo}.conf ${all})
+  expect_files(config.plist native.so ${lindel}.conf ${all})
   expect_lines(${lindel} "module = native.so" "reader-name = Reader B")
   bundle(-D KELVRIN_MODULE_IN_PLACE=ON)
-  expect_files(config.plist ${lindel}.conf ${vumo}.conf ${all})
+  expect_files(config.plist ${lindel}.conf ${all})
   # An older file under the name of a newer one.
-  bundle(-D KELVRIN_NATIVE_MODULE_LINDEL=${FOLDER}/native.so)
-  expect_files(config.plist ${vumo}.conf ${all})
-  expect_contents(${lindel}.dylib "native")
-  bundle(-D KELVRIN_NATIVE_MODULE_VUMO=${FOLDER}/card.so)
+  bundle(-D KELVRIN_NATIVE_MODULE=${FOLDER}/native.so)
   expect_files(config.plist ${all})
-  expect_contents(${vumo}.dylib "module")
-  bundle(-D KELVRIN_NATIVE_MODULE_LINDEL= -D KELVRIN_NATIVE_MODULE_VUMO=
-         -D KELVRIN_MODULE_IN_PLACE=OFF)
-  expect_files(config.plist native.so ${lindel}.conf ${vumo}.conf ${all})
+  expect_contents(${lindel}.dylib "native")
+  bundle(-D KELVRIN_NATIVE_MODULE= -D KELVRIN_MODULE_IN_PLACE=OFF)
+  expect_files(config.plist native.so ${lindel}.conf ${all})
   expect_contents(${lindel}.dylib "adapter")
-  expect_contents(${vumo}.dylib "adapter")
-endfunction()
-
-function(removes_configurations_that_were_never_noted)
-  write(build/Resources/${lindel}.conf "module = old")
-  write(build/Resources/${vumo}.conf "module = old")
-  bundle(-D KELVRIN_NATIVE_MODULE_LINDEL=${FOLDER}/card.so
-         -D KELVRIN_NATIVE_MODULE_VUMO=${FOLDER}/card.so)
-  expect_files(${lindel}.dylib ${vumo}.dylib)
 endfunction()
 
 function(appends_further_lines)
   string(ASCII 239 187 191 byte_order_mark)
   write(more.conf "${byte_order_mark}reserved = configdir='a;b' \\ @x@ [y\nrules-off = ecdsa")
   bundle(-D KELVRIN_MODULE=${FOLDER}/card.so -D KELVRIN_MODULE_CONF=${FOLDER}/more.conf)
-  foreach(name ${lindel} ${vumo})
-    file(READ ${resources}/${name}.conf found)
-    string(FIND "${found}" "\nreader-name = Reader B\nreserved = configdir='a;b' \\ @x@ [y\n" at)
-    if(at EQUAL -1 OR NOT found MATCHES "\nrules-off = ecdsa\n$")
-      message(SEND_ERROR "${name}.conf is '${found}'")
-    endif()
-  endforeach()
+  file(READ ${resources}/${lindel}.conf found)
+  string(FIND "${found}" "\nreader-name = Reader B\nreserved = configdir='a;b' \\ @x@ [y\n" at)
+  if(at EQUAL -1 OR NOT found MATCHES "\nrules-off = ecdsa\n$")
+    message(SEND_ERROR "${lindel}.conf is '${found}'")
+  endif()
 endfunction()
 
 function(follows_changes_of_the_further_lines)
-  write(more.conf "profile = extension\n")
+  write(more.conf "any-reader = no\n")
   bundle(-D KELVRIN_MODULE=${FOLDER}/card.so -D KELVRIN_MODULE_CONF=${FOLDER}/more.conf)
   execute_process(COMMAND ${CMAKE_COMMAND} -E sleep 1)  # file times of whole seconds
-  write(more.conf "profile = standard\n")
+  write(more.conf "any-reader = yes\n")
   build()
-  expect_lines(${lindel} "module = card.so" "reader-name = Reader B" "profile = standard")
+  expect_lines(${lindel} "module = card.so" "reader-name = Reader B" "any-reader = yes")
 endfunction()
 
 function(omits_an_empty_reader_name)
@@ -191,8 +167,7 @@ endfunction()
 
 function(refuses_paths_that_name_no_file)
   set(needed KELVRIN_MODULE=${FOLDER}/card.so)
-  foreach(option KELVRIN_MODULE KELVRIN_NATIVE_MODULE_LINDEL KELVRIN_NATIVE_MODULE_VUMO
-                 KELVRIN_MODULE_CONF)
+  foreach(option KELVRIN_MODULE KELVRIN_NATIVE_MODULE KELVRIN_MODULE_CONF)
     set(path ${FOLDER}/none.so)
     expect_refusal("${option}: there is no file '${path}'" -D ${needed} -D ${option}=${path})
     set(path ${FOLDER})
@@ -209,15 +184,15 @@ function(refuses_paths_that_name_no_file)
 endfunction()
 
 function(refuses_names_of_other_resources)
-  foreach(name ${lindel}.dylib ${vumo}.conf LIBPKCS11QARN_lindel_pcsc.dylib config.plist
+  foreach(name ${lindel}.conf ${vumo}.dylib LIBPKCS11QARN_lindel_pcsc.dylib config.plist
                Config.plist de.lproj)
     write(${name} "module")
     expect_refusal("KELVRIN_MODULE: the bundle has a resource of its own named '${name}'"
                    -D KELVRIN_MODULE=${FOLDER}/${name})
   endforeach()
   # Without a copy there is nothing to collide; and a native module gets another name.
-  bundle(-D KELVRIN_MODULE=${FOLDER}/config.plist -D KELVRIN_MODULE_IN_PLACE=ON
-         -D KELVRIN_NATIVE_MODULE_VUMO=${FOLDER}/de.lproj)
+  bundle(-D KELVRIN_MODULE=${FOLDER}/config.plist -D KELVRIN_MODULE_IN_PLACE=ON)
+  bundle(-D KELVRIN_NATIVE_MODULE=${FOLDER}/de.lproj)
 endfunction()
 
 function(refuses_files_of_the_bundle_itself)
@@ -225,9 +200,9 @@ function(refuses_files_of_the_bundle_itself)
   file(CREATE_LINK ${resources}/card.so ${FOLDER}/link.so SYMBOLIC)
   foreach(path ${resources}/card.so ${FOLDER}/link.so)
     expect_refusal("KELVRIN_MODULE: '${path}' is part of the bundle"
-                   -D KELVRIN_MODULE=${path} -D KELVRIN_NATIVE_MODULE_VUMO=)
-    expect_refusal("KELVRIN_NATIVE_MODULE_VUMO: '${path}' is part of the bundle"
-                   -D KELVRIN_MODULE=${FOLDER}/card.so -D KELVRIN_NATIVE_MODULE_VUMO=${path})
+                   -D KELVRIN_MODULE=${path} -D KELVRIN_NATIVE_MODULE=)
+    expect_refusal("KELVRIN_NATIVE_MODULE: '${path}' is part of the bundle"
+                   -D KELVRIN_NATIVE_MODULE=${path})
   endforeach()
 endfunction()
 
@@ -257,8 +232,8 @@ endfunction()
 
 function(leaves_the_bundle_alone_when_it_refuses)
   bundle(-D KELVRIN_MODULE=${FOLDER}/card.so)
-  expect_refusal("there is no file" -D KELVRIN_NATIVE_MODULE_VUMO=${FOLDER}/none.so)
-  expect_files(card.so ${lindel}.conf ${lindel}.dylib ${vumo}.conf ${vumo}.dylib)
+  expect_refusal("there is no file" -D KELVRIN_NATIVE_MODULE=${FOLDER}/none.so)
+  expect_files(card.so ${lindel}.conf ${lindel}.dylib ${vumo}.dylib)
 endfunction()
 
 # -------------------------------------------------------------------------------------------------
@@ -267,4 +242,5 @@ file(REMOVE_RECURSE ${FOLDER})
 write(card.so "module")
 write(native.so "native")
 write(adapter.so "adapter")
+write(second.so "second")
 cmake_language(CALL ${CASE})

@@ -4,7 +4,7 @@ import os
 import unittest
 
 import fixture
-from fixture import ADAPTERS, CODE, configuration, read_plist
+from fixture import ADAPTER, CODE, SECOND_NAME, configuration, read_plist
 
 BUILT = ["module = pkcs11-module.dylib", "reader-name = Kelvrin Reader"]
 
@@ -13,19 +13,19 @@ class ConfigureTest(fixture.PackagingTest):
     def configure(self, *options):
         self.expect_success("configure.sh", "--app", self.app, *options)
 
-    def configurations(self):
-        return [configuration(self.resources / f"{adapter}.conf") for adapter in ADAPTERS]
+    def configuration(self):
+        return configuration(self.resources / f"{ADAPTER}.conf")
 
     def reader(self):
         return read_plist(self.resources / "config.plist")
 
-    def test_puts_the_module_behind_both_adapters(self):
+    def test_puts_the_module_behind_the_adapter(self):
         self.configure("--module", self.module(), "--reader", "Example CCID 00")
         copy = self.resources / "card.dylib"
         self.assertEqual(copy.read_bytes(), CODE + b" of a module")
         self.assertTrue(os.access(copy, os.X_OK))
-        lines = ["module = card.dylib", "reader-name = Example CCID 00"]
-        self.assertEqual(self.configurations(), [lines, lines])
+        self.assertEqual(self.configuration(),
+                         ["module = card.dylib", "reader-name = Example CCID 00"])
         self.assertEqual(self.reader(), {"readerName": "Example CCID 00"})
 
     def test_says_that_the_application_has_to_be_signed_again(self):
@@ -36,8 +36,7 @@ class ConfigureTest(fixture.PackagingTest):
         before = self.snapshot()
         self.configure("--module", self.module(), "--reader", "Other")
         prefix = str(self.resources.relative_to(self.app.parent))
-        changed = {f"{prefix}/{name}" for adapter in ADAPTERS for name in (f"{adapter}.conf",)}
-        changed |= {f"{prefix}/config.plist", f"{prefix}/card.dylib"}
+        changed = {f"{prefix}/{name}" for name in (f"{ADAPTER}.conf", "config.plist", "card.dylib")}
         after = self.snapshot()
         self.assertEqual({path for path in before.keys() | after.keys()
                           if before.get(path, b"") != after.get(path, b"")}, changed)
@@ -52,13 +51,11 @@ class ConfigureTest(fixture.PackagingTest):
                 with self.subTest(reader, system=system):
                     self.configure("--reader", reader)
                     self.assertEqual(self.reader(), {"readerName": reader})
-                    for lines in self.configurations():
-                        self.assertEqual(lines[1], f"reader-name = {reader}")
+                    self.assertEqual(self.configuration()[1], f"reader-name = {reader}")
             for name in modules:
                 with self.subTest(name):
                     self.configure("--module", self.module(name))
-                    for lines in self.configurations():
-                        self.assertEqual(lines[0], f"module = {name}")
+                    self.assertEqual(self.configuration()[0], f"module = {name}")
                     self.assertTrue((self.resources / name).is_file())
 
     def test_an_application_and_a_module_in_folders_with_odd_names(self):
@@ -78,13 +75,13 @@ class ConfigureTest(fixture.PackagingTest):
     def test_an_empty_name_stands_for_any_reader(self):
         self.configure("--reader", "")
         self.assertEqual(self.reader(), {"readerName": ""})
-        self.assertEqual(self.configurations(), [BUILT[:1], BUILT[:1]])
+        self.assertEqual(self.configuration(), BUILT[:1])
 
     def test_another_module_takes_the_place_of_the_earlier(self):
         self.configure("--module", self.module())
         self.configure("--module", self.module("other.so"))
         self.assertFalse((self.resources / "card.dylib").exists())
-        self.assertEqual(self.configurations()[0][0], "module = other.so")
+        self.assertEqual(self.configuration()[0], "module = other.so")
 
     def test_a_newer_module_of_the_same_name(self):
         self.configure("--module", self.module())
@@ -95,17 +92,15 @@ class ConfigureTest(fixture.PackagingTest):
         module = self.module(contents=CODE + b" newer")
         for old in (CODE + b" older", CODE + b" newer"):
             (self.resources / "card.dylib").write_bytes(old)
-            for adapter in ADAPTERS:
-                (self.resources / f"{adapter}.conf").write_text("module = pkcs11-module.dylib\n")
+            (self.resources / f"{ADAPTER}.conf").write_text("module = pkcs11-module.dylib\n")
             self.configure("--module", module)
             self.assertEqual((self.resources / "card.dylib").read_bytes(), CODE + b" newer")
-            self.assertEqual(self.configurations()[0][0], "module = card.dylib")
+            self.assertEqual(self.configuration()[0], "module = card.dylib")
 
     def test_an_application_that_is_read_only(self):
-        for adapter in ADAPTERS:
-            (self.resources / f"{adapter}.conf").chmod(0o444)
+        (self.resources / f"{ADAPTER}.conf").chmod(0o444)
         self.configure("--module", self.module())
-        self.assertTrue((self.resources / f"{ADAPTERS[0]}.conf").stat().st_mode & 0o200)
+        self.assertTrue((self.resources / f"{ADAPTER}.conf").stat().st_mode & 0o200)
 
     def test_the_module_that_is_in_the_extension_already(self):
         self.configure("--module", self.module())
@@ -132,25 +127,24 @@ class ConfigureTest(fixture.PackagingTest):
         self.configure("--module", self.module(), "--conf", lines)
         expected = ["module = card.dylib", "reader-name = Kelvrin Reader",
                     "reserved = configdir='x y'", "  rules-off = ecdsa"]
-        self.assertEqual(self.configurations(), [expected, expected])
+        self.assertEqual(self.configuration(), expected)
         self.configure("--reader", "Other")
         expected[1] = "reader-name = Other"
-        self.assertEqual(self.configurations(), [expected, expected])
-        lines.write_text("slot-reader = X\n")
+        self.assertEqual(self.configuration(), expected)
+        lines.write_text("any-reader = yes\n")
         self.configure("--conf", lines)
-        self.assertEqual(self.configurations()[1], [*expected[:2], "slot-reader = X"])
+        self.assertEqual(self.configuration(), [*expected[:2], "any-reader = yes"])
 
     def test_other_keys_of_the_property_list_stay_where_plutil_is_at_hand(self):
         fixture.write_plist(self.resources / "config.plist", other="x", readerName="y")
         self.configure("--reader", "Other")
         self.assertEqual(self.reader(), {"other": "x", "readerName": "Other"})
 
-    def test_modules_that_need_no_adapter_take_a_reader(self):
-        for adapter in ADAPTERS:
-            (self.resources / f"{adapter}.conf").unlink()
+    def test_a_module_that_needs_no_adapter_takes_a_reader(self):
+        (self.resources / f"{ADAPTER}.conf").unlink()
         self.configure("--reader", "Other")
         self.assertEqual(self.reader(), {"readerName": "Other"})
-        self.assertFalse((self.resources / f"{ADAPTERS[0]}.conf").exists())
+        self.assertFalse((self.resources / f"{ADAPTER}.conf").exists())
 
 
 class RefusalTest(fixture.PackagingTest):
@@ -158,8 +152,8 @@ class RefusalTest(fixture.PackagingTest):
         self.expect_failure(text, "configure.sh", "--app", self.app, *options)
 
     def test_names_of_the_extensions_own_files(self):
-        for name in ("config.plist", "de.lproj", "EN.LPROJ", f"{ADAPTERS[0]}.dylib",
-                     f"{ADAPTERS[1]}.conf", ADAPTERS[1].upper() + ".DYLIB"):
+        for name in ("config.plist", "de.lproj", "EN.LPROJ", f"{ADAPTER}.dylib",
+                     f"{ADAPTER}.conf", SECOND_NAME.upper() + ".DYLIB"):
             with self.subTest(name):
                 self.refused("of its own", "--module", self.module(name))
 
@@ -194,7 +188,7 @@ class RefusalTest(fixture.PackagingTest):
     def test_further_lines_that_the_adapter_would_refuse(self):
         cases = ((b"module = x", "this script writes"), (b" reader-name=", "this script writes"),
                  (b"\xef\xbb\xbfmodule = x", "this script writes"), (b"rules-off", "'key = value'"),
-                 (b"slot-reader = \x1b[1m", "control characters"), (b"a = \x00", "control"),
+                 (b"any-reader = \x1b[1m", "control characters"), (b"a = \x00", "control"),
                  (b"#" * 60001, "more than 60000 bytes"))
         lines = self.folder / "further"
         for contents, text in cases:
@@ -218,11 +212,10 @@ class RefusalTest(fixture.PackagingTest):
             self.refused(text, "--module", self.module(), "--reader", "Other")
 
     def test_extensions_without_an_adapter(self):
-        for adapter in ADAPTERS:
-            (self.resources / f"{adapter}.conf").unlink()
+        (self.resources / f"{ADAPTER}.conf").unlink()
         self.refused("has no adapter", "--module", self.module())
-        (self.resources / f"{ADAPTERS[1]}.dylib").unlink()
-        self.refused(f"has no {ADAPTERS[1]}.dylib", "--module", self.module())
+        (self.resources / f"{SECOND_NAME}.dylib").unlink()
+        self.refused(f"has no {SECOND_NAME}.dylib", "--module", self.module())
 
     def test_an_application_without_its_configuration(self):
         (self.resources / "config.plist").unlink()

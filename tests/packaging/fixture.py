@@ -13,7 +13,8 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PACKAGING = ROOT / "packaging"
 CODE = b"\xca\xfe\xba\xbe" + b"code for macOS"
-ADAPTERS = ("libpkcs11qarn_Lindel_PCSC", "libpkcs11qarn_Vumo_PCSC")
+ADAPTER = "libpkcs11qarn_Lindel_PCSC"
+SECOND_NAME = "libpkcs11qarn_Vumo_PCSC"
 IDENTITY = "Developer ID Application: Ann Example (ABCDE12345)"
 # What the scripts may use that Linux and macOS both have.
 COMMON_TOOLS = ("awk", "bash", "cat", "chmod", "cmp", "cp", "dirname", "env", "find", "grep",
@@ -34,7 +35,7 @@ def read_plist(path):
 
 
 def configuration(path):
-    """The lines of an adapter's configuration that say something."""
+    """The lines of the adapter's configuration that say something."""
     lines = path.read_text(encoding="utf-8").splitlines()
     return [line for line in lines if line and not line.startswith("#")]
 
@@ -80,10 +81,10 @@ class PackagingTest(unittest.TestCase):
         for language in ("de", "en"):
             (resources / f"{language}.lproj").mkdir()
             (resources / f"{language}.lproj" / "Localizable.strings").write_text('"A" = "B";')
-        for adapter in ADAPTERS:
-            (resources / f"{adapter}.dylib").write_bytes(CODE + b" of the adapter")
-            (resources / f"{adapter}.conf").write_text(
-                "# A comment.\nmodule = pkcs11-module.dylib\n\nreader-name = Kelvrin Reader\n")
+        (resources / f"{ADAPTER}.dylib").write_bytes(CODE + b" of the adapter")
+        (resources / f"{ADAPTER}.conf").write_text(
+            "# A comment.\nmodule = pkcs11-module.dylib\n\nreader-name = Kelvrin Reader\n")
+        (resources / f"{SECOND_NAME}.dylib").write_bytes(CODE + b" of the second name")
         return app
 
     def module(self, name="card.dylib", contents=CODE + b" of a module"):

@@ -6,7 +6,7 @@ import subprocess
 import unittest
 
 import fixture
-from fixture import ADAPTERS, CODE, IDENTITY, ROOT
+from fixture import ADAPTER, CODE, IDENTITY, ROOT
 
 GUIDE = (ROOT / "docs" / "macos.md").read_text(encoding="utf-8")
 
@@ -89,7 +89,7 @@ class GuideCommandsTest(fixture.PackagingTest):
                          re.MULTILINE)[1]
         self.run_commands(block("Install and register"))
         self.assertTrue((self.folder / path.lstrip("/")).is_file(), path)
-        self.assertIn(f"{ADAPTERS[0]}.dylib", path)
+        self.assertIn(f"{ADAPTER}.dylib", path)
 
     def test_the_pin_is_kept_from_others_and_removed(self):
         commands = block("Find the reader and try the module")

@@ -6,7 +6,7 @@ import signal
 import unittest
 
 import fixture
-from fixture import ADAPTERS, CODE, IDENTITY
+from fixture import ADAPTER, CODE, IDENTITY, SECOND_NAME
 
 
 class SignTest(fixture.PackagingTest):
@@ -41,7 +41,7 @@ class SignTest(fixture.PackagingTest):
         extension = "KelvrinToken.app/Contents/PlugIns/KelvrinToken.appex"
         self.assertEqual(paths[-2:], [extension, "KelvrinToken.app"])
         self.assertEqual(sorted(paths[:-2]), sorted(
-            [f"{extension}/Contents/Resources/{name}.dylib" for name in ADAPTERS] +
+            [f"{extension}/Contents/Resources/{name}.dylib" for name in (ADAPTER, SECOND_NAME)] +
             [f"{extension}/Contents/Resources/opensc-pkcs11.so",
              f"{extension}/Contents/Resources/card file ü'\".dylib",
              f"{extension}/Contents/Frameworks/libcrypto.3.dylib",
@@ -54,7 +54,7 @@ class SignTest(fixture.PackagingTest):
 
     def test_signs_nothing_that_is_no_code(self):
         self.sign()
-        self.assertEqual(len(self.signed_paths()), len(ADAPTERS) + 2)
+        self.assertEqual(len(self.signed_paths()), 4)
 
     def test_verifies_the_whole_afterwards(self):
         self.sign()
@@ -110,7 +110,7 @@ class SignTest(fixture.PackagingTest):
     def test_for_this_mac_alone_there_is_no_timestamp_and_no_hardened_runtime(self):
         self.plan["identities"] = []
         self.expect_success("sign.sh", "--app", self.app, "--identity", "-")
-        self.assertEqual(len(self.signatures()), len(ADAPTERS) + 2)
+        self.assertEqual(len(self.signatures()), 4)
         for path, call in self.signatures():
             arguments = call["arguments"]
             self.assertEqual(arguments[arguments.index("--sign") + 1], "-", path)
@@ -124,7 +124,7 @@ class SignTest(fixture.PackagingTest):
     def test_the_signed_application_takes_the_place_of_the_other(self):
         self.sign()
         self.assertTrue((self.app / "Contents" / "_CodeSignature" / "CodeResources").exists())
-        self.assertTrue((self.resources / f"{ADAPTERS[0]}.dylib").read_bytes().endswith(b"signed"))
+        self.assertTrue((self.resources / f"{ADAPTER}.dylib").read_bytes().endswith(b"signed"))
         self.assertEqual([path.name for path in self.app.parent.iterdir()], ["KelvrinToken.app"])
 
     def test_clears_what_downloads_leave_on_files_before_anything_is_signed(self):
@@ -141,8 +141,7 @@ class SignTest(fixture.PackagingTest):
         self.assertTrue(library.read_bytes().endswith(b"signed"))
 
     def test_says_last_that_all_is_well(self):
-        for adapter in ADAPTERS:
-            (self.resources / f"{adapter}.conf").write_text("module = card.dylib\n")
+        (self.resources / f"{ADAPTER}.conf").write_text("module = card.dylib\n")
         (self.resources / "card.dylib").write_bytes(CODE)
         self.sign()
         self.assertTrue(self.output.endswith("is signed and verified\n"), self.output)
@@ -154,8 +153,7 @@ class SignTest(fixture.PackagingTest):
         self.assertTrue(self.output.endswith("will find no module, see above\n"), self.output)
 
     def test_warns_of_a_module_outside_the_sandbox(self):
-        for adapter in ADAPTERS:
-            (self.resources / f"{adapter}.conf").write_text("module = /usr/local/lib/card.so\n")
+        (self.resources / f"{ADAPTER}.conf").write_text("module = /usr/local/lib/card.so\n")
         self.sign()
         self.assertIn("'/usr/local/lib/card.so': the sandbox", self.errors)
         self.assertTrue(self.output.endswith("will find no module, see above\n"), self.output)
@@ -166,7 +164,7 @@ class SignFailureTest(fixture.PackagingTest):
         self.expect_failure(text, "sign.sh", "--app", self.app, "--identity", identity, *more)
 
     def test_a_failing_signature_ends_everything(self):
-        places = (f"{ADAPTERS[0]}[.]dylib", f"{ADAPTERS[1]}[.]dylib",
+        places = (f"{ADAPTER}[.]dylib", f"{SECOND_NAME}[.]dylib",
                   "PlugIns/KelvrinToken[.]appex", "/KelvrinToken[.]app")
         for place in places:
             with self.subTest(place):
