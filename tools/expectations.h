@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "adapter/rules.h"
+#include "adapter/config/rules.h"
 #include "tools/probes.h"
 
 namespace kelvrin::modulecheck {

@@ -17,7 +17,7 @@ struct CardOptions {
   std::string pin = "123456";       // user PIN, at least 4 characters
   bool empty = false;               // no objects at all
   int extra_certificates = 0;       // more P-256 keys with certificates, CKA_IDs 0x10 and up
-  bool lone_certificate = false;    // a certificate (CKA_ID 0x7f) without key
+  bool lone_certificate = false;    // an authority's (CKA_ID 0x7f), without key
 };
 
 // Owns the folder, points SOFTHSM2_CONF at it, and removes both when destroyed. Use one at a time

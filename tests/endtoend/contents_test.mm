@@ -74,7 +74,7 @@ TEST(CardContents, EndWithTheTwentiethCertificate) {
   EXPECT_EQ([card.items() count], 40u);
 }
 
-TEST(CardContents, LeaveOutACertificateThatHasNoKey) {
+TEST(CardContents, LeaveOutAnAuthoritysCertificateWithoutKey) {
   InsertedCard card({.lone_certificate = true});
   EXPECT_EQ([card.items() count], 4u);
 }

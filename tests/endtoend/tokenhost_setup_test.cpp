@@ -173,7 +173,7 @@ TEST(TokenhostList, EndsWithTheTwentiethCertificate) {
   EXPECT_EQ(contents.object_ids.size(), 40U);
 }
 
-TEST(TokenhostList, LeavesOutACertificateThatHasNoKey) {
+TEST(TokenhostList, LeavesOutAnAuthoritysCertificateWithoutKey) {
   const Contents contents = list(TokenhostOnCard({.lone_certificate = true}));
   EXPECT_EQ(contents.items, 4U);
   EXPECT_EQ(contents.keys, 2U);

@@ -7,8 +7,7 @@
 
 namespace matrix {
 
-// For this process, and for programs that it starts with the library ordinary_user loaded before
-// others, as long as it lives. One at a time.
+// For this process, in which nobody is root (ordinary_user.c), as long as it lives. One at a time.
 class P11KitConfiguration {
  public:
   // `module`: absolute path of a PKCS#11 module.

@@ -18,16 +18,14 @@
 
 namespace matrix {
 
-// A copy of the built bundle whose adapters stand in front of a module.
+// A copy of the built bundle whose adapter stands in front of a module.
 class BundleInFront {
  public:
   explicit BundleInFront(const ModuleOnTest& module) : path_(folder_ / "KelvrinToken.appex") {
     std::filesystem::copy(KELVRIN_BUNDLE, path_, std::filesystem::copy_options::recursive);
-    for (const char* name : {"Lindel", "Vumo"}) {
-      const std::string file =
-          std::string("KelvrinToken.appex/Contents/Resources/libpkcs11qarn_") + name + "_PCSC.conf";
-      folder_.Write(file, module.Configuration() + "reader-name = " KELVRIN_READER_NAME "\n");
-    }
+    folder_.Write(
+        "KelvrinToken.appex/Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf",
+        module.Configuration() + "any-reader = yes\nreader-name = " KELVRIN_READER_NAME "\n");
   }
   // Checks for leaks while the bundle's executable is there, which the check takes names from.
   ~BundleInFront() {

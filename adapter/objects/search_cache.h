@@ -1,0 +1,50 @@
+// What searches for a class and a CKA_ID found before.
+#pragma once
+
+#include <p11-kit/pkcs11.h>
+
+#include <map>
+#include <unordered_map>
+
+#include "adapter/inner/object_reading.h"
+#include "adapter/objects/search.h"
+
+namespace kelvrin::adapter {
+
+// By what the extension searches for an object.
+struct ObjectName {
+  CK_OBJECT_CLASS object_class = 0;
+  Bytes id;
+
+  auto operator<=>(const ObjectName&) const = default;
+};
+
+// A module's search is linear in the token's objects, and the extension searches for every request.
+// The cache answers instead, as long as the object that it knows still has its class and CKA_ID,
+// which one read on the caller's session shows each time. Anything else than before, and it forgets
+// everything.
+class SearchCache {
+ public:
+  // `inner` must outlive the object.
+  explicit SearchCache(const CK_FUNCTION_LIST& inner) : inner_(inner) {}
+
+  // The objects of that name, the first of them looked at on `session`; null when they are not
+  // known or the first is no longer what it was. Valid until the next call.
+  const Handles* Recall(CK_SESSION_HANDLE session, const ObjectName& name);
+
+  // Remembers what a search has just found. Nothing found is not remembered: what another program
+  // adds is to be seen, and what a login shows.
+  void Learn(const ObjectName& name, Handles found);
+
+  void Forget();
+
+  // The name under which the object is remembered; null when it is not. Valid until the next call.
+  const ObjectName* NameOf(CK_OBJECT_HANDLE object) const;
+
+ private:
+  const CK_FUNCTION_LIST& inner_;
+  std::map<ObjectName, Handles> entries_;
+  std::unordered_map<CK_OBJECT_HANDLE, const ObjectName*> by_object_;
+};
+
+}  // namespace kelvrin::adapter

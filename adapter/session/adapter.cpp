@@ -1,0 +1,229 @@
+// Slots, sessions and logins, and when a token's life is over.
+#include "adapter/session/adapter.h"
+
+#include <algorithm>
+
+#include "adapter/session/with_session.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+// Sessions on an absent token, far from the handles that modules count up.
+constexpr CK_SESSION_HANDLE kFirstAbsent = CK_SESSION_HANDLE{0x4b560000} << 32;
+
+}  // namespace
+
+CK_RV Adapter::GetSlotList(CK_BBOOL /*token_present*/, CK_SLOT_ID* list, CK_ULONG* count) {
+  return WithSlots([&](Slots& slots) {
+    const CK_RV result = slots.GetSlotList(list, count);
+    if (result != CKR_OK || list != nullptr) return result;
+    const Slots::Look& look = slots.last_look();
+    for (auto& [handle, session] : sessions_) {
+      const CK_SLOT_ID slot = session.token->slot();
+      const auto seen = look.tokens.find(slot);
+      if (seen != look.tokens.end()) {
+        NoteToken(slot, &seen->second);
+      } else if (std::find(look.present.begin(), look.present.end(), slot) == look.present.end()) {
+        NoteToken(slot, nullptr);
+      }
+    }
+    return result;
+  });
+}
+
+// The slot holds this token, or none when that is null: the lives of others on it are over.
+void Adapter::NoteToken(CK_SLOT_ID slot, const TokenIdentity* seen) {
+  for (auto& [handle, session] : sessions_) {
+    TokenLife& life = *session.token;
+    if (life.is_over || life.slot() != slot || (seen != nullptr && life.identity == *seen))
+      continue;
+    CK_SESSION_INFO info = {};
+    if (backend_->functions.C_GetSessionInfo(handle, &info) == CKR_OK) keeps_sessions_ = true;
+    EndLife(life);
+  }
+}
+
+// The token is gone: what was learned and kept goes with it. Nothing is called, since its sessions
+// may be another token's by now; those that a module keeps are closed by Finalize.
+void Adapter::EndLife(TokenLife& life) {
+  life.is_over = true;
+  life.pin.Wipe();
+  life.objects.Forget();
+  for (auto& [handle, session] : sessions_) {
+    if (session.token.get() == &life) session.operation.Drop();
+  }
+}
+
+bool Adapter::IsSameToken(const TokenLife& life) const {
+  CK_TOKEN_INFO info = {};
+  return backend_->functions.C_GetTokenInfo(life.slot(), &info) == CKR_OK &&
+         IdentityOf(info) == life.identity;
+}
+
+CK_RV Adapter::GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
+  return WithSlots([&](Slots& slots) { return slots.GetSlotInfo(slot, info); });
+}
+
+CK_RV Adapter::GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
+  return WithSlots([&](Slots& slots) {
+    TokenIdentity identity;
+    const CK_RV result = slots.GetTokenInfo(slot, info, &identity);
+    if (result == CKR_OK) NoteToken(slot, &identity);
+    return result;
+  });
+}
+
+CK_RV Adapter::GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* count) {
+  return WithSlots([&](Slots& slots) { return slots.GetMechanismList(slot, list, count); });
+}
+
+CK_RV Adapter::GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO* info) {
+  return WithSlots([&](Slots& slots) { return slots.GetMechanismInfo(slot, type, info); });
+}
+
+CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify,
+                           CK_SESSION_HANDLE* session) {
+  return WithSlots([&](Slots& slots) -> CK_RV {
+    CK_RV result = slots.Check(slot);
+    if (slot == Slots::kAbsent && result == CKR_TOKEN_NOT_PRESENT) return OpenAbsent(session);
+    if (result != CKR_OK) return result;
+    CK_SESSION_HANDLE handle = CK_INVALID_HANDLE;
+    result = Open(slot, &flags, application, notify, &handle);
+    if (result != CKR_OK) return result;
+    if (handle == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
+    NoteHandle(handle);
+    sessions_.erase(handle);
+    sessions_.try_emplace(handle, LifeIn(slot), handle, flags,
+                          [this](CK_SESSION_HANDLE given) { NoteHandle(given); });
+    meant_ = *slots.chosen_token();
+    *session = handle;
+    return CKR_OK;
+  });
+}
+
+// Opens a session of the module's: once more when it has too many, and read-only when it refuses to
+// be written to.
+CK_RV Adapter::Open(CK_SLOT_ID slot, CK_FLAGS* flags, void* application, CK_NOTIFY notify,
+                    CK_SESSION_HANDLE* handle) {
+  const auto open = [&](CK_FLAGS how) {
+    return backend_->functions.C_OpenSession(slot, how, application, notify, handle);
+  };
+  CK_RV result = open(*flags);
+  // The token's sessions are for the caller.
+  if (result == CKR_SESSION_COUNT && CloseIdleWorkers()) result = open(*flags);
+  const CK_FLAGS read_only = *flags & ~CK_FLAGS{CKF_RW_SESSION};
+  if (result == CKR_OK || read_only == *flags || open(read_only) != CKR_OK) return result;
+  *flags = read_only;
+  return CKR_OK;
+}
+
+// A session on which there is no token, so that a re-initialisation succeeds without its card.
+CK_RV Adapter::OpenAbsent(CK_SESSION_HANDLE* session) {
+  *session = absent_.empty() ? kFirstAbsent : *absent_.rbegin() + 1;
+  absent_.insert(*session);
+  return CKR_OK;
+}
+
+// The life that the chosen slot's token leads already, or a new one.
+std::shared_ptr<TokenLife> Adapter::LifeIn(CK_SLOT_ID slot) {
+  const TokenIdentity& identity = *slots_->chosen_token();
+  for (const auto& [handle, session] : sessions_) {
+    const TokenLife& life = *session.token;
+    if (!life.is_over && life.slot() == slot && life.identity == identity) return session.token;
+  }
+  return std::make_shared<TokenLife>(backend_->functions, backend_->config.rules, slot, identity);
+}
+
+// A handle that the module gives out again belonged to a session that it has lost, and the workers
+// of that slot with it.
+void Adapter::NoteHandle(CK_SESSION_HANDLE handle) {
+  if (const auto lost = sessions_.find(handle); lost != sessions_.end()) {
+    lost->second.is_lost = true;
+    EndLife(*lost->second.token);
+  }
+  for (auto& [owner, session] : sessions_) {
+    if (!session.operation.HasWorker(handle)) continue;
+    for (auto& [other, neighbour] : sessions_) {
+      if (neighbour.token->slot() == session.token->slot()) neighbour.operation.Drop();
+    }
+  }
+}
+
+bool Adapter::CloseIdleWorkers() {
+  bool has_closed = false;
+  for (auto& [handle, session] : sessions_) {
+    if (session.operation.CloseIdleWorker()) has_closed = true;
+  }
+  return has_closed;
+}
+
+CK_RV Adapter::CloseSession(CK_SESSION_HANDLE session) {
+  const CK_RV result = WithSession(session, [&](Session& state) {
+    state.operation.Close();
+    return backend_->functions.C_CloseSession(session);
+  });
+  sessions_.erase(session);
+  absent_.erase(session);
+  return result;
+}
+
+CK_RV Adapter::CloseAllSessions(CK_SLOT_ID slot) {
+  return WithSlots([&](Slots& slots) {
+    const CK_RV result = slots.Check(slot);
+    for (auto entry = sessions_.begin(); result == CKR_OK && entry != sessions_.end();) {
+      const CK_SESSION_HANDLE handle = entry->first;
+      const bool is_there = (entry++)->second.token->slot() == slot;
+      if (is_there) CloseSession(handle);
+    }
+    return result;
+  });
+}
+
+CK_RV Adapter::GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO* info) {
+  return WithSession(session, [&](Session&) {
+    CK_SESSION_INFO answer = {};
+    const CK_RV result = backend_->functions.C_GetSessionInfo(session, &answer);
+    if (result == CKR_OK) *info = answer;
+    return result;
+  });
+}
+
+CK_RV Adapter::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin,
+                     CK_ULONG pin_size) {
+  return WithSession(session, [&](Session& state) {
+    // A login for one operation goes where that operation is.
+    if (user == CKU_CONTEXT_SPECIFIC) {
+      const CK_SESSION_HANDLE target = state.operation.ActiveSession().value_or(session);
+      return backend_->functions.C_Login(target, user, pin, pin_size);
+    }
+    const CK_RV result = backend_->functions.C_Login(session, user, pin, pin_size);
+    TokenLife& life = *state.token;
+    if (result == CKR_OK) life.has_login = true;
+    if (result == CKR_OK && user == CKU_USER && backend_->config.rules.Has(Rule::kContextLogin)) {
+      life.pin.Keep(pin, pin_size);
+    } else if (result != CKR_USER_ALREADY_LOGGED_IN) {
+      // After a failed login the PIN is wiped: the token may have another one now.
+      life.pin.Wipe();
+    }
+    return result;
+  });
+}
+
+CK_RV Adapter::Logout(CK_SESSION_HANDLE session) {
+  return WithSession(session, [&](Session& current) { return LogOut(current, session); });
+}
+
+CK_RV Adapter::LogOut(Session& current, CK_SESSION_HANDLE handle) {
+  TokenLife& life = *current.token;
+  life.pin.Wipe();
+  life.has_login = false;
+  // The token's private session objects and operations end with the login.
+  for (auto& [other, session] : sessions_) {
+    if (session.token.get() != &life) continue;
+    session.derived.reset();
+    session.operation.Close();
+  }
+  return backend_->functions.C_Logout(handle);
+}
+
+}  // namespace kelvrin::adapter
