@@ -26,7 +26,7 @@ BOOL Reinitialise(TokenSession *tokenSession) {
     [[tokenSession tsToken] setP11:p11];
     [[tokenSession tsToken] setSlotID:slotID];
     [[tokenSession tsToken] setSession:session];
-    initialized = 1;
+    __atomic_store_n(&initialized, CK_TRUE, __ATOMIC_RELAXED);
     return YES;
   }
 

@@ -55,7 +55,7 @@ static void CleanUp(Token *token, CK_FUNCTION_LIST *p11, void *module) {
   [self setP11:nullptr];
   [self setSlotID:0];
   [self setSession:0];
-  initialized = 0;
+  __atomic_store_n(&initialized, CK_FALSE, __ATOMIC_RELAXED);
 
   NSString *path = [ModulePath(@"libpkcs11qarn_Lindel_PCSC") retain];
   NSDictionary *configuration = [Configuration() retain];
@@ -75,7 +75,7 @@ static void CleanUp(Token *token, CK_FUNCTION_LIST *p11, void *module) {
         [self setP11:p11];
         [self setSlotID:slotID];
         [self setSession:session];
-        initialized = 1;
+        __atomic_store_n(&initialized, CK_TRUE, __ATOMIC_RELAXED);
       }
     }
     [items release];
@@ -106,7 +106,7 @@ static void CleanUp(Token *token, CK_FUNCTION_LIST *p11, void *module) {
   [self setP11:nullptr];
   [self setSlotID:0];
   [self setSession:0];
-  initialized = 0;
+  __atomic_store_n(&initialized, CK_FALSE, __ATOMIC_RELAXED);
   [_driver release];
   [super dealloc];
 }

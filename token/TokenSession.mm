@@ -95,7 +95,7 @@ static NSData *ResultData(const CardResult &result, NSString *failure, NSError *
             algorithm:(TKTokenKeyAlgorithm *)algorithm {
   (void)session;
   os_log(OS_LOG_DEFAULT, "(BOOL) TKTokenKeyAlgorithm %s", algo_to_str(algorithm));
-  if (!initialized && !Reinitialise(self)) return NO;
+  if (!__atomic_load_n(&initialized, __ATOMIC_RELAXED) && !Reinitialise(self)) return NO;
   return KeySupports(self, operation, keyObjectID, algorithm);
 }
 
