@@ -59,7 +59,7 @@ check_lint_macos() {
 # The retain-count checker finds what it is there for, with the checks that everything else gets.
 check_leak_finder() {
   local log=$logs/leak-finder.log
-  clang-tidy-19 --quiet --checks="" --warnings-as-errors='*' tests/macos/testing/leak.mm -- \
+  clang-tidy-19 --quiet --checks="" --warnings-as-errors='*' tests/macos/leak.mm -- \
     -x objective-c++ -std=c++20 -fno-objc-arc --target=arm64-apple-macos11.0 \
     -isysroot "$macos_sdk" -isystem platform/include \
     >"$log" 2>&1 || true

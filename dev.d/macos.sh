@@ -122,16 +122,23 @@ build_macos_natively() {
   rm -rf "$folder"
 }
 
+# Builds the bundle; --accept takes what was built for what tests/macos expects, and shows what
+# changed.
 dev_macos() {
-  local argument
+  local argument accept=no
+  if [ "$*" = --accept ]; then
+    accept=yes
+    shift
+  fi
   for argument in "$@"; do
-    [[ $argument == -D* ]] || fail "usage: ./dev macos [-DNAME=VALUE...]"
+    [[ $argument == -D* ]] || fail "usage: ./dev macos [--accept | -DNAME=VALUE...]"
   done
   if [ "$(uname -s)" = Darwin ]; then
     build_macos_natively "$@"
   else
     dev_setup
     build_macos "$@"
+    [ "$accept" = no ] || python3 -B tests/macos/listing.py "$macos_build"
   fi
   say "build/macos: KelvrinToken.app, KelvrinToken.zip, bin/modulecheck; docs/macos.md goes on"
 }

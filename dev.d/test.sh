@@ -53,6 +53,7 @@ dev_test() {
   stage run_bench_once
   stage build_macos
   stage run_tests macos release
+  stage run_tests reproducible release
   stage run_tests sanitize
   stage run_tests tsan
   say "all stages took $SECONDS s"

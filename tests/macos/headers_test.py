@@ -5,6 +5,7 @@ import hashlib
 import os
 import pathlib
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -103,4 +104,4 @@ class HeadersTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(argv=sys.argv[:1])

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Builds the bundle and the download twice, in folders whose paths differ in length, and compares
 # what came out, byte by byte: with each other, and with what is about to be shipped.
-#   reproducible_test.sh SOURCE BUILD COMPARE
-# BUILD is where ./dev macos has left the bundle; COMPARE says what differs between two folders.
+#   reproducible_test.sh SOURCE BUILD
+# BUILD is where ./dev macos has left the bundle.
 set -euo pipefail
-[ $# -eq 3 ] || { echo "usage: reproducible_test.sh SOURCE BUILD COMPARE" >&2; exit 2; }
-source=$1 shipped=$2 compare=$3
+[ $# -eq 2 ] || { echo "usage: reproducible_test.sh SOURCE BUILD" >&2; exit 2; }
+source=$1 shipped=$2
 if [ ! -e "$shipped/KelvrinToken.zip" ]; then
   echo "there is no KelvrinToken.zip in $shipped: run ./dev macos first" >&2
   exit 1
@@ -39,11 +39,11 @@ short=$folder/a
 long=$folder/another/with-a-path/that-is-a-good-deal/longer-than-the-first
 build "$short"
 take "$shipped" "$folder/shipped"
-"$compare" "$short.result" "$folder/shipped" || {
+diff -r "$short.result" "$folder/shipped" || {
   echo "$shipped is not what the sources make; was it built with options, or changed since?" >&2
   exit 1
 }
 # Neither the place nor the time zone, the language or a user's wishes for zip may leave a trace.
 export TZ=Asia/Kathmandu LC_ALL=C ZIPOPT=-0
 build "$long"
-"$compare" "$short.result" "$long.result"
+diff -r "$short.result" "$long.result"

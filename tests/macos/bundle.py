@@ -1,0 +1,40 @@
+"""What the bundle holds beside code, as text: files, property lists, the adapter's configuration."""
+import os
+import plistlib
+
+
+def flat(value, path=""):
+    """The leaves of a property list, each with the keys that lead to it."""
+    if isinstance(value, dict):
+        for key in sorted(value):
+            yield from flat(value[key], f"{path}/{key}")
+    elif isinstance(value, list):
+        for number, member in enumerate(value):
+            yield from flat(member, f"{path}[{number}]")
+    else:
+        yield f"  {path} = {value!r}"
+
+
+def property_list(file):
+    return list(flat(plistlib.loads(file.read_bytes())))
+
+
+def configuration(file):
+    """The lines of the adapter's configuration that say something."""
+    lines = file.read_text(encoding="utf-8").splitlines()
+    return [f"  {line}" for line in lines if line and not line.startswith("#")]
+
+
+def listing(application):
+    """Every file, with a star when it may be run, and what a property list or configuration says."""
+    lines = []
+    for file in sorted(path for path in application.rglob("*")
+                       if path.is_symlink() or not path.is_dir()):
+        kind = " -> " + os.readlink(file) if file.is_symlink() else ""
+        runs = "" if file.suffix == ".dylib" or not os.access(file, os.X_OK) else " *"
+        lines.append(f"{file.relative_to(application)}{kind}{runs}")
+        if file.suffix == ".plist":
+            lines += property_list(file)
+        elif file.suffix == ".conf":
+            lines += configuration(file)
+    return "\n".join(lines) + "\n"
