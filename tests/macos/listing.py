@@ -40,9 +40,8 @@ def blocks(lines):
         if line.startswith(("Load command", "Section")):
             found.append({})
         elif found:
-            key, _, value = re.sub(r"^(time stamp|current version|compatibility version) ",
-                                   lambda match: match[1].replace(" ", "_") + " ",
-                                   line.strip()).partition(" ")
+            line = line.strip().replace("compatibility version", "compatibility_version")
+            key, _, value = line.partition(" ")
             found[-1].setdefault(key, re.sub(r" \(offset \d+\)$", "", value.strip()))
     return found
 
@@ -126,6 +125,8 @@ def slice_lines(path, architecture):
     yield from load_commands(path, architecture)
     yield from (" ".join(("import", *pair)).rstrip()
                 for pair in sorted(bound_pairs(path, architecture)))
+    yield from sorted({f"shared {line.split()[5]}" for line in objdump(
+        path, architecture, "--weak-bind") if line.startswith("__")})
     yield from (f"export {line.split()[1]}" for line in sorted(
         objdump(path, architecture, "--exports-trie")) if line.startswith("0x"))
     for line in objective_c(path, architecture):
