@@ -2,23 +2,18 @@
 
 Every tool on the tests' PATH that Linux lacks runs this file, with its own name in KELVRIN_TOOL.
 KELVRIN_FAKES names a folder with plan.json, which says what fails, and calls.jsonl, where each call
-becomes a line.
+becomes a line. It is started so often that it imports only what a tool needs.
 """
-
+# pylint: disable=import-outside-toplevel
 import json
 import os
-import plistlib
-import re
-import shutil
-import stat
 import sys
-import zipfile
 
 FOLDER = os.environ["KELVRIN_FAKES"]
 TOOL = os.environ["KELVRIN_TOOL"]
 ARGUMENTS = sys.argv[1:]
-with open(os.path.join(FOLDER, "plan.json"), encoding="utf-8") as file:
-    PLAN = json.load(file)
+with open(os.path.join(FOLDER, "plan.json"), encoding="utf-8") as plan:
+    PLAN = json.load(plan)
 
 
 def note(**more):
@@ -30,27 +25,39 @@ def value_of(option):
     return ARGUMENTS[ARGUMENTS.index(option) + 1]
 
 
+def read_plist(path):
+    import plistlib
+    with open(path, "rb") as file:
+        return plistlib.load(file)
+
+
+def write_plist(path, contents):
+    import plistlib
+    with open(path, "wb") as file:
+        plistlib.dump(contents, file)
+
+
+def write(path, text, mode="w"):
+    with open(path, mode, encoding="utf-8") as file:
+        file.write(text)
+
+
 def codesign():
     path = ARGUMENTS[-1]
-    if "--verify" in ARGUMENTS:
+    if "--sign" not in ARGUMENTS:
         note()
+        if "--display" in ARGUMENTS:
+            authority = PLAN.get("authority", "Developer ID Application: Ann Example (ABCDE12345)")
+            print("Signature=adhoc" if PLAN.get("adhoc") else f"Authority={authority}",
+                  file=sys.stderr)
         return
-    if "--display" in ARGUMENTS:
-        note()
-        authority = PLAN.get("authority", "Developer ID Application: Ann Example (ABCDE12345)")
-        print("Signature=adhoc" if PLAN.get("adhoc") else f"Authority={authority}", file=sys.stderr)
-        return
-    entitlements = None
-    if "--entitlements" in ARGUMENTS:
-        with open(value_of("--entitlements"), "rb") as given:
-            entitlements = plistlib.load(given)
+    entitlements = "--entitlements" in ARGUMENTS and read_plist(value_of("--entitlements")) or None
     note(entitlements=entitlements)
     if os.path.isdir(path):
         seal = os.path.join(path, "Contents", "_CodeSignature")
         os.makedirs(seal, exist_ok=True)
         path = os.path.join(seal, "CodeResources")
-    with open(path, "ab") as signed:
-        signed.write(b"signed")
+    write(path, "signed", "a")
 
 
 def security():
@@ -71,53 +78,45 @@ def xcrun():
     if ARGUMENTS[:2] == ["notarytool", "log"]:
         print("the log says why")
     if ARGUMENTS[:2] == ["stapler", "staple"] and os.path.isdir(ARGUMENTS[2]):
-        open(os.path.join(ARGUMENTS[2], "Contents", "CodeResources"), "w").close()
+        write(os.path.join(ARGUMENTS[2], "Contents", "CodeResources"), "")
 
 
 def ditto():
     note()
     source, target = ARGUMENTS[-2:]
-    if "-c" not in ARGUMENTS:
-        shutil.copytree(source, target, symlinks=True, dirs_exist_ok=True)
+    if "-c" in ARGUMENTS:
+        write(target, f"archive of {source}")
         return
-    with zipfile.ZipFile(target, "w") as archive:
-        archive.write(source, os.path.basename(source))
+    import shutil
+    shutil.copytree(source, target, symlinks=True, dirs_exist_ok=True)
 
 
 def pkgbuild():
     if "--analyze" in ARGUMENTS:
         note()
-        components = [{"BundleIsRelocatable": True,
-                       "RootRelativeBundlePath": os.listdir(value_of("--root"))[0]}]
-        with open(ARGUMENTS[-1], "wb") as output:
-            plistlib.dump(components, output)
+        write_plist(ARGUMENTS[-1], [{"BundleIsRelocatable": True,
+                                     "RootRelativeBundlePath": os.listdir(value_of("--root"))[0]}])
         return
-    with open(value_of("--component-plist"), "rb") as given:
-        note(components=plistlib.load(given), root=os.listdir(value_of("--root")))
-    with open(ARGUMENTS[-1], "w", encoding="utf-8") as output:
-        output.write("component")
+    note(components=read_plist(value_of("--component-plist")), root=os.listdir(value_of("--root")))
+    write(ARGUMENTS[-1], "component")
 
 
 def productbuild():
     note()
-    with open(ARGUMENTS[-1], "w", encoding="utf-8") as output:
-        output.write("product")
+    write(ARGUMENTS[-1], "product")
 
 
 def plutil():
     note()
-    with open(ARGUMENTS[-1], "rb") as given:
-        contents = plistlib.load(given)
+    contents = read_plist(ARGUMENTS[-1])
     if ARGUMENTS[0] != "-replace":
         return
-    keys = ARGUMENTS[1].split(".")
-    value = ARGUMENTS[3] if ARGUMENTS[2] == "-string" else ARGUMENTS[3] == "YES"
+    *keys, last = ARGUMENTS[1].split(".")
     place = contents
-    for key in keys[:-1]:
+    for key in keys:
         place = place[int(key)]
-    place[keys[-1]] = value
-    with open(ARGUMENTS[-1], "wb") as output:
-        plistlib.dump(contents, output)
+    place[last] = ARGUMENTS[3] if ARGUMENTS[2] == "-string" else ARGUMENTS[3] == "YES"
+    write_plist(ARGUMENTS[-1], contents)
 
 
 def xattr():
@@ -125,16 +124,8 @@ def xattr():
     for folder, _, files in os.walk(ARGUMENTS[-1]):
         for name in files:
             path = os.path.join(folder, name)
-            if not os.stat(path).st_mode & stat.S_IWUSR:
+            if not os.stat(path).st_mode & 0o200:
                 sys.exit(f"xattr: [Errno 13] Permission denied: '{path}'")
-
-
-def uname():
-    print(PLAN.get("system", "Darwin"))
-
-
-def identity():
-    print(PLAN.get("user", 501))
 
 
 def sudo():
@@ -144,15 +135,17 @@ def sudo():
 
 def fails():
     """Whether the plan has this call fail: by patterns for the whole line."""
+    import re
     line = " ".join([TOOL, *ARGUMENTS])
-    return any(re.search(pattern, line) for pattern in PLAN.get("fail", []))
+    return any(re.search(pattern, line) for pattern in PLAN["fail"])
 
 
-if fails():
+if PLAN.get("fail") and fails():
     note(failed=True)
     print(f"{TOOL}: a reason of its own", file=sys.stderr)
     sys.exit(1)
 special = {"codesign": codesign, "security": security, "xcrun": xcrun, "ditto": ditto,
-           "pkgbuild": pkgbuild, "productbuild": productbuild, "plutil": plutil, "uname": uname,
-           "id": identity, "sudo": sudo, "xattr": xattr}
+           "pkgbuild": pkgbuild, "productbuild": productbuild, "plutil": plutil, "sudo": sudo,
+           "xattr": xattr, "uname": lambda: print(PLAN.get("system", "Darwin")),
+           "id": lambda: print(PLAN.get("user", 501))}
 special.get(TOOL, note)()

@@ -59,7 +59,7 @@ class PackagingTest(unittest.TestCase):
         for tool in MAC_TOOLS:
             self.path.joinpath(tool).write_text(
                 f"#!{shutil.which('bash')}\n"
-                f"KELVRIN_TOOL={tool} exec '{sys.executable}' -B '{fake}' \"$@\"\n",
+                f"KELVRIN_TOOL={tool} exec '{sys.executable}' -I -S -B '{fake}' \"$@\"\n",
                 encoding="utf-8")
             self.path.joinpath(tool).chmod(0o755)
         self.plan = {"identities": [IDENTITY]}
@@ -95,9 +95,6 @@ class PackagingTest(unittest.TestCase):
 
     def without(self, tool):
         (self.path / tool).rename(self.fakes / tool)
-
-    def with_again(self, tool):
-        (self.fakes / tool).rename(self.path / tool)
 
     def refuse_mv(self):
         """Has mv fail, as it does where the system guards the applications."""
@@ -138,6 +135,14 @@ class PackagingTest(unittest.TestCase):
                             for line in self.errors.splitlines()), self.errors)
         self.assertEqual(self.snapshot(), before)
 
+    def expect_missing_tools(self, tools, refused):
+        """Expects a refusal for want of each of the tools, from a function that takes its text."""
+        for tool in tools:
+            with self.subTest(tool):
+                self.without(tool)
+                refused(f"there is no '{tool}' here")
+                (self.fakes / tool).rename(self.path / tool)
+
     def calls(self, tool=None):
         """The calls so far, of one tool or of all."""
         log = self.fakes / "calls.jsonl"
@@ -151,7 +156,3 @@ class PackagingTest(unittest.TestCase):
         folder = self.app.parent
         return {str(path.relative_to(folder)): path.read_bytes() if path.is_file() else None
                 for path in folder.rglob("*")}
-
-
-def main():
-    unittest.main(verbosity=2)

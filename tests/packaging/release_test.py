@@ -32,7 +32,9 @@ class NotariseTest(ReleaseTest):
         return ("notarise.sh", "--app", self.app, "--profile", "my profile")
 
     def test_submits_an_archive_staples_the_ticket_and_asks_the_system(self):
+        before = sorted(self.folder.iterdir())
         self.expect_success(*self.arguments())
+        self.assertEqual(sorted(self.folder.iterdir()), before)
         self.assertEqual(self.steps(), [
             "codesign --verify", "codesign --display", "ditto -c", "xcrun notarytool",
             "xcrun stapler", "xcrun stapler", "spctl --assess"])
@@ -47,24 +49,14 @@ class NotariseTest(ReleaseTest):
         self.assertEqual(self.lines("spctl"), [f"--assess --type execute --verbose {self.app}"])
         self.assertTrue((self.app / "Contents" / "CodeResources").exists())
 
-    def test_leaves_no_archive_behind(self):
-        before = sorted(self.folder.iterdir())
-        self.expect_success(*self.arguments())
-        self.assertEqual(sorted(self.folder.iterdir()), before)
-
     def test_what_the_service_refuses_is_told_with_its_log_and_not_stapled(self):
         self.plan["notary"] = "Invalid"
-        self.expect_failure("did not accept KelvrinToken.app.zip: Invalid", *self.arguments())
-        self.assertIn("the log says why", self.errors)
+        for self.plan["notary_exit"] in (0, 1):
+            self.expect_failure("did not accept KelvrinToken.app.zip: Invalid", *self.arguments())
+            self.assertIn("the log says why", self.errors)
+            self.assertNotIn("store-credentials", self.errors)
         self.assertIn("notarytool log 4711-id --keychain-profile my profile", self.lines("xcrun"))
         self.assertNotIn("stapler staple", "".join(self.lines("xcrun")))
-
-    def test_a_refusal_that_the_tool_fails_with_is_told_in_the_same_way(self):
-        self.plan["notary"] = "Invalid"
-        self.plan["notary_exit"] = 1
-        self.expect_failure("did not accept KelvrinToken.app.zip: Invalid", *self.arguments())
-        self.assertIn("the log says why", self.errors)
-        self.assertNotIn("store-credentials", self.errors)
 
     def test_failures_of_the_tools(self):
         for pattern, text in (("^codesign --verify", "is not signed"),
@@ -75,40 +67,31 @@ class NotariseTest(ReleaseTest):
             with self.subTest(pattern):
                 self.plan["fail"] = [pattern]
                 self.expect_failure(text, *self.arguments())
-
-    def test_a_system_that_refuses_all_the_same(self):
+        # The ticket is on the application by then.
         for pattern, text in (("^xcrun stapler validate", "is not valid"),
                               ("^spctl", "the system would refuse")):
             self.plan["fail"] = [pattern]
             self.assertEqual(self.run_script(*self.arguments()), 1)
             self.assertIn(text, self.errors)
 
-    def test_an_application_signed_for_one_mac(self):
+    def test_an_application_that_the_service_would_refuse(self):
         self.plan["adhoc"] = True
         self.expect_failure("is signed for this machine only", *self.arguments())
-
-    def test_an_application_that_the_service_would_refuse(self):
+        self.plan["adhoc"] = False
         for authority in ("Apple Development: Ann Example (XYZ)", "My own certificate"):
             self.plan["authority"] = authority
             self.expect_failure("is not signed by a Developer ID Application identity",
                                 *self.arguments())
         self.assertEqual([line for line in self.lines("xcrun") if "submit" in line], [])
-
-    def test_missing_tools(self):
-        for tool in ("spctl", "ditto", "codesign"):
-            self.without(tool)
-            self.expect_failure(f"there is no '{tool}' here", *self.arguments())
-            self.with_again(tool)
-        self.plan["not_in_xcode"] = ["stapler"]
-        self.expect_failure("xcrun finds no 'stapler'", *self.arguments())
-        self.plan["not_in_xcode"] = ["notarytool"]
-        self.expect_failure("xcrun finds no 'notarytool'", *self.arguments())
-        self.without("xcrun")
-        self.expect_failure("there is no 'xcrun' here", *self.arguments())
-
-    def test_no_such_application(self):
         self.expect_failure("there is no application", "notarise.sh", "--profile", "p",
                             "--app", self.folder / "No.app")
+
+    def test_missing_tools(self):
+        self.expect_missing_tools(("spctl", "ditto", "codesign", "xcrun"),
+                                  lambda text: self.expect_failure(text, *self.arguments()))
+        for tool in ("stapler", "notarytool"):
+            self.plan["not_in_xcode"] = [tool]
+            self.expect_failure(f"xcrun finds no '{tool}'", *self.arguments())
 
 
 class PackageTest(ReleaseTest):
@@ -123,30 +106,21 @@ class PackageTest(ReleaseTest):
         product = self.calls("productbuild")[0]["arguments"]
         self.assertEqual(product[:2], ["--package", build["arguments"][-1]])
         self.assertEqual(product[2:5], ["--sign", INSTALLER, "--timestamp"])
-
-    def test_the_installer_may_not_choose_another_place(self):
-        self.expect_success(*self.package_arguments())
-        self.assertEqual(self.calls("pkgbuild")[1]["components"],
-                         [{"BundleIsRelocatable": False,
-                           "RootRelativeBundlePath": "KelvrinToken.app"}])
-
-    def test_is_not_notarised_unless_a_profile_is_given(self):
-        self.expect_success(*self.package_arguments())
-        self.assertEqual(self.calls("xcrun") + self.calls("spctl"), [])
+        # The installer may not choose another place.
+        self.assertEqual(build["components"], [{"BundleIsRelocatable": False,
+                                                "RootRelativeBundlePath": "KelvrinToken.app"}])
+        self.assertEqual(self.calls("xcrun") + self.calls("spctl"), [], "notarised unasked")
 
     def test_is_notarised_and_stapled_before_it_appears(self):
-        self.expect_success(*self.package_arguments("--profile", "mine"))
+        self.expect_success(*self.package_arguments("--profile", "mine", "--keychain", "my.keychain"))
         product = self.calls("productbuild")[0]["arguments"][-1]
         self.assertEqual(
             [line for line in self.lines("xcrun") if "--find" not in line],
             [f"notarytool submit {product} --keychain-profile mine --wait --output-format json",
              f"stapler staple {product}", f"stapler validate {product}"])
         self.assertEqual(self.lines("spctl"), [f"--assess --type install --verbose {product}"])
-
-    def test_takes_the_keychain_that_it_is_told(self):
-        self.expect_success(*self.package_arguments("--keychain", "mine.keychain"))
-        self.assertIn("--keychain mine.keychain", self.lines("productbuild")[0])
-        self.assertEqual(self.lines("security"), ["find-identity -p basic mine.keychain"])
+        self.assertIn("--keychain my.keychain", self.lines("productbuild")[0])
+        self.assertEqual(self.lines("security"), ["find-identity -p basic my.keychain"])
 
     def test_an_earlier_package_is_replaced_only_by_a_whole_one(self):
         self.package.write_text("earlier")
@@ -163,33 +137,29 @@ class PackageTest(ReleaseTest):
         self.expect_success(*self.package_arguments("--profile", "p"))
         self.assertEqual(self.package.read_text(), "product")
         self.assertEqual(list(self.package.parent.iterdir()), [self.package])
-
-    def test_a_package_with_the_components_own_name(self):
-        self.package = self.package.with_name("component.pkg")
+        self.package = self.package.with_name("component.pkg")  # as the script calls a part
         self.expect_success(*self.package_arguments())
         self.assertEqual(self.package.read_text(), "product")
 
     def test_missing_tools(self):
-        for tool in ("codesign", "ditto", "pkgbuild", "plutil", "productbuild", "security"):
-            with self.subTest(tool):
-                self.without(tool)
-                self.expect_failure(f"there is no '{tool}' here", *self.package_arguments())
-                self.with_again(tool)
+        self.expect_missing_tools(
+            ("codesign", "ditto", "pkgbuild", "plutil", "productbuild", "security"),
+            lambda text: self.expect_failure(text, *self.package_arguments()))
         self.without("spctl")
         self.expect_failure("there is no 'spctl' here", *self.package_arguments("--profile", "p"))
 
     def test_refuses_what_cannot_become_a_package(self):
-        self.plan["fail"] = ["^codesign --verify"]
-        self.expect_failure("run sign.sh first", *self.package_arguments())
-        self.plan["fail"] = []
-        self.plan["adhoc"] = True
-        self.expect_failure("for this machine only", *self.package_arguments())
-        self.plan["adhoc"] = False
-        self.plan["authority"] = "Apple Development: Ann Example (XYZ)"
-        self.expect_failure("Developer ID Application", *self.package_arguments())
-        self.plan["authority"] = fixture.IDENTITY
-        self.plan["identities"] = [fixture.IDENTITY]
-        self.expect_failure("there is no identity", *self.package_arguments())
+        for key, value, text in (
+                ("fail", ["^codesign --verify"], "run sign.sh first"),
+                ("adhoc", True, "for this machine only"),
+                ("authority", "Apple Development: Ann Example (XYZ)", "Developer ID Application"),
+                ("identities", [fixture.IDENTITY], "there is no identity")):
+            with self.subTest(text):
+                plan, self.plan = self.plan, self.plan | {key: value}
+                self.expect_failure(text, *self.package_arguments())
+                self.plan = plan
+        self.expect_failure("for one Mac alone", "make-pkg.sh", "--app", self.app,
+                            "--identity", "-", "--output", self.package, status=2)
         self.package = self.folder / "nowhere" / "a.pkg"
         self.expect_failure("there is no folder", *self.package_arguments())
         self.package = self.folder / "folder.pkg"
@@ -199,10 +169,6 @@ class PackageTest(ReleaseTest):
     def test_refuses_an_application_without_version(self):
         fixture.write_plist(self.app / "Contents" / "Info.plist", CFBundleIdentifier="a.b")
         self.expect_failure("has no text for CFBundleShortVersionString", *self.package_arguments())
-
-    def test_a_package_cannot_be_signed_ad_hoc(self):
-        self.expect_failure("for one Mac alone", "make-pkg.sh", "--app", self.app,
-                            "--identity", "-", "--output", self.package, status=2)
 
 
 if __name__ == "__main__":
