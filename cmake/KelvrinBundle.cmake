@@ -28,8 +28,8 @@ function(kelvrin_macos_link target)
   set_property(TARGET ${target} PROPERTY BUILD_WITH_INSTALL_RPATH ON)
 endfunction()
 
-# Takes the local symbols out. Stripping signs anew under the file's own name, so that two builds are
-# the same.
+# Takes the local symbols out. Stripping signs anew under the file's own name, so that two builds
+# are the same.
 function(kelvrin_macos_strip target)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_STRIP} -x $<TARGET_FILE:${target}> VERBATIM)

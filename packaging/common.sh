@@ -3,7 +3,8 @@
 # shellcheck shell=bash
 
 program=${0##*/}
-# shellcheck disable=SC2034 # used by the scripts: the adapter's name, and the second one that leads to it
+# The adapter's name, and the second one that leads to it.
+# shellcheck disable=SC2034 # used by the scripts
 adapter=libpkcs11qarn_Lindel_PCSC second_name=libpkcs11qarn_Vumo_PCSC
 unset CDPATH
 

@@ -61,7 +61,7 @@ lower() { printf '%s' "$1" | LC_ALL=C tr '[:upper:]' '[:lower:]'; }
 is_own_name() {
   local name own
   name=$(lower "$1")
-  for own in config.plist de.lproj en.lproj "$adapter.dylib" "$adapter.conf" "$second_name.dylib"; do
+  for own in config.plist {de,en}.lproj "$adapter".{dylib,conf} "$second_name.dylib"; do
     [ "$name" != "$(lower "$own")" ] || return 0
   done
   return 1

@@ -1,6 +1,6 @@
-# The PKCS#11 modules of the extension's bundle: under the first resource name the adapter, which has
-# a configuration beside it and the module behind it, or a module that needs no adapter; under the
-# second an empty library that re-exports the first.
+# The PKCS#11 modules of the extension's bundle: under the first resource name the adapter, which
+# has a configuration beside it and the module behind it, or a module that needs no adapter; under
+# the second an empty library that re-exports the first.
 include_guard()
 
 set(KELVRIN_MODULE_IN_PLACE OFF CACHE BOOL

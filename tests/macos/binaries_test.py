@@ -86,7 +86,8 @@ class SpoiledTest(unittest.TestCase):
              "+arm64|   - initWithToken: @24@0:8q16"])
 
     def test_another_export(self):
-        self.assertEqual(self.changes("second_name", b"_kelvrin_second_name", b"_kelvrin_second_nome"),
+        changes = self.changes("second_name", b"_kelvrin_second_name", b"_kelvrin_second_nome")
+        self.assertEqual(changes,
                          ["-export _kelvrin_second_name", "+export _kelvrin_second_nome"])
 
     def test_another_entry(self):

@@ -1,4 +1,4 @@
-"""What the bundle holds beside code, as text: files, property lists, the adapter's configuration."""
+"""What the bundle holds beside code, as text."""
 import os
 import plistlib
 
@@ -26,7 +26,7 @@ def configuration(file):
 
 
 def listing(application):
-    """Every file, with a star when it may be run, and what a property list or configuration says."""
+    """Every file, with a star when it may be run; what property lists and configurations say."""
     lines = []
     for file in sorted(path for path in application.rglob("*")
                        if path.is_symlink() or not path.is_dir()):

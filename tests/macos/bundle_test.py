@@ -103,8 +103,9 @@ class OptionsTest(unittest.TestCase):
     def test_identifiers_of_ones_own_and_a_readers_name_with_letters_that_xml_reserves(self):
         name = 'Müller & <Söhne> "1"'
         self.assertEqual(
-            self.changes("-DKELVRIN_APPLICATION_ID=com.example.app", f"-DKELVRIN_READER_NAME={name}",
-                         "-DKELVRIN_EXTENSION_ID=com.example.app.token"),
+            self.changes("-DKELVRIN_APPLICATION_ID=com.example.app",
+                         "-DKELVRIN_EXTENSION_ID=com.example.app.token",
+                         f"-DKELVRIN_READER_NAME={name}"),
             ["/CFBundleIdentifier = 'com.example.app'",
              "/CFBundleIdentifier = 'com.example.app.token'",
              "/NSExtension/NSExtensionAttributes/com.apple.ctk.class-id = 'com.example.app.token'",

@@ -20,8 +20,8 @@ def compile_beside(platform, target):
     """What the compiler says about the headers below a folder like platform/."""
     result = subprocess.run(
         ["clang++-19", f"--target={target}", "-isysroot", SDK, "-I", platform / "include",
-         "-iframework", platform / FRAMEWORKS, "-std=c++20", "-fobjc-weak", "-fsyntax-only", "-Wall",
-         "-Woverriding-method-mismatch", "-Werror", SOURCE / "tests/macos/declarations.mm"],
+         "-iframework", platform / FRAMEWORKS, "-std=c++20", "-fobjc-weak", "-fsyntax-only",
+         "-Wall", "-Woverriding-method-mismatch", "-Werror", SOURCE / "tests/macos/declarations.mm"],
         env={"PATH": "/usr/bin:/bin"}, capture_output=True, text=True, check=False)
     return result.stderr
 

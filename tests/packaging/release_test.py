@@ -112,7 +112,8 @@ class PackageTest(ReleaseTest):
         self.assertEqual(self.calls("xcrun") + self.calls("spctl"), [], "notarised unasked")
 
     def test_is_notarised_and_stapled_before_it_appears(self):
-        self.expect_success(*self.package_arguments("--profile", "mine", "--keychain", "my.keychain"))
+        self.expect_success(
+            *self.package_arguments("--profile", "mine", "--keychain", "my.keychain"))
         product = self.calls("productbuild")[0]["arguments"][-1]
         self.assertEqual(
             [line for line in self.lines("xcrun") if "--find" not in line],

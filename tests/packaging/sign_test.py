@@ -115,7 +115,8 @@ class SignTest(fixture.PackagingTest):
 
 class SignFailureTest(fixture.PackagingTest):
     def refused(self, text, *more, identity=IDENTITY, app=None):
-        self.expect_failure(text, "sign.sh", "--app", app or self.app, "--identity", identity, *more)
+        self.expect_failure(text, "sign.sh", "--app", app or self.app, "--identity", identity,
+                            *more)
 
     def test_a_tool_that_fails(self):
         for pattern, text in (
