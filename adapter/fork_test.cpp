@@ -28,7 +28,7 @@ bool GoesWellInChild(const Body& body) {
   return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-void ExpectNothingIsInitialised(CK_FUNCTION_LIST* p11) {
+void ExpectTheListIsFresh(CK_FUNCTION_LIST* p11) {
   EXPECT_EQ(EntriesThatDoNotSayNotInitialised(p11), std::vector<std::string>());
 }
 
@@ -36,7 +36,7 @@ class ForkTest : public CopiesTest {
  protected:
   // What a child can do with a copy: it finds nothing, initialises and signs.
   void ExpectFreshStart(CK_FUNCTION_LIST* p11) const {
-    ExpectNothingIsInitialised(p11);
+    ExpectTheListIsFresh(p11);
     Card card(p11);
     BringUp(&card);
     EXPECT_TRUE(Signs(card));
@@ -49,7 +49,7 @@ class ForkTest : public CopiesTest {
 TEST_F(ForkTest, ChildFindsNothingInitialised) {
   BringUp(&card_);
   EXPECT_TRUE(GoesWellInChild([&] {
-    ExpectNothingIsInitialised(card_.p11);
+    ExpectTheListIsFresh(card_.p11);
     EXPECT_EQ(card_.SignInit(CKM_ECDSA, 1), CKR_CRYPTOKI_NOT_INITIALIZED);
     CK_FUNCTION_LIST* list = nullptr;
     EXPECT_EQ(card_.p11->C_GetFunctionList(&list), CKR_OK);
@@ -62,7 +62,7 @@ TEST_F(ForkTest, ChildThatOnlyLooksLeavesTheModuleAlone) {
   BringUp(&card_);
   EXPECT_TRUE(GoesWellInChild([&] {
     watch_.behind = nullptr;  // any call would crash
-    ExpectNothingIsInitialised(card_.p11);
+    ExpectTheListIsFresh(card_.p11);
   }));
 }
 
@@ -79,7 +79,7 @@ TEST_F(ForkTest, ChildOfAParentThatNeverInitialisedFinalisesWhatItInitialised) {
     EXPECT_EQ(card_.p11->C_Finalize(nullptr), CKR_OK);
     EXPECT_EQ(watch_.finalised, 1);
   }));
-  ExpectNothingIsInitialised(card_.p11);
+  ExpectTheListIsFresh(card_.p11);
 }
 
 TEST_F(ForkTest, GrandchildStartsAfreshToo) {
@@ -87,7 +87,7 @@ TEST_F(ForkTest, GrandchildStartsAfreshToo) {
   EXPECT_TRUE(GoesWellInChild([&] {
     ExpectFreshStart(card_.p11);
     EXPECT_TRUE(GoesWellInChild([&] { ExpectFreshStart(card_.p11); }));
-    ExpectNothingIsInitialised(Load("libLater"));
+    ExpectTheListIsFresh(Load("libLater"));
   }));
   EXPECT_TRUE(
       GoesWellInChild([&] { EXPECT_TRUE(GoesWellInChild([&] { ExpectFreshStart(card_.p11); })); }));
@@ -123,7 +123,7 @@ TEST_F(ForkTest, ForksWhileAnotherThreadSignsAreSafeForBoth) {
     while (!is_done) EXPECT_TRUE(Signs(card_));
   });
   for (int round = 0; round < 20; ++round) {
-    EXPECT_TRUE(GoesWellInChild([&] { ExpectNothingIsInitialised(card_.p11); }));
+    EXPECT_TRUE(GoesWellInChild([&] { ExpectTheListIsFresh(card_.p11); }));
   }
   is_done = true;
   signer.join();
@@ -135,9 +135,7 @@ std::atomic<bool> went_well = false;
 TEST_F(ForkTest, ModuleThatForksInTheMidstOfACallFindsNothingInitialisedInTheChild) {
   BringUp(&card_);
   forking_list = card_.p11;
-  watch_.on_sign = [] {
-    went_well = GoesWellInChild([] { ExpectNothingIsInitialised(forking_list); });
-  };
+  watch_.on_sign = [] { went_well = GoesWellInChild([] { ExpectTheListIsFresh(forking_list); }); };
   EXPECT_TRUE(Signs(card_));
   EXPECT_TRUE(went_well);
 }
@@ -147,8 +145,8 @@ TEST_F(ForkTest, CopiesCountTogetherInTheChildToo) {
   BringUp(&card_);
   BringUp(&other);
   EXPECT_TRUE(GoesWellInChild([&] {
-    ExpectNothingIsInitialised(card_.p11);
-    ExpectNothingIsInitialised(other.p11);
+    ExpectTheListIsFresh(card_.p11);
+    ExpectTheListIsFresh(other.p11);
     BringUp(&other);
     BringUp(&card_);
     EXPECT_EQ(watch_.initialised, 2);  // the parent's, and one here

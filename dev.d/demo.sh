@@ -23,8 +23,8 @@ make_demo_card() {
   rm -rf "$demo"
   mkdir -p "$demo"
   quietly make-card tests/card/make-card "$demo/card" --label "4711 0815"
-  cp -R build/release/KelvrinToken.appex "$demo/"
-  ln -s "$root/build/release/bin/tokenhost" "$demo/tokenhost"
+  cp -R "build/$demo_tree/KelvrinToken.appex" "$demo/"
+  ln -s "$root/build/$demo_tree/bin/tokenhost" "$demo/tokenhost"
   echo "A message that only the card's owner can have signed." >"$demo/message"
 }
 
@@ -64,10 +64,19 @@ demo_refused() {
   sed -n 's/^tokenhost: /   /p' "$demo/error"
 }
 
+# dev_demo [TREE]: over the tree of that preset; another one than `release` has a card of its own.
 dev_demo() {
-  [ $# -eq 0 ] || fail "usage: ./dev demo"
+  demo_tree=${1:-release}
+  case $#-$demo_tree in
+    [01]-release) ;;
+    1-sanitize)
+      demo=$root/build/sanitize/demo
+      export LSAN_OPTIONS=suppressions=$root/tests/lsan.supp:print_suppressions=0
+      ;;
+    *) fail "usage: ./dev demo [release|sanitize]" ;;
+  esac
   dev_setup
-  build_preset release tokenhost bundle
+  build_preset "$demo_tree" tokenhost bundle
   make_demo_card
   say "inserting the card; its keychain items:"
   demo_pin list

@@ -19,7 +19,7 @@ namespace {
 template <typename T>
 using Owned = std::unique_ptr<T, void (*)(T*)>;
 
-const std::pair<std::string, std::string> kIsCa = {"basicConstraints", "critical,CA:TRUE"};
+const std::pair<std::string, std::string> kIsAnAuthority = {"basicConstraints", "critical,CA:TRUE"};
 
 // A certificate of every kind that tests can make.
 std::vector<CertificateWish> Wishes() {
@@ -27,17 +27,17 @@ std::vector<CertificateWish> Wishes() {
       {.key = "RSA"},
       {.key = "RSA", .version = 1},
       {.key = "RSA", .extensions = {{"basicConstraints", "CA:TRUE,pathlen:0"}}},
-      {.key = "RSA", .extensions = {kIsCa, {"keyUsage", "critical,keyCertSign,cRLSign"}}},
+      {.key = "RSA", .extensions = {kIsAnAuthority, {"keyUsage", "critical,keyCertSign,cRLSign"}}},
       {.version = 1},
-      {.extensions = {kIsCa, kIsCa, {"keyUsage", "keyCertSign"}}},
-      {.extensions = {kIsCa, {"keyUsage", "keyCertSign"}, {"keyUsage", "keyCertSign"}}},
+      {.extensions = {kIsAnAuthority, kIsAnAuthority, {"keyUsage", "keyCertSign"}}},
+      {.extensions = {kIsAnAuthority, {"keyUsage", "keyCertSign"}, {"keyUsage", "keyCertSign"}}},
       {.extensions = {{"keyUsage", "critical,digitalSignature,nonRepudiation"},
                       {"extendedKeyUsage", "clientAuth,emailProtection"},
                       {"subjectAltName", "email:someone@example.org"}}},
       {.key = "ED25519"}};
   for (const char* curve :
        {"P-256", "P-384", "P-521", "secp256k1", "brainpoolP256r1", "brainpoolP384r1"}) {
-    wishes.push_back({.key = curve, .extensions = {kIsCa, {"keyUsage", "keyCertSign"}}});
+    wishes.push_back({.key = curve, .extensions = {kIsAnAuthority, {"keyUsage", "keyCertSign"}}});
   }
   for (const char* usage : {"digitalSignature", "keyCertSign", "keyCertSign,keyAgreement",
                             "keyCertSign,decipherOnly", "cRLSign"}) {

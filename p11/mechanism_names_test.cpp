@@ -10,7 +10,7 @@
 
 namespace {
 
-const std::map<CK_MECHANISM_TYPE, std::string> kNames = {
+const std::map<CK_MECHANISM_TYPE, std::string> kMechanismNames = {
     {0x0, "CKM_RSA_PKCS_KEY_PAIR_GEN"},
     {0x1, "CKM_RSA_PKCS"},
     {0x2, "CKM_RSA_9796"},
@@ -80,13 +80,14 @@ std::string NameOf(CK_MECHANISM_TYPE mechanism) {
 }
 
 TEST(MechanismNames, CoverFiftySevenTypes) {
-  EXPECT_EQ(kNames.size(), 57u);
-  for (const auto& [mechanism, name] : kNames) EXPECT_EQ(NameOf(mechanism), name) << mechanism;
+  EXPECT_EQ(kMechanismNames.size(), 57u);
+  for (const auto& [mechanism, name] : kMechanismNames)
+    EXPECT_EQ(NameOf(mechanism), name) << mechanism;
 }
 
 TEST(MechanismNames, EveryOtherTypeIsUnknown) {
   for (CK_MECHANISM_TYPE mechanism = 0; mechanism < 0x4000; ++mechanism) {
-    if (kNames.count(mechanism) == 0) ASSERT_EQ(NameOf(mechanism), "Unknown") << mechanism;
+    if (kMechanismNames.count(mechanism) == 0) ASSERT_EQ(NameOf(mechanism), "Unknown") << mechanism;
   }
   for (CK_MECHANISM_TYPE mechanism : {0x80000000ul, 0x80000001ul, 0x100000001ul, ~0ul}) {
     EXPECT_EQ(NameOf(mechanism), "Unknown") << mechanism;

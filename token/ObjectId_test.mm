@@ -137,41 +137,24 @@ TEST_F(ObjectIdTest, The513thByteOverwritesTheLowByteOfTheLength) {
   EXPECT_EQ(Front(most, 511), From1(none, 511));
 }
 
-TEST_F(ObjectIdTest, TwoBytesTooManyOverwriteTheWholeOfASmallLength) {
-  const Bytes bytes = ObjectIdWithTail({0x03, 0x00});
-  const ObjectIdBuffer record = dataToId(Data(bytes));
-  EXPECT_EQ(record.length, 2u);
-  EXPECT_EQ(Id(record), From1(bytes, 2));
-}
-
-TEST_F(ObjectIdTest, The519thByteOverwritesAllButTheHighestByteOfTheLength) {
-  const ObjectIdBuffer record =
-      dataToId(Data(ObjectIdWithTail({0x05, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01})));
-  EXPECT_EQ(record.length, 0x01000000000005u - 1);
-  EXPECT_EQ(Front(record, 511), From1(Counting(512), 511));
-}
-
-TEST_F(ObjectIdTest, The520thByteOverwritesTheHighestByteOfTheLength) {
-  const ObjectIdBuffer record =
-      dataToId(Data(ObjectIdWithTail({0x05, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x80})));
-  EXPECT_EQ(record.length, 0x8000000000000005u - 1);
-  EXPECT_EQ(Front(record, 511), From1(Counting(512), 511));
-}
-
-TEST_F(ObjectIdTest, LengthOverwrittenWithOneGivesAnEmptyId) {
-  EXPECT_EQ(dataToId(Data(ObjectIdWithTail({1, 0, 0, 0, 0, 0, 0, 0}))).length, 0u);
-}
-
-TEST_F(ObjectIdTest, LengthOverwrittenWithZeroLeavesTheBytesUnmoved) {
-  const ObjectIdBuffer record = dataToId(Data(ObjectIdWithTail(Bytes(8, 0))));
-  EXPECT_EQ(record.length, 0u);
-  EXPECT_EQ(Front(record, 512), Counting(512));
-}
-
-TEST_F(ObjectIdTest, LengthOverwrittenWithTheLargestNumberKeepsTheMoveInsideTheRecord) {
-  const ObjectIdBuffer record = dataToId(Data(ObjectIdWithTail(Bytes(8, 0xFF))));
-  EXPECT_EQ(record.length, static_cast<CK_ULONG>(-2));
-  EXPECT_EQ(Front(record, 511), From1(Counting(512), 511));
+// What the 513th byte and those behind it make of the length, and how far the ID moves for that:
+// never out of the record, and not at all for a length of 0.
+TEST_F(ObjectIdTest, MoreBytesOverwriteMoreOfTheLength) {
+  const struct {
+    Bytes tail;
+    CK_ULONG length;
+    Bytes id;
+  } kRows[] = {{{0x03, 0x00}, 2, From1(Counting(512), 2)},
+               {{0x05, 0, 0, 0, 0, 0, 0x01}, 0x01000000000005u - 1, From1(Counting(512), 511)},
+               {{0x05, 0, 0, 0, 0, 0, 0, 0x80}, 0x8000000000000005u - 1, From1(Counting(512), 511)},
+               {{1, 0, 0, 0, 0, 0, 0, 0}, 0, {}},
+               {Bytes(8, 0), 0, Counting(512)},
+               {Bytes(8, 0xFF), static_cast<CK_ULONG>(-2), From1(Counting(512), 511)}};
+  for (const auto &[tail, length, id] : kRows) {
+    const ObjectIdBuffer record = dataToId(Data(ObjectIdWithTail(tail)));
+    EXPECT_EQ(record.length, length);
+    EXPECT_EQ(Front(record, id.size()), id);
+  }
 }
 
 using ObjectIdDeathTest = ObjectIdTest;

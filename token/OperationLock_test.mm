@@ -6,7 +6,7 @@
 #include <thread>
 
 #import "token/TSAuthOperation.h"
-#include "token/testing/session_fixture.h"
+#include "token/testing/card_request.h"
 
 namespace token_testing {
 namespace {
@@ -23,15 +23,11 @@ struct Event {
   CK_SESSION_HANDLE session;
 };
 
-const std::vector<Function> kSigning = {Function::C_GetSessionInfo, Function::C_FindObjectsInit,
-                                        Function::C_FindObjects, Function::C_SignInit,
-                                        Function::C_Sign};
-const std::vector<Function> kDecrypting = {Function::C_GetSessionInfo, Function::C_FindObjectsInit,
-                                           Function::C_FindObjects, Function::C_DecryptInit,
-                                           Function::C_Decrypt};
-const std::vector<Function> kAgreeing = {Function::C_GetSessionInfo, Function::C_FindObjectsInit,
-                                         Function::C_FindObjects, Function::C_DeriveKey,
-                                         Function::C_GetAttributeValue};
+// The calls that a request makes.
+std::vector<Function> CallsOf(const CardRequest &request) {
+  return {Function::C_GetSessionInfo, Function::C_FindObjectsInit, Function::C_FindObjects,
+          request.init, request.result};
+}
 
 class OperationLockTest : public SessionTest {
  protected:
@@ -70,42 +66,18 @@ class OperationLockTest : public SessionTest {
     other.join();
   }
 
-  static void Sign(TokenSession *session) {
+  // Makes a request of a session and holds its result against the card's answer.
+  static void Run(const CardRequest &request, TokenSession *session, const Bytes &result) {
     @autoreleasepool {
       NSError *error = nil;
-      EXPECT_EQ(BytesOf([session tokenSession:session
-                                     signData:Data({1})
-                                     usingKey:KeyObjectID(kRsaId)
-                                    algorithm:Algorithm(kSecKeyAlgorithmRSASignatureRaw)
-                                        error:&error]),
-                (Bytes{1, 2, 3}));
+      EXPECT_EQ(BytesOf(Make(request, session, session, Data({1}), KeyOf(request),
+                             AlgorithmOf(request), nil, &error)),
+                result);
     }
   }
-  static void Decrypt(TokenSession *session) {
-    @autoreleasepool {
-      NSError *error = nil;
-      EXPECT_EQ(BytesOf([session tokenSession:session
-                                  decryptData:Data({1})
-                                     usingKey:KeyObjectID(kRsaId)
-                                    algorithm:Algorithm(kSecKeyAlgorithmRSAEncryptionRaw)
-                                        error:&error]),
-                (Bytes{4, 5, 6}));
-    }
-  }
-  static void Agree(TokenSession *session) {
-    @autoreleasepool {
-      NSError *error = nil;
-      TKTokenKeyExchangeParameters *parameters = nil;
-      TKTokenKeyAlgorithm *algorithm = Algorithm(kSecKeyAlgorithmECDHKeyExchangeStandardX963SHA1);
-      NSData *secret = [session tokenSession:session
-             performKeyExchangeWithPublicKey:Data({1})
-                                    usingKey:KeyObjectID(kEcId)
-                                   algorithm:algorithm
-                                  parameters:parameters
-                                       error:&error];
-      EXPECT_EQ(BytesOf(secret), (Bytes{7, 8, 9}));
-    }
-  }
+  static void Sign(TokenSession *session) { Run(kSign, session, {1, 2, 3}); }
+  static void Decrypt(TokenSession *session) { Run(kDecrypt, session, {4, 5, 6}); }
+  static void Agree(TokenSession *session) { Run(kExchange, session, {7, 8, 9}); }
 
   // Every five calls in a row are one thread's, on one session, and one operation's in its order.
   void ExpectWholeOperations(size_t count) {
@@ -117,7 +89,8 @@ class OperationLockTest : public SessionTest {
         ASSERT_EQ(events_[j].session, events_[i].session) << "call " << j;
         functions.push_back(events_[j].function);
       }
-      EXPECT_TRUE(functions == kSigning || functions == kDecrypting || functions == kAgreeing);
+      EXPECT_TRUE(functions == CallsOf(kSign) || functions == CallsOf(kDecrypt) ||
+                  functions == CallsOf(kExchange));
     }
   }
 
@@ -192,7 +165,7 @@ TEST_F(OperationLockTest, TwoTokensOfOneModuleAreKeptApartToo) {
 
 TEST_F(OperationLockTest, AFailedRequestLetsTheNextOneIn) {
   NSError *error = nil;
-  for (Function function : kSigning) {
+  for (Function function : CallsOf(kSign)) {
     lindel().ReturnOnce(function, CKR_DEVICE_ERROR);
     EXPECT_EQ([session_ tokenSession:session_
                             signData:Data({1})

@@ -11,9 +11,6 @@ using testing::IsEmpty;
 
 const char kStart[] = "default: Token ist NICHT initialisiert, Initialisierung starten...";
 const char kName[] = "default: (BOOL) TKTokenKeyAlgorithm kSecKeyAlgorithmRSASignatureRaw";
-const char kFailed[] = "error: Fehler beim Initialisieren.";
-const char kFinalized[] = "default: (end) C_Finalize aufgerufen.";
-const char kUnloaded[] = "default: (end) C_UnloadModule aufgerufen.";
 const char kReady[] = "default: Initialisierung erfolgreich.";
 
 BOOL Signs(TokenSession *session) {
@@ -57,13 +54,13 @@ TEST_F(HeldModuleTest, FailedInitialisationUnloadsTheTokensModuleAndKeepsItsProp
   EXPECT_THAT(timeline.Take(),
               ElementsAre(kName, kStart, "C_Initialize(NULL)",
                           "error: PKCS11 function C_Initialize failed: rv = CKR_HOST_MEMORY (0x2)",
-                          kFailed, "C_Finalize(NULL)", kFinalized, kUnloaded));
+                          kInitFailed, "C_Finalize(NULL)", kFinalized, kUnloaded));
 }
 
 TEST_F(HeldModuleTest, AModuleWithoutSlotsIsAFailure) {
   card().slots.clear();
   ExpectFailureThatCleansUp();
-  EXPECT_THAT(Log(), ElementsAre(kName, kStart, kReady, "error: Keine Slots gefunden.", kFailed,
+  EXPECT_THAT(Log(), ElementsAre(kName, kStart, kReady, "error: Keine Slots gefunden.", kInitFailed,
                                  kFinalized, kUnloaded));
 }
 
@@ -72,7 +69,7 @@ TEST_F(HeldModuleTest, SeveralSlotsWithoutAReaderNameAreAFailure) {
   bundle().Remove("config.plist");
   ExpectFailureThatCleansUp();
   EXPECT_THAT(Log(), ElementsAre(kName, kStart, kReady, "default: 2 Slot(s) gefunden.\n",
-                                 "error: Kartenlesername nicht definiert.", kFailed, kFinalized,
+                                 "error: Kartenlesername nicht definiert.", kInitFailed, kFinalized,
                                  kUnloaded));
 }
 
@@ -84,7 +81,7 @@ TEST_F(HeldModuleTest, ASessionThatCannotBeOpenedIsAFailure) {
       ElementsAre(kName, kStart, kReady, "default: 1 Slot(s) gefunden.\n",
                   "default: Kartenlesername 'Kelvrin Reader' gefunden.",
                   "error: PKCS11 function C_OpenSession failed: rv = CKR_TOKEN_NOT_PRESENT (0xe0)",
-                  "error: Session konnte nicht initialisiert werden.", kFailed, kFinalized,
+                  "error: Session konnte nicht initialisiert werden.", kInitFailed, kFinalized,
                   kUnloaded));
 }
 
@@ -156,8 +153,8 @@ class NoModuleTest : public SessionTest {
 TEST_F(NoModuleTest, WithoutTheSecondModuleThereIsNothingToCleanUp) {
   bundle().Remove(std::string(kVumoModule) + ".dylib");
   EXPECT_FALSE(Signs(session_));
-  EXPECT_THAT(Log(),
-              ElementsAre(kName, kStart, "error: Fehler beim Laden von PKCS11-Modul.", kFailed));
+  EXPECT_THAT(
+      Log(), ElementsAre(kName, kStart, "error: Fehler beim Laden von PKCS11-Modul.", kInitFailed));
   EXPECT_EQ(wrapped::calls().dlclose_count, 0u);
   ExpectNothingStored();
 }
@@ -184,7 +181,7 @@ TEST_F(NoModuleTest, AModuleLoadedJustNowIsFinalisedButStaysLoadedThoughTheLogSa
                           "default: PKCS11-Modul wurde geladen.", "C_Initialize(NULL)",
                           "error: PKCS11 function C_Initialize failed: rv = CKR_DEVICE_ERROR "
                           "(0x30)",
-                          kFailed, "C_Finalize(NULL)", kFinalized, kUnloaded));
+                          kInitFailed, "C_Finalize(NULL)", kFinalized, kUnloaded));
   EXPECT_EQ(wrapped::calls().dlopen_count, 1u);
   EXPECT_EQ(wrapped::calls().dlclose_count, 0u);
   ExpectNothingStored();
@@ -220,7 +217,7 @@ TEST_F(NoModuleTest, AModuleWithoutAFunctionListStaysLoadedThoughTheLogSaysUnloa
     return CK_RV{0x900};
   };
   EXPECT_FALSE(Signs(session_));
-  EXPECT_THAT(Log(), ElementsAre(kName, kStart, kFailed, kUnloaded));
+  EXPECT_THAT(Log(), ElementsAre(kName, kStart, kInitFailed, kUnloaded));
   EXPECT_EQ(wrapped::calls().dlclose_count, 0u);
   EXPECT_THAT(vumo().Names(), IsEmpty());
   ExpectNothingStored();

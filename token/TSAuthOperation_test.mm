@@ -68,6 +68,18 @@ class AuthOperationTest : public SessionTest {
     return Finish();
   }
 
+  // An operation that alone holds its session and its authID, which tell when they go.
+  TSAuthOperation *MakeWatched(std::vector<std::string> *deaths) {
+    DyingSession *session = [[DyingSession alloc] initWithToken:token_];
+    [session setDeaths:deaths];
+    DyingString *authID = [[DyingString alloc] initWithDeaths:deaths];
+    TSAuthOperation *operation = [[TSAuthOperation alloc] initWithSession:session
+                                                                   authID:(NSData *)authID];
+    [session release];
+    [authID release];
+    return operation;
+  }
+
   TSAuthOperation *operation_;
 };
 
@@ -216,29 +228,17 @@ TEST_F(AuthOperationTest, TheTokensSessionAndListAreReadAtTheLogin) {
 TEST_F(AuthOperationTest, ASessionThatOnlyTheOperationHoldsStillLogsIn) {
   std::vector<std::string> deaths;
   @autoreleasepool {
-    DyingSession *session = [[DyingSession alloc] initWithToken:token_];
-    [session setDeaths:&deaths];
-    TSAuthOperation *operation = [[TSAuthOperation alloc]
-        initWithSession:session
-                 authID:(NSData *)[[[DyingString alloc] initWithDeaths:&deaths] autorelease]];
-    [session release];
+    TSAuthOperation *operation = [MakeWatched(&deaths) autorelease];
     [operation setPIN:@"1"];
     EXPECT_TRUE([operation finishWithError:nullptr]);
     EXPECT_THAT(deaths, IsEmpty());
-    [operation autorelease];
   }
   EXPECT_EQ(deaths.size(), 2u);
 }
 
 TEST_F(AuthOperationTest, AuthIDGoesFirstAndTheSessionAfterIt) {
   std::vector<std::string> deaths;
-  DyingSession *session = [[DyingSession alloc] initWithToken:token_];
-  [session setDeaths:&deaths];
-  DyingString *authID = [[DyingString alloc] initWithDeaths:&deaths];
-  TSAuthOperation *operation = [[TSAuthOperation alloc] initWithSession:session
-                                                                 authID:(NSData *)authID];
-  [session release];
-  [authID release];
+  TSAuthOperation *operation = MakeWatched(&deaths);
   EXPECT_THAT(deaths, IsEmpty());
   [operation release];
   EXPECT_THAT(deaths, ElementsAre("authID", "session"));
@@ -247,15 +247,9 @@ TEST_F(AuthOperationTest, AuthIDGoesFirstAndTheSessionAfterIt) {
 TEST_F(AuthOperationTest, WhatTheGettersReturnSurvivesTheOperation) {
   std::vector<std::string> deaths;
   @autoreleasepool {
-    DyingSession *session = [[DyingSession alloc] initWithToken:token_];
-    [session setDeaths:&deaths];
-    DyingString *authID = [[DyingString alloc] initWithDeaths:&deaths];
-    TSAuthOperation *operation = [[TSAuthOperation alloc] initWithSession:session
-                                                                   authID:(NSData *)authID];
-    [session release];
-    [authID release];
-    EXPECT_EQ([operation session], session);
-    EXPECT_EQ((id)[operation authID], (id)authID);
+    TSAuthOperation *operation = MakeWatched(&deaths);
+    EXPECT_EQ([[operation session] class], [DyingSession class]);
+    EXPECT_EQ([(id)[operation authID] class], [DyingString class]);
     [operation release];
     EXPECT_THAT(deaths, IsEmpty());
   }

@@ -22,16 +22,17 @@ using token_testing::Timeline;
 class TokenDriverTest : public testing::Test, protected token_testing::TokenFixture {
  protected:
   // The call under test; the result is autoreleased.
-  TKSmartCardToken *Create(NSError **error) {
-    TKSmartCardToken *token = nil;
+  Token *Create(TokenDriver *argument, NSData *aid, NSError **error) {
+    Token *token = nil;
     StandardOutputOf([&] {
-      token = [driver() tokenDriver:driver()
-            createTokenForSmartCard:smart_card()
-                                AID:AID()
-                              error:error];
+      token = (Token *)[driver() tokenDriver:argument
+                     createTokenForSmartCard:smart_card()
+                                         AID:aid
+                                       error:error];
     });
     return token;
   }
+  Token *Create(NSError **error) { return Create(driver(), AID(), error); }
 };
 
 TEST_F(TokenDriverTest, IsASmartCardTokenDriverAndItsOwnDelegate) {
@@ -88,16 +89,9 @@ TEST_F(TokenDriverTest, WithoutDefaultLinesTheTokenIsMadeAllTheSame) {
 }
 
 TEST_F(TokenDriverTest, DriverArgumentIsNotUsed) {
-  TokenDriver *other = [[[TokenDriver alloc] init] autorelease];
-  Token *token = nil;
-  StandardOutputOf([&] {
-    NSError *error = nil;
-    token = (Token *)[driver() tokenDriver:other
-                   createTokenForSmartCard:smart_card()
-                                       AID:AID()
-                                     error:&error];
-  });
-  EXPECT_EQ([token tokenDriver], driver());
+  NSError *error = nil;
+  EXPECT_EQ([Create([[[TokenDriver alloc] init] autorelease], AID(), &error) tokenDriver],
+            driver());
 }
 
 // What the initialiser was given, by a replacement that makes no token.
@@ -129,14 +123,8 @@ TEST_F(TokenDriverTest, CardAidDriverAndErrorPointerArePassedOnUnchanged) {
 }
 
 TEST_F(TokenDriverTest, CardWithoutAnAidIsFine) {
-  Token *token = nil;
-  StandardOutputOf([&] {
-    NSError *error = nil;
-    token = (Token *)[driver() tokenDriver:driver()
-                   createTokenForSmartCard:smart_card()
-                                       AID:nil
-                                     error:&error];
-  });
+  NSError *error = nil;
+  Token *token = Create(driver(), nil, &error);
   ASSERT_NE(token, nil);
   EXPECT_EQ([token AID], nil);
 }
@@ -161,7 +149,7 @@ TEST_F(TokenDriverTest, NilIsPassedOnWithoutAWord) {
 TEST_F(TokenDriverTest, TokenWhoseSetUpFailedIsPassedOnUnchecked) {
   lindel().Return(Function::C_OpenSession, CKR_TOKEN_NOT_PRESENT);
   NSError *error = (NSError *)@"untouched";
-  Token *token = (Token *)Create(&error);
+  Token *token = Create(&error);
   EXPECT_EQ([token class], [Token class]);
   EXPECT_EQ([token tokenDriver], nil);
   EXPECT_EQ(error, (NSError *)@"untouched");

@@ -95,8 +95,7 @@ TEST_P(RequestTest, EveryCardFailureHasTheSameCodeAndItsResultReachesOnlyTheLog)
     Forget();
     lindel().Return(request_.init, result);
     EXPECT_EQ(Run(), nil);
-    EXPECT_EQ(Text(error_),
-              "TKErrorDomain -3 {NSLocalizedDescription: " + std::string(request_.failed) + "}");
+    EXPECT_EQ(Text(error_), CardFailure());
     ASSERT_THAT(Errors(), SizeIs(2));
     EXPECT_THAT(Errors()[0], testing::StartsWith(std::string("error: PKCS11 function ") +
                                                  scripted::FunctionName(request_.init)));
@@ -108,8 +107,7 @@ TEST_P(RequestTest, EveryCardFailureHasTheSameCodeAndItsResultReachesOnlyTheLog)
 TEST_P(RequestTest, AFailureOfTheSecondCallIsACardFailureToo) {
   lindel().Return(request_.result, CKR_DEVICE_ERROR);
   EXPECT_EQ(Run(), nil);
-  EXPECT_EQ(Text(error_),
-            "TKErrorDomain -3 {NSLocalizedDescription: " + std::string(request_.failed) + "}");
+  EXPECT_EQ(Text(error_), CardFailure());
   EXPECT_EQ(Errors().back(), std::string("error: PKCS11 function ") + request_.p11 +
                                  " failed: rv = CKR_DEVICE_ERROR (0x30)");
 }
@@ -165,10 +163,20 @@ TEST_P(RequestTest, TheRoomOfAResultIsAlways1024Bytes) {
   }
 }
 
-TEST_P(RequestTest, EmptyDataStillGoesToTheCard) {
+TEST_P(RequestTest, EmptyDataIsLoggedAndStillGoesToTheCard) {
   data_ = [NSData data];
   EXPECT_NE(Run(), nil);
+  EXPECT_EQ(Log().at(1), "default: " + std::string(request_.length) + " 0");
   EXPECT_EQ(lindel().Count(request_.result), 1u);
+  EXPECT_EQ(SentData().number, 0u);
+}
+
+TEST_P(RequestTest, DataOfAnyLengthGoesToTheCardUnchanged) {
+  const Bytes data(3000, 0x5C);
+  data_ = Data(data);
+  Run();
+  EXPECT_EQ(SentData().bytes, data);
+  EXPECT_EQ(SentData().address, [data_ bytes]) << "not copied";
 }
 
 TEST_P(RequestTest, TheErrorIsWrittenWithoutATestOfThePointer) {
@@ -251,6 +259,59 @@ TEST_P(RequestTest, NobodyLogsOutClosesTheSessionOrFinishesTheSearch) {
                             Function::C_OpenSession, Function::C_Finalize}) {
     EXPECT_EQ(lindel().Count(function), 0u) << scripted::FunctionName(function);
   }
+}
+
+// What comes back through a buffer of the caller's.
+class BufferTest : public RequestTest {};
+
+INSTANTIATE_TEST_SUITE_P(All, BufferTest, testing::Values(kSign, kDecrypt),
+                         [](const auto &info) { return info.param.name; });
+
+TEST_P(BufferTest, AResultOfMoreThan1024BytesFails) {
+  Answer(Bytes(1025, 1));
+  EXPECT_EQ(Run(), nil);
+  EXPECT_EQ(Text(error_), CardFailure());
+  EXPECT_EQ(Log().back(), std::string("error: PKCS11 function ") + request_.p11 +
+                              " failed: rv = CKR_BUFFER_TOO_SMALL (0x150)");
+}
+
+TEST_P(BufferTest, AModuleThatClaimsMoreThanTheRoomGetsTheRoom) {
+  for (CK_ULONG claim : {CK_ULONG{1025}, CK_ULONG{0x100000000}, ~CK_ULONG{0}}) {
+    card().signature = card().plaintext = {Bytes(1024, 5), claim};
+    EXPECT_EQ(BytesOf(Run()), Bytes(1024, 5));
+    if (request_.init == Function::C_SignInit) {
+      EXPECT_EQ(Log().end()[-4], "default: sigLen 1024");
+    }
+  }
+}
+
+// What is nobody's business.
+class SecrecyTest : public RequestTest {};
+
+INSTANTIATE_TEST_SUITE_P(All, SecrecyTest, testing::Values(kDecrypt, kExchange),
+                         [](const auto &info) { return info.param.name; });
+
+TEST_P(SecrecyTest, NeitherDataNorResultReachesTheLog) {
+  data_ = Data(scripted::ToBytes("gegenstelle"));
+  Answer(scripted::ToBytes("geheimnis"));
+  CountingSession *session = Session([CountingSession class]);
+  session_ = session;
+  EXPECT_NE(Run(), nil);
+  lindel().Return(request_.result, CKR_DEVICE_ERROR, scripted::Effect::kPerform);
+  EXPECT_EQ(Run(), nil);
+  for (const char *secret :
+       {"gegenstelle", "geheimnis", "676567656e7374656c6c65", "67656865696d6e6973"}) {
+    EXPECT_FALSE(LogContains(secret)) << secret;
+  }
+  EXPECT_EQ([session hexTexts], 0u);
+}
+
+TEST_P(SecrecyTest, TheAlgorithmIsNotNamed) {
+  AskedAlgorithm *algorithm = AskedString(@"algid:nobody");
+  algorithm_ = algorithm;
+  EXPECT_NE(Run(), nil);
+  EXPECT_THAT([algorithm asked], SizeIs(7)) << "get_mechanism alone";
+  EXPECT_FALSE(LogContains("kSecKeyAlgorithm"));
 }
 
 }  // namespace

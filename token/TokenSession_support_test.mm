@@ -79,15 +79,6 @@ TEST_F(SupportTest, AFailedReadOfAFlagCountsAsNo) {
   EXPECT_FALSE(Decrypts());
 }
 
-TEST_F(SupportTest, ASignatureTakesFourCalls) {
-  EXPECT_TRUE(Signs());
-  EXPECT_THAT(Calls(), ElementsAre(kFindRsa, kFound, "C_GetAttributeValue(7, 12, {0x10a[1024]})",
-                                   "C_GetAttributeValue(7, 12, {0x40000600[1024]})"));
-  EXPECT_THAT(Log(), ElementsAre("default: (BOOL) TKTokenKeyAlgorithm "
-                                 "kSecKeyAlgorithmRSASignatureRaw",
-                                 "default: RETURN YES."));
-}
-
 TEST_F(SupportTest, DecryptionReadsBothItsFlagsInOrderWhateverTheFirstSays) {
   EXPECT_TRUE(Decrypts());
   EXPECT_THAT(Calls(), ElementsAre(kFindRsa, kFound, "C_GetAttributeValue(7, 12, {0x104[1024]})",
@@ -223,7 +214,7 @@ TEST_F(SupportTest, NoSearchIsFinishedAndNobodyIsLoggedIn) {
   }
 }
 
-TEST_F(SupportTest, TheLogIsWrittenBesideTheCallsInThisOrder) {
+TEST_F(SupportTest, ASignatureTakesFourCallsAndTwoLinesInThisOrder) {
   Timeline timeline(lindel());
   EXPECT_TRUE(Signs());
   EXPECT_THAT(

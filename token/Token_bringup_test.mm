@@ -11,9 +11,6 @@ using testing::IsEmpty;
 using testing::Not;
 
 const char kInserted[] = "default: ";  // the driver's line
-const char kFailed[] = "error: Fehler beim Initialisieren.";
-const char kFinalized[] = "default: (end) C_Finalize aufgerufen.";
-const char kUnloaded[] = "default: (end) C_UnloadModule aufgerufen.";
 
 class TokenBringUpTest : public testing::Test, protected TokenFixture {
  protected:
@@ -35,7 +32,7 @@ TEST_F(TokenBringUpTest, AFunctionListThatAFailureLeftIsFinalisedAndNothingIsUnl
     return CK_RV{0x900};
   };
   Token *token = MakeToken();
-  EXPECT_THAT(Log(), ElementsAre(kInserted, kFailed, kFinalized));
+  EXPECT_THAT(Log(), ElementsAre(kInserted, kInitFailed, kFinalized));
   EXPECT_THAT(vumo().Texts(), ElementsAre("C_Finalize(NULL)"));
   EXPECT_EQ(wrapped::calls().dlclose_count, 0u);
   ExpectNothingStored(token);
@@ -49,7 +46,7 @@ TEST_F(TokenBringUpTest, AModuleThatAFailureLeftStaysLoadedThoughTheLogSaysUnloa
     return CK_RV{0x900};
   };
   Token *token = MakeToken();
-  EXPECT_THAT(Log(), ElementsAre(kInserted, kFailed, kUnloaded));
+  EXPECT_THAT(Log(), ElementsAre(kInserted, kInitFailed, kUnloaded));
   EXPECT_THAT(lindel().Names(), IsEmpty());
   EXPECT_THAT(vumo().Names(), IsEmpty());
   EXPECT_EQ(wrapped::calls().dlclose_count, 0u);
@@ -80,7 +77,7 @@ TEST_F(TokenBringUpTest, AlreadyInitialisedAsTheResultIsASuccessToo) {
   EXPECT_EQ([token session], 22u);
   EXPECT_EQ(initialized, 1);
   EXPECT_EQ([[[token keychainContents] items] count], 4u);
-  EXPECT_THAT(Log(), Not(Contains(kFailed)));
+  EXPECT_THAT(Log(), Not(Contains(kInitFailed)));
   EXPECT_EQ(vumo().Count(scripted::Function::C_Finalize), 0u);
 }
 

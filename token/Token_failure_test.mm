@@ -17,12 +17,11 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using token_testing::ErrorLine;
+using token_testing::kFinalized;
+using token_testing::kInitFailed;
+using token_testing::kUnloaded;
 using token_testing::StandardOutputOf;
 using token_testing::Timeline;
-
-const char kInitFailed[] = "error: Fehler beim Initialisieren.";
-const char kFinalized[] = "default: (end) C_Finalize aufgerufen.";
-const char kUnloaded[] = "default: (end) C_UnloadModule aufgerufen.";
 
 // One way to fail once the module is loaded.
 struct Failure {
@@ -52,6 +51,24 @@ class TokenFailureTest : public testing::Test, protected token_testing::TokenFix
     EXPECT_EQ(initialized, 0);
   }
 
+  // An allocated token whose properties, like the flag, hold something already.
+  Token *UsedToken() {
+    Token *token = [Token alloc];
+    [token setModule:token];
+    [token setP11:vumo().functions()];
+    [token setSlotID:1];
+    [token setSession:2];
+    initialized = 1;
+    return token;
+  }
+  // The set-up of an allocated token.
+  Token *Initialise(Token *token, NSError **error) {
+    StandardOutputOf([&] {
+      token = [token initWithSmartCard:smart_card() AID:AID() tokenDriver:driver() error:error];
+    });
+    return token;
+  }
+
   static void ExpectNothingClosed(const scripted::ScriptedModule &module) {
     EXPECT_THAT(module.Names(), Not(Contains(AnyOf("C_CloseSession", "C_CloseAllSessions",
                                                    "C_Logout", "C_FindObjectsFinal"))));
@@ -71,12 +88,7 @@ TEST_P(LoadedModuleFailureTest, ReturnsTheReceiverAndFinalizesButKeepsTheModuleL
   std::vector<std::string> events;
   {
     Timeline timeline(lindel());
-    StandardOutputOf([&] {
-      token = [allocated initWithSmartCard:smart_card()
-                                       AID:AID()
-                               tokenDriver:driver()
-                                     error:&error];
-    });
+    token = Initialise(allocated, &error);
     events = timeline.Take();
   }
   EXPECT_EQ(token, allocated);
@@ -218,12 +230,7 @@ TEST_F(TokenFailureTest, SuperclassThatFailsGivesNilAndFinalizes) {
   std::vector<std::string> events;
   {
     Timeline timeline(lindel());
-    StandardOutputOf([&] {
-      token = [[Token alloc] initWithSmartCard:smart_card()
-                                           AID:AID()
-                                   tokenDriver:driver()
-                                         error:&error];
-    });
+    token = Initialise([Token alloc], &error);
     events = timeline.Take();
   }
   EXPECT_EQ(token, nil);
@@ -244,27 +251,14 @@ TEST_F(TokenFailureTest, SuperclassThatFailsGivesNilAndFinalizes) {
 
 TEST_F(TokenFailureTest, SetUpClearsTheFlagAndThePropertiesFirst) {
   bundle().Remove("libpkcs11qarn_Lindel_PCSC.dylib");
-  Token *token = [Token alloc];
-  [token setModule:token];
-  [token setP11:vumo().functions()];
-  [token setSlotID:1];
-  [token setSession:2];
-  initialized = 1;
+  Token *token = UsedToken();
   NSError *error = nil;
-  ExpectNotSetUp([token initWithSmartCard:smart_card()
-                                      AID:AID()
-                              tokenDriver:driver()
-                                    error:&error]);
+  ExpectNotSetUp(Initialise(token, &error));
   [token release];
 }
 
 TEST_F(TokenFailureTest, FlagAndPropertiesAreClearWhileTheModuleComesUp) {
-  Token *token = [Token alloc];
-  [token setModule:token];
-  [token setP11:vumo().functions()];
-  [token setSlotID:1];
-  [token setSession:2];
-  initialized = 1;
+  Token *token = UsedToken();
   size_t looks = 0;
   lindel().Observe([&](const scripted::Call &) {
     ++looks;
@@ -275,9 +269,7 @@ TEST_F(TokenFailureTest, FlagAndPropertiesAreClearWhileTheModuleComesUp) {
     EXPECT_EQ([token session], 0u);
   });
   NSError *error = nil;
-  StandardOutputOf([&] {
-    token = [token initWithSmartCard:smart_card() AID:AID() tokenDriver:driver() error:&error];
-  });
+  Initialise(token, &error);
   lindel().Observe({});
   EXPECT_GT(looks, 20u);
   EXPECT_EQ(initialized, 1);

@@ -36,8 +36,8 @@ using testing::ElementsAre;
 using testing::Not;
 using token_testing::StandardOutputOf;
 
-const char kFinalized[] = "default: (dealloc) C_Finalize aufgerufen.";
-const char kUnloaded[] = "default: (dealloc) C_UnloadModule aufgerufen.";
+const char kDeallocFinalized[] = "default: (dealloc) C_Finalize aufgerufen.";
+const char kDeallocUnloaded[] = "default: (dealloc) C_UnloadModule aufgerufen.";
 
 class TokenLifecycleTest : public testing::Test, protected token_testing::TokenFixture {
  protected:
@@ -145,8 +145,8 @@ TEST_F(TokenLifecycleTest, TeardownFinalizesThenUnloadsThenClearsPropertiesAndFl
   oslog::set_sink({});
   EXPECT_THAT(states,
               ElementsAre("C_Finalize(NULL): dlclose 0, flag 1, properties there",
-                          std::string(kFinalized) + ": dlclose 0, flag 1, properties there",
-                          std::string(kUnloaded) + ": dlclose 1, flag 1, properties there"));
+                          std::string(kDeallocFinalized) + ": dlclose 0, flag 1, properties there",
+                          std::string(kDeallocUnloaded) + ": dlclose 1, flag 1, properties there"));
   EXPECT_EQ(initialized, 0);
   ExpectNothingClosed();
 }
@@ -204,7 +204,7 @@ TEST_F(TokenLifecycleTest, TeardownIgnoresFailures) {
   wrapped::calls().dlclose_result = -1;
   recorder().clear();
   Release(token);
-  EXPECT_THAT(Log(), ElementsAre(kFinalized, kUnloaded));
+  EXPECT_THAT(Log(), ElementsAre(kDeallocFinalized, kDeallocUnloaded));
   EXPECT_EQ(initialized, 0);
 }
 
@@ -234,13 +234,13 @@ TEST_F(TokenLifecycleTest, TeardownAfterAFailedSetUpFinalizesNothing) {
   initialized = 1;  // another token's
   Release(token);
   EXPECT_THAT(lindel().Names(), testing::IsEmpty());
-  EXPECT_THAT(Log(), ElementsAre(kUnloaded));
+  EXPECT_THAT(Log(), ElementsAre(kDeallocUnloaded));
   EXPECT_EQ(initialized, 0);
 }
 
 TEST_F(TokenLifecycleTest, TokenThatWasNeverSetUpCanGo) {
   [[Token alloc] release];
-  EXPECT_THAT(Log(), ElementsAre(kUnloaded));
+  EXPECT_THAT(Log(), ElementsAre(kDeallocUnloaded));
 }
 
 // --- Several tokens ---

@@ -205,27 +205,20 @@ TEST_F(TokenTest, LogHidesNothing) {
 
 // --- Instance ID ---
 
-TEST_F(TokenTest, InstanceIdIsTheFirstWordOfTheTokenLabel) {
-  card().slots[0].label = "Karte\tNr";
-  EXPECT_EQ(Text([MakeToken() instanceID]), "Karte");
-}
-
-TEST_F(TokenTest, InstanceIdHasAtMost31Characters) {
-  card().slots[0].label = "0123456789012345678901234567890123456789";
-  EXPECT_EQ(Text([MakeToken() instanceID]), "0123456789012345678901234567890");
-}
-
-TEST_F(TokenTest, InstanceIdEndsAtANul) {
-  card().slots[0].label = std::string("47\0"
-                                      "11",
-                                      5);
-  EXPECT_EQ(Text([MakeToken() instanceID]), "47");
-}
-
-TEST_F(TokenTest, EmptyCardNumberGivesAnEmptyInstanceId) {
-  card().slots[0].label = " 4711";
-  EXPECT_EQ(Text([MakeToken() instanceID]), "");
-  EXPECT_THAT(Log(), Contains("default: instanceID:  "));
+TEST_F(TokenTest, InstanceIdIsTheFirstWordOfTheTokenLabelAndAtMost31Characters) {
+  const std::pair<std::string, const char *> kLabels[] = {
+      {"Karte\tNr", "Karte"},
+      {"0123456789012345678901234567890123456789", "0123456789012345678901234567890"},
+      {std::string("47\0"
+                   "11",
+                   5),
+       "47"},
+      {" 4711", ""}};
+  for (const auto &[label, id] : kLabels) {
+    card().slots[0].label = label;
+    EXPECT_EQ(Text([MakeToken() instanceID]), id);
+    EXPECT_THAT(Log(), Contains(std::string("default: instanceID:  ") + id));
+  }
 }
 
 TEST_F(TokenTest, CardNumberThatIsNotAsciiGivesAnEmptyInstanceId) {

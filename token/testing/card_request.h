@@ -42,13 +42,21 @@ constexpr CardRequest kExchange = {"Exchange",
                                    "Fehler bei der Konvertierung der abgeleiteten Daten."};
 constexpr CardRequest kCardRequests[] = {kSign, kDecrypt, kExchange};
 
+// Makes a request of a session.
+NSData *Make(const CardRequest &request, TokenSession *session, TKTokenSession *argument,
+             NSData *data, NSData *key, TKTokenKeyAlgorithm *algorithm,
+             TKTokenKeyExchangeParameters *parameters, NSError **error);
+// The key and the algorithm that a request is made with where nothing else is said: the RSA key for
+// signing and decrypting, the EC key for the exchange.
+NSData *KeyOf(const CardRequest &request);
+TKTokenKeyAlgorithm *AlgorithmOf(const CardRequest &request);
+
 // Leaves no zero bytes where the next calls have their local variables.
 void DirtyStack();
 
 // Makes one request of a logged-in session; the fields say of what.
 class CardRequestTest : public SessionTest {
  protected:
-  // The RSA key for signing and decrypting, the EC key for the exchange.
   explicit CardRequestTest(const CardRequest &request);
 
   // Makes the request with the error pointer.
@@ -57,6 +65,10 @@ class CardRequestTest : public SessionTest {
   NSData *Run();
   // Has the card answer these bytes from now on.
   void Answer(const scripted::Bytes &bytes);
+  // What the card got as the request's data: its address, its length, its bytes.
+  scripted::Argument SentData();
+  // The error of a card failure.
+  std::string CardFailure() const;
   // The log's lines of error type.
   std::vector<std::string> Errors();
   // The template of the search for the private key.

@@ -1,5 +1,7 @@
 #include "token/testing/card_request.h"
 
+#include <string.h>
+
 namespace token_testing {
 
 __attribute__((noinline)) void DirtyStack() {
@@ -7,39 +9,52 @@ __attribute__((noinline)) void DirtyStack() {
   for (volatile char &byte : room) byte = '?';
 }
 
+NSData *Make(const CardRequest &request, TokenSession *session, TKTokenSession *argument,
+             NSData *data, NSData *key, TKTokenKeyAlgorithm *algorithm,
+             TKTokenKeyExchangeParameters *parameters, NSError **error) {
+  switch (request.init) {
+    case scripted::Function::C_SignInit:
+      return [session tokenSession:argument
+                          signData:data
+                          usingKey:key
+                         algorithm:algorithm
+                             error:error];
+    case scripted::Function::C_DecryptInit:
+      return [session tokenSession:argument
+                       decryptData:data
+                          usingKey:key
+                         algorithm:algorithm
+                             error:error];
+    default:
+      return [session tokenSession:argument
+          performKeyExchangeWithPublicKey:data
+                                 usingKey:key
+                                algorithm:algorithm
+                               parameters:parameters
+                                    error:error];
+  }
+}
+
+NSData *KeyOf(const CardRequest &request) {
+  return KeyObjectID(request.init == scripted::Function::C_DeriveKey ? kEcId : kRsaId);
+}
+
+TKTokenKeyAlgorithm *AlgorithmOf(const CardRequest &request) {
+  return Algorithm(request.init == scripted::Function::C_DeriveKey
+                       ? kSecKeyAlgorithmECDHKeyExchangeStandardX963SHA1
+                       : kSecKeyAlgorithmRSASignatureRaw);
+}
+
 CardRequestTest::CardRequestTest(const CardRequest &request)
     : request_(request),
       argument_(session_),
       data_(Data({'a', 'b', 'c'})),
-      untouched_([NSError errorWithDomain:@"untouched" code:1 userInfo:nil]) {
-  const bool exchange = request.init == scripted::Function::C_DeriveKey;
-  key_ = KeyObjectID(exchange ? kEcId : kRsaId);
-  algorithm_ = Algorithm(exchange ? kSecKeyAlgorithmECDHKeyExchangeStandardX963SHA1
-                                  : kSecKeyAlgorithmRSASignatureRaw);
-}
+      key_(KeyOf(request)),
+      algorithm_(AlgorithmOf(request)),
+      untouched_([NSError errorWithDomain:@"untouched" code:1 userInfo:nil]) {}
 
 NSData *CardRequestTest::RunWith(NSError **error) {
-  switch (request_.init) {
-    case scripted::Function::C_SignInit:
-      return [session_ tokenSession:argument_
-                           signData:data_
-                           usingKey:key_
-                          algorithm:algorithm_
-                              error:error];
-    case scripted::Function::C_DecryptInit:
-      return [session_ tokenSession:argument_
-                        decryptData:data_
-                           usingKey:key_
-                          algorithm:algorithm_
-                              error:error];
-    default:
-      return [session_ tokenSession:argument_
-          performKeyExchangeWithPublicKey:data_
-                                 usingKey:key_
-                                algorithm:algorithm_
-                               parameters:parameters_
-                                    error:error];
-  }
+  return Make(request_, session_, argument_, data_, key_, algorithm_, parameters_, error);
 }
 
 NSData *CardRequestTest::Run() {
@@ -51,6 +66,23 @@ void CardRequestTest::Answer(const scripted::Bytes &bytes) {
   for (scripted::Answer *answer : {&card().signature, &card().plaintext, &card().derived_secret}) {
     answer->bytes = bytes;
   }
+}
+
+scripted::Argument CardRequestTest::SentData() {
+  if (request_.init != scripted::Function::C_DeriveKey)
+    return lindel().At(request_.result).arguments[1];
+  CK_ECDH1_DERIVE_PARAMS parameters = {};
+  const scripted::Bytes copy = lindel().At(request_.init).arguments[1].bytes;
+  EXPECT_EQ(copy.size(), sizeof parameters);
+  memcpy(&parameters, copy.data(), sizeof parameters);
+  return {.kind = scripted::Argument::Kind::kBytes,
+          .number = parameters.ulPublicDataLen,
+          .address = parameters.pPublicData,
+          .bytes = {parameters.pPublicData, parameters.pPublicData + parameters.ulPublicDataLen}};
+}
+
+std::string CardRequestTest::CardFailure() const {
+  return std::string("TKErrorDomain -3 {NSLocalizedDescription: ") + request_.failed + "}";
 }
 
 std::vector<std::string> CardRequestTest::Errors() {

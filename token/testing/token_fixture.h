@@ -18,6 +18,11 @@
 
 namespace token_testing {
 
+// Lines of the log that a failed bring-up ends with.
+inline constexpr char kInitFailed[] = "error: Fehler beim Initialisieren.";
+inline constexpr char kFinalized[] = "default: (end) C_Finalize aufgerufen.";
+inline constexpr char kUnloaded[] = "default: (end) C_UnloadModule aufgerufen.";
+
 // The default card, in both modules' shape as the constants say; a test changes it through card()
 // before it makes the token:
 //   one slot, described by the reader's name, with the token label "4711 0815";

@@ -1,0 +1,38 @@
+# CTest reads this once for each GoogleTest program: asks the program for its suites, and makes a
+# test of each. `name`, `program`, `own_process` and `properties` are set by kelvrin_test().
+cmake_policy(VERSION 3.25)
+set(tests "")
+if(EXISTS "${program}")
+  execute_process(COMMAND "${program}" --gtest_list_tests
+    OUTPUT_VARIABLE listing RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${program} cannot list its tests: ${result}")
+  endif()
+  string(REGEX REPLACE "\n" ";" listing "${listing}")
+  foreach(line IN LISTS listing)
+    string(REGEX REPLACE " +#.*" "" line "${line}") # the value of a parameter
+    if(line MATCHES "^([A-Za-z0-9_/]+)\\.$")
+      set(suite "${CMAKE_MATCH_1}")
+      if(NOT suite IN_LIST own_process)
+        list(APPEND tests "${suite}")
+        add_test("${name}.${suite}" "${program}" "--gtest_filter=${suite}.*")
+      endif()
+    elseif(line MATCHES "^  ([A-Za-z0-9_/]+)$" AND suite IN_LIST own_process)
+      list(APPEND tests "${suite}.${CMAKE_MATCH_1}")
+      add_test("${name}.${suite}.${CMAKE_MATCH_1}" "${program}"
+        "--gtest_filter=${suite}.${CMAKE_MATCH_1}")
+    endif()
+  endforeach()
+  foreach(suite IN LISTS own_process)
+    if(NOT tests MATCHES "(^|;)${suite}\\.")
+      message(FATAL_ERROR "${name} has no suite ${suite}, which is to have processes of its own")
+    endif()
+  endforeach()
+else()
+  # Fails where it is selected; ThreadSanitizer's tree holds the programs for threads alone.
+  add_test("${name}.NotBuilt" "${program}")
+  set(tests NotBuilt)
+endif()
+foreach(test IN LISTS tests)
+  set_tests_properties("${name}.${test}" PROPERTIES ${properties})
+endforeach()
