@@ -42,7 +42,7 @@ prepare_sdk() {
   local stamp=$macos_sdk/made-of now
   now=$(
     echo "$headers_sha512"
-    cd platform/macos && find . -type f -print0 | sort -z | xargs -0 sha256sum
+    cd platform/macos && find . -type f | sort | xargs sha256sum
   )
   if [ -e "$stamp" ] && [ "$(cat "$stamp")" = "$now" ] && [ -x "$macos_sdk/usr/bin/lipo" ]; then
     return 0

@@ -10,6 +10,7 @@ if [ ! -e "$shipped/KelvrinToken.zip" ]; then
   echo "there is no KelvrinToken.zip in $shipped: run ./dev macos first" >&2
   exit 1
 fi
+export CCACHE_DISABLE=1 # what a cache has kept is the same in any case
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
