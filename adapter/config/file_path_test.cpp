@@ -1,0 +1,165 @@
+#include "adapter/config/file_path.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "tests/temporary_folder.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Every path of up to four of these parts.
+std::vector<std::string> ManyPaths() {
+  std::vector<std::string> paths = {""};
+  std::size_t begin = 0;
+  for (int length = 1; length <= 4; ++length) {
+    const std::size_t end = paths.size();
+    for (; begin < end; ++begin) {
+      for (const char* part : {"/", ".", "..", "a", "b.c"}) paths.push_back(paths[begin] + part);
+    }
+  }
+  return paths;
+}
+
+// Works in a folder for the length of a test.
+class WorkingFolder {
+ public:
+  explicit WorkingFolder(const fs::path& folder) { fs::current_path(folder); }
+  ~WorkingFolder() { fs::current_path(before_); }
+  WorkingFolder(const WorkingFolder&) = delete;
+  WorkingFolder& operator=(const WorkingFolder&) = delete;
+
+ private:
+  fs::path before_ = fs::current_path();
+};
+
+// The reason that AbsolutePath gives for refusing the path; 0 when it does not.
+int RefusalOf(const std::string& path) {
+  try {
+    AbsolutePath(path);
+  } catch (const std::system_error& error) {
+    return error.code().value();
+  }
+  return 0;
+}
+
+TEST(AbsolutePathTest, AbsoluteOneStaysAsItIs) {
+  for (const char* path : {"/", "/a", "/a/../b//c/", "//x"}) EXPECT_EQ(AbsolutePath(path), path);
+}
+
+TEST(AbsolutePathTest, RelativeOneBeginsAtTheWorkingFolder) {
+  const TemporaryFolder folder;
+  const WorkingFolder working(folder.path());
+  const std::string here = fs::current_path().string();
+  EXPECT_EQ(AbsolutePath("a"), here + "/a");
+  EXPECT_EQ(AbsolutePath("./a/../b"), here + "/./a/../b");
+  fs::current_path("/");
+  EXPECT_EQ(AbsolutePath("a"), "/a");
+}
+
+TEST(AbsolutePathTest, WorkingFolderMayLieDeep) {
+  const TemporaryFolder folder;
+  const WorkingFolder working(folder.path());
+  for (int depth = 0; depth < 5; ++depth) {
+    const std::string name(200, static_cast<char>('a' + depth));
+    fs::create_directory(name);
+    fs::current_path(name);
+  }
+  EXPECT_EQ(AbsolutePath("x"), fs::current_path().string() + "/x");
+}
+
+TEST(AbsolutePathTest, EmptyOneAndMissingWorkingFolderAreToldApart) {
+  EXPECT_EQ(RefusalOf(""), ENOENT);
+  const TemporaryFolder folder;
+  const WorkingFolder working(folder.path());
+  fs::create_directory("gone");
+  fs::current_path("gone");
+  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+  EXPECT_EQ(RefusalOf("a"), ENOENT);
+  EXPECT_EQ(AbsolutePath("/a"), "/a");
+}
+
+TEST(PathBesideTest, IsThePathFromTheFilesFolder) {
+  EXPECT_EQ(PathBeside("/a/b.conf", "m.so"), "/a/m.so");
+  EXPECT_EQ(PathBeside("/a/b.conf", "sub/../m.so"), "/a/m.so");
+  EXPECT_EQ(PathBeside("/a/b.conf", "../m.so"), "/m.so");
+  EXPECT_EQ(PathBeside("/a/b.conf", "../../../m.so"), "/m.so");
+  EXPECT_EQ(PathBeside("/b.conf", "m.so"), "/m.so");
+  EXPECT_EQ(PathBeside("/a/b.conf", "/x/./m.so"), "/x/m.so");
+}
+
+TEST(PathBesideTest, IsWhatTheStandardLibrarySays) {
+  for (const std::string& path : ManyPaths()) {
+    // Of these it keeps every slash.
+    if (path.size() > 1 && path.find_first_not_of('/') == std::string::npos) continue;
+    for (const std::string file : {"/f/g.h/i.conf", "/i.conf", "/f//./../g/i.conf"}) {
+      const fs::path expected = (fs::path(file).parent_path() / path).lexically_normal();
+      EXPECT_EQ(PathBeside(file, path), expected.string()) << file << " and '" << path << "'";
+    }
+  }
+}
+
+TEST(WithEndingTest, ReplacesTheNamesLastEnding) {
+  EXPECT_EQ(WithEnding("/a.b/libX.dylib", ".conf"), "/a.b/libX.conf");
+  EXPECT_EQ(WithEnding("/a.b/libX.so.1", ".conf"), "/a.b/libX.so.conf");
+  EXPECT_EQ(WithEnding("/a.b/libX.", ".conf"), "/a.b/libX.conf");
+  EXPECT_EQ(WithEnding("/a.b/libX", ".conf"), "/a.b/libX.conf");
+  EXPECT_EQ(WithEnding("/a.b/.x", ".conf"), "/a.b/.x.conf");
+  EXPECT_EQ(WithEnding("libX.so", ".conf"), "libX.conf");
+}
+
+TEST(WithEndingTest, IsWhatTheStandardLibrarySays) {
+  for (const std::string& path : ManyPaths()) {
+    fs::path expected = path;
+    expected.replace_extension(".conf");
+    EXPECT_EQ(WithEnding(path, ".conf"), expected.string()) << "'" << path << "'";
+  }
+}
+
+TEST(IsRegularFileTest, FoldersPipesDevicesAndMissingOnesAreNone) {
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("file", "x").string();
+  const std::string pipe = (folder / "pipe").string();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  fs::create_symlink(file, folder / "link");
+  EXPECT_TRUE(IsRegularFile(file));
+  EXPECT_TRUE(IsRegularFile((folder / "link").string()));
+  for (const std::string& other :
+       {folder.path().string(), pipe, std::string("/dev/null"), (folder / "none").string()}) {
+    EXPECT_FALSE(IsRegularFile(other)) << other;
+  }
+}
+
+TEST(IsSameFileTest, FileIsTheSameUnderEveryName) {
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("file", "x").string();
+  const std::string link = (folder / "link").string();
+  const std::string second_name = (folder / "second").string();
+  fs::create_symlink(file, link);
+  fs::create_hard_link(file, second_name);
+  EXPECT_TRUE(IsSameFile(file, file));
+  EXPECT_TRUE(IsSameFile(file, link));
+  EXPECT_TRUE(IsSameFile(second_name, link));
+  EXPECT_TRUE(IsSameFile(file, (folder / "./file").string()));
+}
+
+TEST(IsSameFileTest, OthersAndMissingOnesAreNotTheSame) {
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("file", "x").string();
+  EXPECT_FALSE(IsSameFile(file, folder.Write("other", "x").string()));
+  EXPECT_FALSE(IsSameFile(file, (folder / "none").string()));
+  EXPECT_FALSE(IsSameFile((folder / "none").string(), file));
+  EXPECT_FALSE(IsSameFile((folder / "none").string(), (folder / "none").string()));
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter

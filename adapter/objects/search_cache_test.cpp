@@ -1,0 +1,91 @@
+#include "adapter/objects/search_cache.h"
+
+#include "adapter/testing/card_fixture.h"
+#include "tests/module/faults.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+class SearchCacheTest : public CardTest {
+ protected:
+  SearchCacheTest() { cache_.Learn(name_, {key_}); }
+  // What is recalled; nothing found is never remembered.
+  Handles Recall(const ObjectName& name) {
+    const Handles* const found = cache_.Recall(session_, name);
+    return found != nullptr ? *found : Handles();
+  }
+
+  SearchCache cache_{inner_};
+  const ObjectName name_ = {CKO_PRIVATE_KEY, {1, 2}};
+  const CK_OBJECT_HANDLE key_ = Add(CKO_PRIVATE_KEY, {1, 2});
+};
+
+TEST_F(SearchCacheTest, UnknownNamesAreNotKnownAndCostNoCall) {
+  EXPECT_EQ(cache_.Recall(session_, {CKO_PRIVATE_KEY, {1}}), nullptr);
+  EXPECT_EQ(cache_.Recall(session_, {CKO_PUBLIC_KEY, {1, 2}}), nullptr);
+  EXPECT_EQ(cache_.NameOf(key_ + 1), nullptr);
+  EXPECT_EQ(module.Count(), 0u);
+  EXPECT_EQ(Recall(name_), Handles{key_});
+}
+
+TEST_F(SearchCacheTest, EachRecallIsOneReadOfTheFirstObject) {
+  cache_.Learn(name_, {key_, 777});
+  for (std::size_t i = 1; i <= 3; ++i) {
+    EXPECT_EQ(Recall(name_), (Handles{key_, 777}));
+    EXPECT_EQ(module.Count("C_GetAttributeValue"), i);
+  }
+  EXPECT_EQ(module.Count(), 3u);
+}
+
+TEST_F(SearchCacheTest, ObjectThatIsNoLongerWhatItWasForgetsEverything) {
+  const CK_OBJECT_HANDLE other = Add(CKO_PUBLIC_KEY, {9});
+  const std::vector<std::function<void()>> changes = {
+      [&] { module.FailNext("C_GetAttributeValue", CKR_OBJECT_HANDLE_INVALID); },
+      [&] { module.FailNext("C_GetAttributeValue", CKR_SESSION_HANDLE_INVALID); },
+      [&] { Attribute(key_, CKA_ID) = {1, 3}; },
+      [&] { Attribute(key_, CKA_ID) = {1}; },
+      [&] { Attribute(key_, CKA_ID) = {1, 2, 0}; },
+      [&] { Attribute(key_, CKA_ID) = {}; },
+      [&] { Attribute(key_, CKA_CLASS) = MemoryObject::Number(CKO_PUBLIC_KEY); },
+      [&] { Attribute(key_, CKA_CLASS) = Bytes(4, CKO_PRIVATE_KEY); },
+      [&] { Erase(key_, CKA_ID); },
+      [&] { faults::ReadsLengthMinusOne(module, CKA_ID); },
+      [&] { module.over = {}, faults::ReadsLengthMinusOne(module, CKA_CLASS); },
+  };
+  for (std::size_t i = 0; i < changes.size(); ++i) {
+    Attribute(key_, CKA_CLASS) = MemoryObject::Number(CKO_PRIVATE_KEY);
+    Attribute(key_, CKA_ID) = {1, 2};
+    cache_.Learn(name_, {key_});
+    cache_.Learn({CKO_PUBLIC_KEY, {9}}, {other});
+    changes[i]();
+    EXPECT_EQ(cache_.Recall(session_, name_), nullptr) << "change " << i;
+    EXPECT_EQ(cache_.Recall(session_, {CKO_PUBLIC_KEY, {9}}), nullptr) << "change " << i;
+    EXPECT_EQ(cache_.NameOf(key_), nullptr);
+    EXPECT_EQ(cache_.NameOf(other), nullptr);
+  }
+}
+
+TEST_F(SearchCacheTest, NothingFoundIsNotRememberedNorDoesItForget) {
+  cache_.Learn({CKO_PRIVATE_KEY, {5}}, {});
+  EXPECT_EQ(cache_.Recall(session_, {CKO_PRIVATE_KEY, {5}}), nullptr);
+  cache_.Learn(name_, {});
+  EXPECT_EQ(Recall(name_), Handles{key_});
+}
+
+TEST_F(SearchCacheTest, LaterSearchReplacesTheEarlier) {
+  const CK_OBJECT_HANDLE other = Add(CKO_PRIVATE_KEY, {1, 2});
+  cache_.Learn(name_, {other});
+  EXPECT_EQ(Recall(name_), Handles{other});
+  EXPECT_EQ(cache_.NameOf(key_), nullptr);
+  ASSERT_NE(cache_.NameOf(other), nullptr);
+  EXPECT_EQ(*cache_.NameOf(other), name_);
+}
+
+TEST_F(SearchCacheTest, ForgettingForgetsEverything) {
+  cache_.Forget();
+  EXPECT_EQ(cache_.Recall(session_, name_), nullptr);
+  EXPECT_EQ(cache_.NameOf(key_), nullptr);
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter

@@ -1,0 +1,389 @@
+#include "adapter/objects/token_objects.h"
+
+#include <array>
+
+#include "adapter/testing/card_fixture.h"
+#include "tests/module/faults.h"
+#include "tests/module/test_keys.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+class TokenObjectsTest : public CardTest {
+ protected:
+  CK_OBJECT_HANDLE AddObject(CK_OBJECT_CLASS object_class, const Bytes& id) {
+    return Add(object_class, id, {{CKA_LABEL, {'x'}}});
+  }
+  CK_OBJECT_HANDLE AddCertificate(const Bytes& id, const Bytes& der) {
+    return card_.AddCertificate(id, "x", der);
+  }
+  CK_OBJECT_HANDLE AddCertificate(const Bytes& id) {
+    return AddCertificate(id, MakeTestCertificate(TestEcKey().get()));
+  }
+  Handles Find(CK_OBJECT_CLASS object_class, Bytes id) {
+    std::array<CK_ATTRIBUTE, 2> wanted = {
+        {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, id.data(), id.size()}}};
+    Handles found = {99};
+    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
+    return found;
+  }
+  Handles FindAllOf(CK_OBJECT_CLASS object_class) {
+    CK_ATTRIBUTE wanted = {CKA_CLASS, &object_class, sizeof(object_class)};
+    Handles found;
+    EXPECT_EQ(objects_.Find(session_, {&wanted, 1}, &found), CKR_OK);
+    return found;
+  }
+  std::size_t Searches() const { return module.Count("C_FindObjectsInit"); }
+  void SwitchOffAll() {
+    for (const RuleName& rule : kRuleNames) rules_.SwitchOff(rule.rule);
+  }
+
+  TokenObjects objects_{inner_, rules_, slot_};
+};
+
+// --- what is remembered ---
+
+TEST_F(TokenObjectsTest, FailedSearchIsPassedOnAndForgetsWhatWasLearned) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
+  CK_BYTE id = 2;
+  std::array<CK_ATTRIBUTE, 2> named = {
+      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, &id, 1}}};
+  for (const std::size_t wanted : {0u, 1u, 2u}) {
+    EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+    module.ForgetCalls();
+    module.FailNext("C_FindObjectsInit", CKR_DEVICE_REMOVED);
+    Handles found = {99};
+    EXPECT_EQ(objects_.Find(session_, std::span(named).first(wanted), &found), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(found, Handles());
+    EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+    EXPECT_EQ(Searches(), 2u);
+  }
+}
+
+TEST_F(TokenObjectsTest, SecondSearchForTheSameObjectCostsOneReadUntilItIsForgotten) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+  module.ForgetCalls();
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+  EXPECT_EQ(module.Calls(), std::vector<std::string>(10, "C_GetAttributeValue"));
+  objects_.Forget();
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+  EXPECT_EQ(Searches(), 1u);
+}
+
+TEST_F(TokenObjectsTest, KeyThatIsNotThereIsSearchedForEachTime) {
+  EXPECT_TRUE(Find(CKO_PRIVATE_KEY, {1}).empty());
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+}
+
+TEST_F(TokenObjectsTest, KeyWhoseIdWasChangedByAnotherProgramIsNotFoundByItsOldId) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+  Attribute(key, CKA_ID) = {2};
+  EXPECT_TRUE(Find(CKO_PRIVATE_KEY, {1}).empty());
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {2}), Handles{key});
+}
+
+// Nothing is signed with another key than the one asked for.
+TEST_F(TokenObjectsTest, PrivateKeyThatAModuleFindsByAnotherIdIsDropped) {
+  const auto other = AddObject(CKO_PRIVATE_KEY, {2});
+  const auto secretive = AddObject(CKO_PRIVATE_KEY, {2});
+  Erase(secretive, CKA_ID);
+  const auto public_key = AddObject(CKO_PUBLIC_KEY, {2});
+  module.over.C_FindObjectsInit = [&](CK_SESSION_HANDLE session, CK_ATTRIBUTE* wanted, CK_ULONG) {
+    return module.standard.C_FindObjectsInit(session, wanted, 1);  // finds every CKA_ID
+  };
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{secretive});
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {2}), (Handles{other, secretive}));
+  EXPECT_EQ(Find(CKO_PUBLIC_KEY, {1}), Handles{public_key});
+}
+
+// --- searches of other shapes ---
+
+TEST_F(TokenObjectsTest, SearchesForMoreThanClassAndIdAreTheModules) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
+  CK_BYTE id = 1;
+  CK_BYTE label = 'x';
+  const CK_ATTRIBUTE is_key = {CKA_CLASS, &object_class, sizeof(object_class)};
+  const CK_ATTRIBUTE has_id = {CKA_ID, &id, 1};
+  std::vector<std::vector<CK_ATTRIBUTE>> templates = {{is_key, has_id, {CKA_LABEL, &label, 1}},
+                                                      {has_id},
+                                                      {is_key},
+                                                      {is_key, is_key, has_id},
+                                                      {is_key, has_id, has_id}};
+  for (auto& wanted : templates) {
+    module.ForgetCalls();
+    for (int i = 0; i < 2; ++i) {
+      Handles found;
+      EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
+      EXPECT_EQ(found, Handles{key});
+    }
+    EXPECT_EQ(Searches(), 2u) << wanted.size();
+  }
+}
+
+TEST_F(TokenObjectsTest, OddTemplatesAreTheModulesBusiness) {
+  const auto data = AddObject(CKO_DATA, {});
+  CK_OBJECT_CLASS object_class = CKO_DATA;
+  Bytes long_id(4097, 7);
+  module.over.C_FindObjectsInit = [&](CK_SESSION_HANDLE session, CK_ATTRIBUTE*, CK_ULONG) {
+    return module.standard.C_FindObjectsInit(session, nullptr, 0);
+  };
+  std::vector<std::vector<CK_ATTRIBUTE>> templates = {
+      {{CKA_CLASS, &object_class, 3}, {CKA_ID, nullptr, 0}},
+      {{CKA_CLASS, nullptr, sizeof(object_class)}, {CKA_ID, nullptr, 0}},
+      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, nullptr, 5}},
+      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, long_id.data(), 4097}}};
+  for (auto& wanted : templates) {
+    module.ForgetCalls();
+    Handles found;
+    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
+    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
+    EXPECT_EQ(found, Handles{data});
+    EXPECT_EQ(Searches(), 2u);
+  }
+}
+
+TEST_F(TokenObjectsTest, EmptyIdIsAnIdLikeOthers) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {});
+  AddObject(CKO_PRIVATE_KEY, {1});
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(Find(CKO_PRIVATE_KEY, {}), Handles{key});
+  EXPECT_EQ(Searches(), 1u);
+}
+
+// --- what is hidden ---
+
+TEST_F(TokenObjectsTest, ObjectsWithAnIdOfMoreThan255BytesAreHidden) {
+  SwitchOffAll();
+  for (const CK_OBJECT_CLASS object_class : {CKO_CERTIFICATE, CKO_PUBLIC_KEY, CKO_PRIVATE_KEY}) {
+    const auto longest = AddObject(object_class, Bytes(255, 1));
+    AddObject(object_class, Bytes(256, 1));
+    const auto without = AddObject(object_class, {});
+    Erase(without, CKA_ID);
+    EXPECT_EQ(FindAllOf(object_class), (Handles{longest, without}));
+    EXPECT_EQ(Find(object_class, Bytes(255, 1)), Handles{longest});
+    module.ForgetCalls();
+    EXPECT_TRUE(Find(object_class, Bytes(256, 1)).empty());
+    EXPECT_EQ(module.Count(), 0u) << "the module is not even asked";
+  }
+}
+
+TEST_F(TokenObjectsTest, OversizeCertificateIsHiddenFromASearchByItsIdToo) {
+  const auto small = AddCertificate({1}, Bytes(4096, 1));
+  const auto large = AddCertificate({1}, Bytes(4097, 1));
+  const auto key = Add(CKO_PRIVATE_KEY, {1}, {{CKA_VALUE, Bytes(5000, 1)}});
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(Find(CKO_CERTIFICATE, {1}), Handles{small});
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+  rules_.SwitchOff(Rule::kOversizeCertificates);
+  EXPECT_EQ(Find(CKO_CERTIFICATE, {1}), (Handles{small, large}));
+}
+
+TEST_F(TokenObjectsTest, CertificatesAreArrangedByTheKeysThatAreSeen) {
+  const auto without = AddCertificate({1});
+  const auto by_private = AddCertificate({2});
+  const auto by_public = AddCertificate({3});
+  AddObject(CKO_PRIVATE_KEY, {2});
+  AddObject(CKO_PUBLIC_KEY, {3});
+  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE), (Handles{by_private, by_public, without}));
+  EXPECT_EQ(FindAllOf(CKO_PRIVATE_KEY).size(), 1u);
+}
+
+TEST_F(TokenObjectsTest, CertificatesWithoutRulesAreTheModules) {
+  SwitchOffAll();
+  const auto large = AddCertificate({1}, Bytes(5000, 1));
+  const auto nameless = AddCertificate({});
+  AddObject(CKO_PRIVATE_KEY, {});
+  EXPECT_EQ(FindAllOf(CKO_CERTIFICATE), (Handles{large, nameless}));
+}
+
+// --- virtual keys ---
+
+TEST_F(TokenObjectsTest, MissingPublicKeyIsMadeFromTheCertificate) {
+  AddCertificate({1}, {1, 2, 3});
+  AddCertificate({1});
+  const Handles found = Find(CKO_PUBLIC_KEY, {1});
+  ASSERT_EQ(found.size(), 1u);
+  const VirtualKey* const key = objects_.FindVirtual(found[0]);
+  ASSERT_NE(key, nullptr);
+  EXPECT_EQ(key->attributes.at(CKA_ID), Bytes{1});
+  EXPECT_EQ(key->attributes.at(CKA_LABEL), Bytes{'x'});
+  EXPECT_EQ(Find(CKO_PUBLIC_KEY, {1}), found);
+  EXPECT_EQ(FindAllOf(CKO_PUBLIC_KEY), Handles()) << "of each CKA_ID the first is tried";
+}
+
+TEST_F(TokenObjectsTest, PublicKeyOfTheTokensOwnIsNotReplaced) {
+  AddCertificate({1});
+  const auto key = AddObject(CKO_PUBLIC_KEY, {1});
+  EXPECT_EQ(Find(CKO_PUBLIC_KEY, {1}), Handles{key});
+  EXPECT_EQ(FindAllOf(CKO_PUBLIC_KEY), Handles{key});
+}
+
+TEST_F(TokenObjectsTest, NoVirtualKeyWithoutACertificateThatCanBeReadOrWithoutTheRule) {
+  AddCertificate({1}, {1, 2, 3});
+  EXPECT_TRUE(Find(CKO_PUBLIC_KEY, {1}).empty());
+  EXPECT_TRUE(Find(CKO_PUBLIC_KEY, {2}).empty());
+  rules_.SwitchOff(Rule::kVirtualPublicKeys);
+  AddCertificate({3});
+  EXPECT_TRUE(Find(CKO_PUBLIC_KEY, {3}).empty());
+  EXPECT_TRUE(FindAllOf(CKO_PUBLIC_KEY).empty());
+}
+
+TEST_F(TokenObjectsTest, PublicKeyThatCameAfterTheListingIsFound) {
+  AddCertificate({1}, {1, 2, 3});
+  FindAllOf(CKO_CERTIFICATE);
+  EXPECT_TRUE(Find(CKO_PUBLIC_KEY, {1}).empty());
+  const auto key = AddObject(CKO_PUBLIC_KEY, {1});
+  EXPECT_EQ(Find(CKO_PUBLIC_KEY, {1}), Handles{key});
+}
+
+TEST_F(TokenObjectsTest, FailuresOnTheWayToAVirtualKeyArePassedOn) {
+  AddCertificate({1});
+  CK_OBJECT_CLASS object_class = CKO_PUBLIC_KEY;
+  CK_BYTE id = 1;
+  std::array<CK_ATTRIBUTE, 2> wanted = {
+      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, &id, 1}}};
+  Handles found;
+  for (const int searches : {0, 1}) {
+    for (int i = 0; i < searches; ++i) module.FailNext("C_FindObjectsInit", CKR_OK);
+    module.FailNext("C_FindObjectsInit", CKR_DEVICE_ERROR);
+    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_DEVICE_ERROR);
+    EXPECT_TRUE(found.empty());
+  }
+  module.FailNext("C_FindObjectsInit", CKR_OK);
+  module.FailNext("C_FindObjectsInit", CKR_DEVICE_ERROR);
+  EXPECT_TRUE(FindAllOf(CKO_PUBLIC_KEY).empty()) << "the keys themselves were found";
+  EXPECT_EQ(Find(CKO_PUBLIC_KEY, {1}).size(), 1u);
+}
+
+TEST_F(TokenObjectsTest, ListOfPublicKeysHoldsTheVirtualOnes) {
+  AddCertificate({1});
+  AddCertificate({1});
+  AddCertificate({2});
+  AddCertificate(Bytes(256, 3));
+  const auto own = AddObject(CKO_PUBLIC_KEY, {2});
+  const Handles found = FindAllOf(CKO_PUBLIC_KEY);
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_EQ(found[0], own);
+  EXPECT_EQ(Find(CKO_PUBLIC_KEY, {1}), Handles{found[1]});
+  CK_OBJECT_CLASS object_class = CKO_PUBLIC_KEY;
+  CK_BYTE label = 'x';
+  std::array<CK_ATTRIBUTE, 2> wanted = {
+      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_LABEL, &label, 1}}};
+  Handles labelled;
+  EXPECT_EQ(objects_.Find(session_, wanted, &labelled), CKR_OK);
+  EXPECT_EQ(labelled, Handles{own}) << "other searches are the module's";
+}
+
+// Set-up asks for the certificates and then for each one's public key.
+TEST_F(TokenObjectsTest, SetUpSearchesAsOftenForManyCertificatesAsForFew) {
+  for (const bool has_public_keys : {false, true}) {
+    for (CK_BYTE id = 1; id <= 20; ++id) {
+      if (has_public_keys) {
+        AddObject(CKO_PUBLIC_KEY, {id});
+      } else {
+        AddCertificate({id});
+      }
+    }
+    module.ForgetCalls();
+    EXPECT_EQ(FindAllOf(CKO_CERTIFICATE).size(), 20u);
+    for (CK_BYTE id = 1; id <= 20; ++id) EXPECT_EQ(Find(CKO_PUBLIC_KEY, {id}).size(), 1u);
+    EXPECT_EQ(Searches(), 3u);
+    objects_.Forget();
+  }
+}
+
+// --- refused handles ---
+
+TEST_F(TokenObjectsTest, HandleThatIsRefusedIsReplacedOnceByWhatTheSearchFindsNow) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  for (const CK_RV refusal : {CKR_OBJECT_HANDLE_INVALID, CKR_KEY_HANDLE_INVALID}) {
+    const Handles found = Find(CKO_PRIVATE_KEY, {1});
+    card_.Rehandle(found[0], module.next_object++);
+    Handles tried;
+    const auto refuse = [&](CK_OBJECT_HANDLE object) {
+      tried.push_back(object);
+      return refusal;
+    };
+    EXPECT_EQ(objects_.WithCurrent(session_, found[0], refuse), refusal);
+    EXPECT_EQ(tried, (Handles{found[0], module.next_object - 1}));
+    EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{module.next_object - 1});
+  }
+  int calls = 0;
+  EXPECT_EQ(objects_.WithCurrent(session_, key,
+                                 [&](CK_OBJECT_HANDLE) { return ++calls, CKR_DEVICE_ERROR; }),
+            CKR_DEVICE_ERROR);
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(TokenObjectsTest, WhatCannotBeFoundAgainIsNotReplaced) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE) << "never found before";
+  EXPECT_EQ(module.Count(), 0u);
+  Find(CKO_PRIVATE_KEY, {1});
+  module.FailNext("C_FindObjectsInit", CKR_DEVICE_ERROR);
+  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE);
+  Find(CKO_PRIVATE_KEY, {1});
+  card_.objects.clear();
+  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE) << "gone";
+  EXPECT_EQ(objects_.FindAgain(session_, key), CK_INVALID_HANDLE);
+  EXPECT_EQ(Searches(), 4u) << "and forgotten";
+}
+
+// --- facts and mechanisms ---
+
+TEST_F(TokenObjectsTest, FactsAreReadOnceForAKeyThatASearchHasFound) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  Attribute(key, CKA_MODULUS) = Bytes(256, 0xff);
+  EXPECT_EQ(objects_.Facts(session_, key, true).size, 256u);
+  Attribute(key, CKA_MODULUS) = Bytes(512, 0xff);
+  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u) << "nobody searched for it";
+  Find(CKO_PRIVATE_KEY, {1});
+  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u);
+  module.ForgetCalls();
+  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u);
+  EXPECT_EQ(module.Count(), 0u);
+  objects_.LearnSize(key, 3);
+  EXPECT_EQ(objects_.Facts(session_, key, true).size, 3u);
+  objects_.Forget();
+  objects_.LearnSize(key, 3);
+  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u);
+}
+
+TEST_F(TokenObjectsTest, FactsOfAnRsaKeyDependOnTheSlot) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  EXPECT_FALSE(objects_.Facts(session_, key, true).lacks_raw_rsa);
+  card_.mechanisms = {CKM_RSA_PKCS};
+  objects_.Forget();
+  EXPECT_TRUE(objects_.Facts(session_, key, true).lacks_raw_rsa);
+  objects_.Forget();
+  module.FailNext("C_GetMechanismList", CKR_DEVICE_ERROR);
+  EXPECT_FALSE(objects_.Facts(session_, key, true).lacks_raw_rsa) << "unknown is not lacking";
+  module.ForgetCalls();
+  objects_.Facts(session_, key, false);
+  EXPECT_EQ(module.Count("C_GetMechanismList"), 0u) << "an EC key's do not";
+}
+
+TEST_F(TokenObjectsTest, MechanismsAreReadOnceAndAnEmptyListIsNotRemembered) {
+  faults::EmptyMechanismListOnce(module);
+  std::vector<CK_MECHANISM_TYPE> mechanisms = {1};
+  EXPECT_EQ(objects_.GetMechanisms(&mechanisms), CKR_OK);
+  EXPECT_TRUE(mechanisms.empty());
+  module.FailNext("C_GetMechanismList", CKR_OK);
+  module.FailNext("C_GetMechanismList", CKR_DEVICE_ERROR);
+  EXPECT_EQ(objects_.GetMechanisms(&mechanisms), CKR_DEVICE_ERROR);
+  for (int i = 0; i < 2; ++i) {
+    module.ForgetCalls();
+    EXPECT_EQ(objects_.GetMechanisms(&mechanisms), CKR_OK);
+    EXPECT_EQ(mechanisms, card_.mechanisms);
+  }
+  EXPECT_EQ(module.Count(), 0u);
+  objects_.Forget();
+  EXPECT_EQ(objects_.GetMechanisms(&mechanisms), CKR_OK);
+  EXPECT_EQ(module.Count("C_GetMechanismList"), 2u);
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter

@@ -1,0 +1,164 @@
+#include "adapter/operations/locked_pin.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace kelvrin::adapter {
+namespace {
+
+void Keep(LockedPin& locked, const std::string& pin) {
+  locked.Keep(reinterpret_cast<const CK_BYTE*>(pin.data()), pin.size());
+}
+
+std::string Text(LockedPin& locked) { return {locked.data(), locked.data() + locked.size()}; }
+
+TEST(LockedPinTest, NothingIsKeptAtFirst) {
+  LockedPin locked;
+  EXPECT_FALSE(locked.has_pin());
+  EXPECT_EQ(locked.data(), nullptr);
+  EXPECT_EQ(locked.size(), 0u);
+  locked.Wipe();
+}
+
+TEST(LockedPinTest, EmptyAndOverlongPinsAreNotKept) {
+  LockedPin locked;
+  for (const std::string& pin : {std::string(), std::string(256, '1'), std::string(100000, '1')}) {
+    Keep(locked, "1234");
+    Keep(locked, pin);
+    EXPECT_FALSE(locked.has_pin());
+    EXPECT_EQ(locked.data(), nullptr);
+  }
+  Keep(locked, std::string(255, '1'));
+  EXPECT_EQ(Text(locked), std::string(255, '1'));
+}
+
+TEST(LockedPinTest, PinIsNotKeptWithoutMemoryForIt) {
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &limit), 0);
+  const rlimit nothing = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  LockedPin locked;
+  locked.Keep(nullptr, 0);
+  const CK_BYTE pin = '1';
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &nothing), 0);
+  locked.Keep(&pin, 1);
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+  EXPECT_FALSE(locked.has_pin());
+  EXPECT_EQ(locked.data(), nullptr);
+  locked.Keep(&pin, 1);
+  EXPECT_EQ(Text(locked), "1");
+}
+
+TEST(LockedPinTest, WipingOverwritesTheMemory) {
+  LockedPin locked;
+  for (const std::size_t size : {std::size_t{1}, std::size_t{6}, std::size_t{255}}) {
+    Keep(locked, std::string(size, '7'));
+    const CK_BYTE* const memory = locked.data();
+    locked.Wipe();
+    EXPECT_FALSE(locked.has_pin());
+    EXPECT_EQ(locked.size(), 0u);
+    EXPECT_EQ(std::vector<CK_BYTE>(memory, memory + 255), std::vector<CK_BYTE>(255, 0));
+  }
+}
+
+TEST(LockedPinTest, MemoryIsGivenBackAtTheEnd) {
+  void* page = nullptr;
+  const auto page_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  {
+    LockedPin locked;
+    Keep(locked, "1234");
+    page = locked.data() - reinterpret_cast<std::uintptr_t>(locked.data()) % page_size;
+    EXPECT_EQ(msync(page, page_size, MS_ASYNC), 0);
+  }
+  EXPECT_NE(msync(page, page_size, MS_ASYNC), 0);
+}
+
+TEST(LockedPinTest, NewPinLeavesNothingOfTheOld) {
+  LockedPin locked;
+  Keep(locked, "123456");
+  const CK_BYTE* const memory = locked.data();
+  Keep(locked, "9");
+  EXPECT_EQ(Text(locked), "9");
+  EXPECT_EQ(std::vector<CK_BYTE>(memory + 1, memory + 6), std::vector<CK_BYTE>(5, 0));
+}
+
+TEST(LockedPinTest, PinOfTheReaderHasNoBytes) {
+  LockedPin locked;
+  Keep(locked, "1234");
+  const CK_BYTE* const memory = locked.data();
+  locked.Keep(nullptr, 0);
+  EXPECT_TRUE(locked.has_pin());
+  EXPECT_EQ(locked.data(), nullptr);
+  EXPECT_EQ(locked.size(), 0u);
+  EXPECT_EQ(std::vector<CK_BYTE>(memory, memory + 4), std::vector<CK_BYTE>(4, 0));
+  Keep(locked, "56");
+  EXPECT_EQ(Text(locked), "56");
+  locked.Keep(nullptr, 0);
+  locked.Wipe();
+  EXPECT_FALSE(locked.has_pin());
+}
+
+TEST(LockedPinTest, PinIsACopy) {
+  LockedPin locked;
+  std::string pin = "1234";
+  Keep(locked, pin);
+  pin = "0000";
+  EXPECT_EQ(Text(locked), "1234");
+}
+
+#ifdef __linux__
+// What the system knows of the memory at `place`: two letters a flag.
+std::string MemoryFlags(const void* place) {
+  std::ifstream maps("/proc/self/smaps");
+  const auto wanted = reinterpret_cast<std::uintptr_t>(place);
+  bool is_here = false;
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream words(line);
+    std::uintptr_t from = 0;
+    std::uintptr_t to = 0;
+    char dash = 0;
+    // Each memory begins with its addresses.
+    if (words >> std::hex >> from >> dash >> to && dash == '-') {
+      is_here = from <= wanted && wanted < to;
+    }
+    if (is_here && line.starts_with("VmFlags:")) return line + " ";
+  }
+  return "";
+}
+
+bool HasFlag(const std::string& flags, const std::string& flag) {
+  return flags.find(" " + flag + " ") != std::string::npos;
+}
+
+// Whether this process can lock memory at all: the system may refuse, and sanitizers swallow it.
+bool MayLock() {
+  const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* const page =
+      mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  mlock(page, size);
+  const bool is_locked = HasFlag(MemoryFlags(page), "lo");
+  munmap(page, size);
+  return is_locked;
+}
+
+TEST(LockedPinTest, MemoryIsLockedAndNotDumped) {
+  LockedPin locked;
+  for (const std::string pin : {"1234", "56"}) {
+    Keep(locked, pin);
+    const std::string flags = MemoryFlags(locked.data());
+    EXPECT_EQ(HasFlag(flags, "lo"), MayLock()) << flags;
+    EXPECT_TRUE(HasFlag(flags, "dd")) << flags;
+    locked.Wipe();
+  }
+}
+#endif
+
+}  // namespace
+}  // namespace kelvrin::adapter

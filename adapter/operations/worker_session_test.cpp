@@ -1,0 +1,150 @@
+#include "adapter/operations/worker_session.h"
+
+#include "adapter/testing/card_fixture.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+constexpr CK_FLAGS kFlags = CKF_SERIAL_SESSION | CKF_RW_SESSION;
+
+class WorkerSessionTest : public CardTest {
+ protected:
+  // Begins an operation whose n-th start gives the n-th result, then CKR_OK.
+  CK_RV Begin(const std::vector<CK_RV>& results = {}) {
+    started_on_.clear();
+    return worker_.Begin([&](CK_SESSION_HANDLE session) {
+      EXPECT_TRUE(module.sessions.contains(session));
+      started_on_.push_back(session);
+      const std::size_t turn = started_on_.size() - 1;
+      return turn < results.size() ? results[turn] : CK_RV{CKR_OK};
+    });
+  }
+  // The token has no session left for this many attempts.
+  void HaveNoSessionLeft(int attempts) {
+    for (int i = 0; i < attempts; ++i) module.FailNext("C_OpenSession", CKR_SESSION_COUNT);
+  }
+
+  std::vector<CK_SESSION_HANDLE> noted_;
+  std::vector<CK_SESSION_HANDLE> started_on_;
+  WorkerSession worker_{inner_, slot_, kFlags, session_,
+                        [this](CK_SESSION_HANDLE handle) { noted_.push_back(handle); }};
+};
+
+TEST_F(WorkerSessionTest, FailureToOpenIsPassedOn) {
+  module.FailNext("C_OpenSession", CKR_DEVICE_REMOVED);
+  EXPECT_EQ(Begin(), CKR_DEVICE_REMOVED);
+  EXPECT_TRUE(started_on_.empty());
+  EXPECT_TRUE(noted_.empty());
+  EXPECT_FALSE(worker_.is_open());
+}
+
+TEST_F(WorkerSessionTest, InvalidHandleFromTheModuleIsNotUsed) {
+  module.next_session = CK_INVALID_HANDLE;
+  EXPECT_EQ(Begin(), CKR_DEVICE_ERROR);
+  EXPECT_TRUE(started_on_.empty());
+  EXPECT_TRUE(noted_.empty());
+}
+
+// The module has lost the caller's session then.
+TEST_F(WorkerSessionTest, HandleOfTheCallersOwnSessionIsNotedAndNotUsed) {
+  module.next_session = session_;
+  EXPECT_EQ(Begin(), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_TRUE(started_on_.empty());
+  EXPECT_EQ(noted_, std::vector<CK_SESSION_HANDLE>{session_});
+  EXPECT_FALSE(worker_.is_open());
+}
+
+TEST_F(WorkerSessionTest, FailureToStartClosesTheWorkerAndAFreshOneIsNotTriedTwice) {
+  for (const CK_RV failure : {CKR_KEY_HANDLE_INVALID, CKR_OPERATION_ACTIVE}) {
+    EXPECT_EQ(Begin({failure}), failure);
+    EXPECT_EQ(started_on_.size(), 1u);
+    EXPECT_EQ(module.sessions.size(), 1u);
+    EXPECT_FALSE(worker_.is_open());
+  }
+}
+
+TEST_F(WorkerSessionTest, StaleSessionIsReplacedOnce) {
+  for (const CK_RV stale : {CKR_OPERATION_ACTIVE, CKR_SESSION_HANDLE_INVALID, CKR_SESSION_CLOSED}) {
+    ASSERT_EQ(Begin(), CKR_OK);
+    EXPECT_EQ(Begin({stale}), CKR_OK);
+    ASSERT_EQ(started_on_.size(), 2u);
+    EXPECT_NE(started_on_[0], started_on_[1]);
+    EXPECT_EQ(module.sessions.size(), 2u);
+  }
+  EXPECT_EQ(Begin({CKR_OPERATION_ACTIVE, CKR_OPERATION_ACTIVE}), CKR_OPERATION_ACTIVE);
+  EXPECT_EQ(started_on_.size(), 2u);
+}
+
+TEST_F(WorkerSessionTest, OtherFailuresOfAUsedSessionAreNotTriedAgain) {
+  ASSERT_EQ(Begin(), CKR_OK);
+  EXPECT_EQ(Begin({CKR_DEVICE_ERROR}), CKR_DEVICE_ERROR);
+  EXPECT_EQ(started_on_.size(), 1u);
+}
+
+TEST_F(WorkerSessionTest, NothingIsTriedAgainWhereTheCallersSessionIsGoneToo) {
+  ASSERT_EQ(Begin(), CKR_OK);
+  module.FailNext("C_GetSessionInfo", CKR_SESSION_HANDLE_INVALID);
+  EXPECT_EQ(Begin({CKR_SESSION_HANDLE_INVALID}), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_EQ(started_on_.size(), 1u);
+  EXPECT_EQ(noted_.size(), 1u);
+}
+
+TEST_F(WorkerSessionTest, IsOpenedOnceWithTheCallersSlotAndFlags) {
+  EXPECT_FALSE(worker_.is_open());
+  EXPECT_EQ(worker_.handle(), session_);
+  EXPECT_EQ(Begin(), CKR_OK);
+  EXPECT_EQ(Begin(), CKR_OK);
+  EXPECT_EQ(module.Calls(), std::vector<std::string>{"C_OpenSession"});
+  EXPECT_EQ(noted_, std::vector<CK_SESSION_HANDLE>{worker_.handle()});
+  const MemorySession& session = module.sessions.at(worker_.handle());
+  EXPECT_EQ(session.slot, slot_);
+  EXPECT_EQ(session.flags, kFlags);
+}
+
+TEST_F(WorkerSessionTest, ClosingTwiceClosesOnceAndDroppingNever) {
+  ASSERT_EQ(Begin(), CKR_OK);
+  worker_.Close();
+  worker_.Close();
+  EXPECT_EQ(module.Count("C_CloseSession"), 1u);
+  EXPECT_EQ(module.sessions.size(), 1u);
+  ASSERT_EQ(Begin(), CKR_OK);
+  worker_.Drop();
+  worker_.Close();
+  EXPECT_EQ(module.Count("C_CloseSession"), 1u);
+  EXPECT_FALSE(worker_.is_open());
+}
+
+TEST_F(WorkerSessionTest, CallersSessionWorksWhereTheTokenHasNoSessionLeft) {
+  HaveNoSessionLeft(1);
+  EXPECT_EQ(Begin(), CKR_OK);
+  EXPECT_EQ(started_on_, std::vector<CK_SESSION_HANDLE>{session_});
+  EXPECT_FALSE(worker_.is_open());
+  EXPECT_TRUE(noted_.empty());
+  EXPECT_EQ(Begin(), CKR_OK);
+  EXPECT_NE(started_on_[0], session_) << "there is one again";
+}
+
+TEST_F(WorkerSessionTest, OperationOnTheCallersSessionIsEndedAndNotTheSession) {
+  HaveNoSessionLeft(2);
+  const auto end = [&](CK_SESSION_HANDLE session, CK_BYTE* result, CK_ULONG* size) {
+    EXPECT_EQ(session, session_);
+    std::fill_n(result, *size, 7);
+    *size = 0;
+    return CK_RV{CKR_OK};
+  };
+  std::vector<CK_ULONG> rooms;
+  module.over.C_SignFinal =
+      module.over.C_DecryptFinal = [&](CK_SESSION_HANDLE session, CK_BYTE* result, CK_ULONG* size) {
+        rooms.push_back(*size);
+        return end(session, result, size);
+      };
+  EXPECT_EQ(Begin({CKR_OPERATION_ACTIVE}), CKR_OK);
+  EXPECT_EQ(started_on_, (std::vector<CK_SESSION_HANDLE>{session_, session_}));
+  EXPECT_EQ(rooms, (std::vector<CK_ULONG>{4096, 4096}));
+  EXPECT_EQ(module.Count("C_SignFinal"), 1u);
+  EXPECT_EQ(module.Count("C_DecryptFinal"), 1u);
+  EXPECT_EQ(module.Count("C_CloseSession"), 0u);
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter
