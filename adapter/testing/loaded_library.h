@@ -1,6 +1,5 @@
 // A PKCS#11 library opened as an application opens it.
-#ifndef KELVRIN_ADAPTER_TESTING_LOADED_LIBRARY_H_
-#define KELVRIN_ADAPTER_TESTING_LOADED_LIBRARY_H_
+#pragma once
 
 #include <dlfcn.h>
 #include <p11-kit/pkcs11.h>
@@ -22,5 +21,3 @@ inline CK_FUNCTION_LIST* LoadLibrary(const std::filesystem::path& path) {
 }
 
 }  // namespace kelvrin::adapter
-
-#endif  // KELVRIN_ADAPTER_TESTING_LOADED_LIBRARY_H_

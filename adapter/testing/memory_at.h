@@ -1,6 +1,5 @@
 // Looking at memory that may be gone.
-#ifndef KELVRIN_ADAPTER_TESTING_MEMORY_AT_H_
-#define KELVRIN_ADAPTER_TESTING_MEMORY_AT_H_
+#pragma once
 
 #include <unistd.h>
 
@@ -25,5 +24,3 @@ inline bool MemoryHolds(const void* place, const std::string& bytes) {
 }
 
 }  // namespace kelvrin::adapter
-
-#endif  // KELVRIN_ADAPTER_TESTING_MEMORY_AT_H_

@@ -1,0 +1,25 @@
+# The built adapter as its caller meets it, in front of the memory module and of SoftHSM cards.
+
+# SoftHSM behind a library that fails from the k-th call on.
+add_library(adapter_failing_over MODULE testing/failing_over.cpp)
+target_include_directories(adapter_failing_over PRIVATE ${CMAKE_SOURCE_DIR})
+target_link_libraries(adapter_failing_over
+  PRIVATE kelvrin_flags pkcs11_header ${CMAKE_DL_LIBS})
+set_target_properties(adapter_failing_over PROPERTIES CXX_VISIBILITY_PRESET hidden)
+
+add_library(adapter_behaviour STATIC
+  testing/extension.cpp testing/extension_road.cpp testing/openssl_check.cpp)
+target_include_directories(adapter_behaviour PUBLIC ${CMAKE_SOURCE_DIR})
+target_link_libraries(adapter_behaviour
+  PRIVATE kelvrin_flags PUBLIC p11 memory_module memory_module_path softhsm_card)
+target_compile_definitions(adapter_behaviour INTERFACE
+  KELVRIN_ADAPTER_LIBRARY="$<TARGET_FILE:adapter>"
+  KELVRIN_FAILING_OVER="$<TARGET_FILE:adapter_failing_over>")
+
+kelvrin_test(adapter_behaviour_test
+  SOURCES
+    session/faults_test.cpp
+  LIBRARIES adapter_behaviour)
+foreach(test adapter_behaviour_test)
+  add_dependencies(${test} adapter adapter_failing_over)
+endforeach()

@@ -1,0 +1,427 @@
+// The adapter in front of modules that differ from the standard, or from what the extension wants,
+// each in one way: the extension's road works, and where a switchable rule cures the difference it
+// breaks when that rule is switched off.
+#include <algorithm>
+#include <functional>
+#include <ostream>
+#include <set>
+
+#include "adapter/config/rules.h"
+#include "adapter/testing/behaviour_fixture.h"
+#include "tests/module/faults.h"
+#include "tests/module/test_keys.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+using Failures = std::vector<std::string>;
+
+// A module with a card that has both keys.
+struct Ground {
+  MemoryModule& module;
+  MemoryCard& card;
+  MemoryKey rsa, ec;
+
+  void Set(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Extension::Bytes& value) const {
+    card.Attribute(object, type) = value;
+  }
+  void Offer(std::vector<CK_MECHANISM_TYPE> mechanisms) const {
+    card.mechanisms = std::move(mechanisms);
+    for (const CK_OBJECT_HANDLE key :
+         {rsa.public_key, rsa.private_key, ec.public_key, ec.private_key}) {
+      card.objects.at(key).attributes.erase(CKA_ALLOWED_MECHANISMS);
+    }
+  }
+  // A certificate without a key, long enough or an authority's.
+  void AddCertificate(CK_BYTE id, const TestCertificateOptions& options) const {
+    card.AddCertificate({id}, "Other", MakeTestCertificate(TestEcKey(5).get(), options));
+  }
+};
+
+struct Row {
+  std::string name;
+  std::function<void(const Ground&)> fault;
+  std::string rule = {};      // that cures it; none: it is cured always
+  std::string also_off = {};  // a rule that would hide the fault
+  Failures off = {};          // what fails when the rule is off
+  Failures adapted = {};      // what no rule can cure
+  std::string lines = {};     // of the configuration
+};
+
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
+// The same result for several steps.
+Failures All(const Failures& steps, const std::string& result) {
+  Failures failures;
+  for (const std::string& step : steps) failures.push_back(std::string(step).append(": " + result));
+  return failures;
+}
+
+Failures operator+(Failures first, const Failures& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+const Failures kSupport = {"support of CKM_RSA_X_509", "support of CKM_RSA_PKCS",
+                           "support of CKM_ECDSA", "support of CKM_ECDSA_SHA1"};
+const Failures kOperations = {"PKCS#1 block",       "PSS block",
+                              "51 bytes",           "digest of 20 bytes",
+                              "digest of 32 bytes", "digest of 48 bytes",
+                              "digest of 64 bytes", "CKM_RSA_PKCS text",
+                              "CKM_RSA_X_509 text", "short CKM_RSA_X_509 text"};
+const Failures kAfter = {"after little room", "after 300 bytes", "after nonsense"};
+const Failures kDigests = {"digest of 32 bytes", "digest of 48 bytes", "digest of 64 bytes"};
+const Failures kRawPoints = {"raw point, round 1", "raw point, round 2"};
+const Failures kDerPoints = {"DER point, round 1", "DER point, round 2"};
+const Failures kPoints = {"raw point, round 1", "DER point, round 1", "raw point, round 2",
+                          "DER point, round 2"};
+
+std::string Numbers(const std::string& before, int first, int last) {
+  std::string text = before;
+  for (int i = first; i <= last; ++i) text += " " + std::to_string(i);
+  return text;
+}
+
+// More certificates than the extension reads, before those that have a key.
+void AddOthersInFront(const Ground& ground) {
+  for (CK_BYTE id = 0x10; id < 0x24; ++id) ground.AddCertificate(id, {});
+  for (const CK_OBJECT_HANDLE last : {ground.rsa.certificate, ground.ec.certificate}) {
+    ground.card.Rehandle(last, ground.module.next_object++);
+  }
+}
+
+const std::vector<Row> kRows = {
+    {.name = "WantsReserved",
+     .fault = [](const Ground& ground) { faults::WantsReserved(ground.module, "where='here'"); },
+     .lines = "reserved = where='here'\n"},
+    {.name = "WantsLocks", .fault = [](const Ground& g) { faults::WantsLocks(g.module); }},
+    {.name = "RefusesLocks", .fault = [](const Ground& g) { faults::RefusesLocks(g.module); }},
+    {.name = "RefusesWriting", .fault = [](const Ground& g) { faults::RefusesWriting(g.module); }},
+    {.name = "EmptyMechanismListOnce",
+     .fault =
+         [](const Ground& ground) {
+           ground.Offer(ground.card.mechanisms);
+           faults::EmptyMechanismListOnce(ground.module);
+         },
+     // The flag was asked for while the list was empty.
+     .adapted = {"usage of 2: 'signs'"}},
+    {.name = "OperationsWaitForSearch",
+     .fault = [](const Ground& g) { faults::OperationsWaitForSearch(g.module); }},
+    {.name = "SearchReplacesSearch",
+     .fault = [](const Ground& g) { faults::SearchReplacesSearch(g.module); }},
+    {.name = "FailureLeavesOperation",
+     .fault = [](const Ground& g) { faults::FailureLeavesOperation(g.module); }},
+    {.name = "LeavesLengths", .fault = [](const Ground& g) { faults::LeavesLengths(g.module); }},
+    {.name = "WantsExactRoom", .fault = [](const Ground& g) { faults::WantsExactRoom(g.module); }},
+    {.name = "RefusesNullInput",
+     .fault = [](const Ground& g) { faults::RefusesNullInput(g.module); }},
+    {.name = "DropsLeadingZeros",
+     .fault = [](const Ground& g) { faults::DropsLeadingZeros(g.module); }},
+    {.name = "RenewsHandles", .fault = [](const Ground& g) { faults::RenewsHandles(g.module); }},
+    {.name = "NoAllowedMechanisms",
+     .fault = [](const Ground& g) { faults::NoAllowedMechanisms(g.module); },
+     .rule = "allowed-mechanisms",
+     .off = All(kSupport, "CKR_ATTRIBUTE_TYPE_INVALID")},
+    {.name = "AllowedMechanismsOfLengthMinusOne",
+     .fault =
+         [](const Ground& g) { faults::ReadsLengthMinusOne(g.module, CKA_ALLOWED_MECHANISMS); },
+     .rule = "allowed-mechanisms",
+     .off = All(kSupport, "CKR_ATTRIBUTE_TYPE_INVALID")},
+    {.name = "EmptyAllowedMechanisms",
+     .fault =
+         [](const Ground& g) {
+           g.Set(g.rsa.public_key, CKA_ALLOWED_MECHANISMS, {});
+           g.Set(g.ec.public_key, CKA_ALLOWED_MECHANISMS, {});
+         },
+     .rule = "allowed-mechanisms",
+     .off = All(kSupport, "no")},
+    {.name = "EcKeysEncryptAndWrap",
+     .fault =
+         [](const Ground& g) {
+           g.Set(g.ec.public_key, CKA_ENCRYPT, MemoryObject::Flag(true));
+           g.Set(g.ec.public_key, CKA_WRAP, MemoryObject::Flag(true));
+         },
+     .rule = "ec-usage",
+     .off = {"usage of 2: 'signs encrypts wraps agrees'"}},
+    {.name = "EcKeysDoNotDerive",
+     .fault =
+         [](const Ground& g) { g.Set(g.ec.public_key, CKA_DERIVE, MemoryObject::Flag(false)); },
+     .rule = "ec-usage",
+     .off = {"usage of 2: 'signs'"}},
+    {.name = "HidesPublicKeys",
+     .fault = [](const Ground& g) { faults::HidesPublicKeys(g.module); },
+     .rule = "virtual-public-keys",
+     .off = Failures{"usage of 1: ''", "usage of 2: ''"} + All(kSupport, "no")},
+    {.name = "RawSignatures",
+     .fault = [](const Ground&) {},
+     .rule = "ecdsa",
+     .off = Failures{"support of CKM_ECDSA_SHA1: no"} +
+            All({"digest of 20 bytes"}, "CKR_MECHANISM_INVALID") +
+            All(kDigests, "wrong signature")},
+    {.name = "DerSignatures", .fault = [](const Ground& g) { faults::DerSignatures(g.module); }},
+    {.name = "HashesDigests",
+     .fault =
+         [](const Ground& g) {
+           g.Offer({CKM_RSA_PKCS, CKM_RSA_X_509, CKM_ECDSA, CKM_ECDSA_SHA1, CKM_ECDH1_DERIVE});
+           faults::DerSignatures(g.module);
+         },
+     .rule = "ecdsa",
+     .off = {"digest of 20 bytes: wrong signature"}},
+    {.name = "ExactDigestsOnly",
+     .fault =
+         [](const Ground& g) {
+           faults::DerSignatures(g.module);
+           faults::ExactDigestsOnly(g.module);
+         },
+     .rule = "ecdsa",
+     .off = Failures{"support of CKM_ECDSA_SHA1: no"} +
+            All({"digest of 20 bytes"}, "CKR_MECHANISM_INVALID") +
+            All({"digest of 48 bytes", "digest of 64 bytes"}, "CKR_DATA_LEN_RANGE"),
+     // 20 bytes are what the caller has.
+     .adapted = {"digest of 20 bytes: CKR_DATA_LEN_RANGE"}},
+    {.name = "RefusesShortBlocks",
+     .fault = [](const Ground& g) { faults::RefusesShortBlocks(g.module); },
+     .rule = "raw-rsa",
+     .off = All({"51 bytes", "short CKM_RSA_X_509 text"}, "CKR_FUNCTION_FAILED")},
+    {.name = "NoRawRsa",
+     .fault = [](const Ground& g) { g.Offer({CKM_RSA_PKCS, CKM_ECDSA, CKM_ECDH1_DERIVE}); },
+     .rule = "missing-raw-rsa",
+     .off = Failures{"support of CKM_RSA_X_509: no"} +
+            All({"PKCS#1 block", "PSS block", "51 bytes", "CKM_RSA_X_509 text",
+                 "short CKM_RSA_X_509 text", "after little room"},
+                "CKR_MECHANISM_INVALID"),
+     // Nothing but PKCS#1 blocks can be made by CKM_RSA_PKCS.
+     .adapted = All({"PSS block", "51 bytes"}, "CKR_MECHANISM_INVALID")},
+    {.name = "WantsDeriveTemplate",
+     .fault = [](const Ground& g) { faults::WantsDeriveTemplate(g.module); },
+     .rule = "derivation",
+     .off = All(kPoints, "CKR_ARGUMENTS_BAD")},
+    {.name = "SecretsAreSensitive",
+     .fault = [](const Ground& g) { faults::SecretsAreSensitive(g.module); },
+     .rule = "derivation",
+     .off = All(kPoints, "CKR_ATTRIBUTE_SENSITIVE")},
+    {.name = "RawPointsOnly",
+     .fault = [](const Ground& g) { faults::PointsOfLength(g.module, 65); },
+     .rule = "derivation",
+     .off = All(kDerPoints, "CKR_MECHANISM_PARAM_INVALID")},
+    {.name = "DerPointsOnly",
+     .fault = [](const Ground& g) { faults::PointsOfLength(g.module, 67); },
+     .rule = "derivation",
+     .off = All(kRawPoints, "CKR_MECHANISM_PARAM_INVALID")},
+    {.name = "RoomForOneDerivedKey",
+     .fault = [](const Ground& g) { faults::RoomForDerivedKeys(g.module, 1); },
+     .rule = "derivation",
+     .off = All({"DER point, round 1", "raw point, round 2", "DER point, round 2"},
+                "CKR_DEVICE_MEMORY")},
+    {.name = "KeysWantLogin",
+     .fault =
+         [](const Ground& g) {
+           for (const CK_OBJECT_HANDLE key : {g.rsa.private_key, g.ec.private_key}) {
+             g.Set(key, CKA_ALWAYS_AUTHENTICATE, MemoryObject::Flag(true));
+           }
+         },
+     .rule = "context-login",
+     .off = All(kOperations + kAfter, "CKR_USER_NOT_LOGGED_IN")},
+    {.name = "UmlautInCertificateLabel",
+     .fault =
+         [](const Ground& g) {
+           g.Set(g.rsa.certificate, CKA_LABEL, MemoryObject::Text("Schl\xc3\xbcssel"));
+         },
+     .rule = "ascii-labels",
+     .off = {"certificate: its label is not ASCII"}},
+    {.name = "UmlautInPublicKeyLabel",
+     .fault =
+         [](const Ground& g) {
+           g.Set(g.rsa.public_key, CKA_LABEL, MemoryObject::Text("Schl\xfcssel"));
+         },
+     .rule = "ascii-labels",
+     .off = {"public key: its label is not ASCII"}},
+    {.name = "OversizeCertificate",
+     .fault =
+         [](const Ground& ground) {
+           ground.AddCertificate(3, {.extensions = {{"nsComment", std::string(4200, 'x')}}});
+         },
+     .rule = "oversize-certificates",
+     .also_off = "keyless-certificates",
+     .off = {"set-up: CKR_BUFFER_TOO_SMALL"}},
+    {.name = "ManyCertificatesOfOthers",
+     .fault = AddOthersInFront,
+     .rule = "keyed-certificates-first",
+     .off = {"usage of 1: ''", "usage of 2: ''", Numbers("listed:", 16, 35)},
+     .adapted = {Numbers("listed: 1 2", 16, 33)}},
+    {.name = "CertificateOfAnAuthority",
+     .fault =
+         [](const Ground& g) {
+           g.AddCertificate(3, {.extensions = {{"basicConstraints", "CA:TRUE"},
+                                               {"keyUsage", "keyCertSign,cRLSign"}}});
+         },
+     .rule = "keyless-certificates",
+     .off = {"listed: 1 2 3"}},
+    {.name = "KeysThatTheLoginShows",
+     // Not surely an authority's: the key of this certificate needs the login to be seen.
+     .fault =
+         [](const Ground& g) {
+           for (const CK_OBJECT_HANDLE key : {g.rsa.public_key, g.ec.public_key}) {
+             g.Set(key, CKA_PRIVATE, MemoryObject::Flag(true));
+           }
+         }},
+};
+
+class Faults : public BehaviourTest, public testing::WithParamInterface<Row> {
+ protected:
+  Failures WalkWithout(const std::string& rules) {
+    MemoryCard& card = AddCard();
+    GetParam().fault({module, card, rsa, ec});
+    Extension extension(
+        Adapter(GetParam().lines + (rules.empty() ? "" : "rules-off = " + rules + "\n")));
+    Failures failures = Walk(extension, card.pin);
+    EXPECT_EQ(card.tries, 3);
+    EXPECT_EQ(module.overlaps, 0);
+    return failures;
+  }
+};
+
+TEST_P(Faults, AreCured) { EXPECT_EQ(WalkWithout(GetParam().also_off), GetParam().adapted); }
+
+TEST_P(Faults, BreakTheRoadWithoutTheRule) {
+  if (GetParam().rule.empty()) return;
+  const std::string also_off = GetParam().also_off;
+  EXPECT_EQ(WalkWithout(GetParam().rule + (also_off.empty() ? "" : ", " + also_off)),
+            GetParam().off);
+}
+
+TEST(FaultRows, HaveEveryRule) {
+  std::set<std::string> missing;
+  for (const RuleName& rule : kRuleNames) missing.emplace(rule.name);
+  for (const Row& row : kRows) missing.erase(row.rule);
+  EXPECT_THAT(missing, testing::IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(, Faults, testing::ValuesIn(kRows),
+                         [](const auto& info) { return info.param.name; });
+
+class OddObjects : public BehaviourTest {};
+
+TEST_F(OddObjects, LongIdsAreHiddenAndCostNeitherTheOthersNorTheCard) {
+  MemoryCard& card = AddCard();
+  for (const std::size_t size : {255U, 256U, 512U, 600U}) {
+    card.AddEcKey(Bytes(size, static_cast<CK_BYTE>(size >> 8 | 0x40)));
+  }
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  EXPECT_EQ(extension.listed, (Bytes{1, 2, 0x40}));
+  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  EXPECT_TRUE(extension.SignsWith(card.KeyOf(ec.private_key)));
+}
+
+TEST_F(OddObjects, LongLabelsAreCutAlsoWhereTransliterationMakesThemLonger) {
+  std::string umlauts;
+  for (int i = 0; i < 100; ++i) umlauts += "\xc3\xa4";
+  MemoryCard& card = AddCard();
+  card.Attribute(rsa.certificate, CKA_LABEL) = MemoryObject::Text(std::string(3000, 'x'));
+  card.Attribute(rsa.public_key, CKA_LABEL) = MemoryObject::Text(std::string(3000, 'y'));
+  card.Attribute(ec.certificate, CKA_LABEL) = MemoryObject::Text(umlauts);
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  ASSERT_EQ(extension.labels.size(), 2U);
+  EXPECT_EQ(extension.labels[0], std::string(127, 'x'));
+  EXPECT_EQ(extension.key_labels[1], std::string(127, 'y'));
+  EXPECT_LE(extension.labels[1].size(), 127U);
+  EXPECT_EQ(extension.labels[1].substr(0, 4), "aeae");
+}
+
+TEST_F(OddObjects, ResultsOfWrongLengthAreRefused) {
+  MemoryCard& card = AddCard();
+  for (const CK_ULONG length : {0U, 257U, 5000U, 1000000U}) {
+    module.over = {};
+    faults::ResultsOfLength(module, length);
+    Extension extension(Adapter("", "lib" + std::to_string(length)));
+    ASSERT_EQ(extension.SetUp(), CKR_OK);
+    ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+    Bytes result;
+    EXPECT_EQ(extension.Sign(1, CKM_RSA_X_509, {1}, &result), CKR_DEVICE_ERROR) << length;
+    EXPECT_EQ(extension.Sign(1, CKM_RSA_PKCS, {1}, &result), CKR_DEVICE_ERROR) << length;
+    EXPECT_EQ(extension.Decrypt(1, CKM_RSA_X_509, {1}, &result), CKR_DEVICE_ERROR) << length;
+    EXPECT_EQ(extension.Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_DEVICE_ERROR) << length;
+  }
+}
+
+TEST_F(OddObjects, PlaintextsKeepTheirLength) {
+  MemoryCard& card = AddCard();
+  faults::DropsLeadingZeros(module);
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  for (const Bytes& text : {Bytes(), Bytes{0, 0, 7}}) {
+    Bytes opened = {1};
+    EXPECT_EQ(extension.Decrypt(1, CKM_RSA_PKCS, EncryptPkcs1(extension.public_keys[1].get(), text),
+                                &opened),
+              CKR_OK);
+    EXPECT_EQ(opened, text);
+  }
+}
+
+TEST_F(OddObjects, LongBlockNeverReachesAModuleThatDiesOfIt) {
+  MemoryCard& card = AddCard();
+  faults::DiesOfLongBlocks(module);
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  Bytes result;
+  EXPECT_EQ(extension.Sign(1, CKM_RSA_X_509, Bytes(257), &result), CKR_DATA_LEN_RANGE);
+  EXPECT_EQ(extension.Decrypt(1, CKM_RSA_X_509, Bytes(257), &result), CKR_ENCRYPTED_DATA_LEN_RANGE);
+}
+
+TEST_F(OddObjects, DerivedKeysDoNotPileUp) {
+  MemoryCard& card = AddCard();
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  const std::size_t before = card.objects.size();
+  Bytes secret;
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(extension.Agree(2, PointOfKey(TestEcKey(7).get()), &secret), CKR_OK);
+  }
+  EXPECT_EQ(card.objects.size(), before + 1);
+}
+
+TEST_F(OddObjects, DerivedKeyWhoseHandleNowBelongsToSomethingElseIsLeftAlone) {
+  MemoryCard& card = AddCard();
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  Bytes secret;
+  const Bytes point = PointOfKey(TestEcKey(7).get());
+  ASSERT_EQ(extension.Agree(2, point, &secret), CKR_OK);
+  const CK_OBJECT_HANDLE derived = module.next_object - 1;
+  ASSERT_EQ(extension.p11->C_DestroyObject(extension.session, derived), CKR_OK);
+  card.objects[derived].attributes = {{CKA_CLASS, MemoryObject::Number(CKO_SECRET_KEY)},
+                                      {CKA_TOKEN, MemoryObject::Flag(false)}};
+  ASSERT_EQ(extension.Agree(2, point, &secret), CKR_OK);
+  EXPECT_TRUE(card.objects.contains(derived));
+}
+
+TEST_F(OddObjects, TemplateOfTheCallersOwnIsHandedOn) {
+  MemoryCard& card = AddCard();
+  faults::WantsDeriveTemplate(module);
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  CK_OBJECT_HANDLE key = 0;
+  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
+  Bytes point = PointOfKey(TestEcKey(7).get());
+  CK_ECDH1_DERIVE_PARAMS parameters = {};
+  parameters.kdf = CKD_NULL;
+  parameters.pPublicData = point.data();
+  parameters.ulPublicDataLen = point.size();
+  CK_MECHANISM mechanism = {CKM_ECDH1_DERIVE, &parameters, sizeof(parameters)};
+  std::string label = "mine";
+  CK_ATTRIBUTE attribute = {CKA_LABEL, label.data(), label.size()};
+  CK_OBJECT_HANDLE derived = 0;
+  ASSERT_EQ(extension.p11->C_DeriveKey(extension.session, &mechanism, key, &attribute, 1, &derived),
+            CKR_OK);
+  EXPECT_EQ(card.Attribute(derived, CKA_LABEL), MemoryObject::Text(label));
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter
