@@ -1,0 +1,228 @@
+// What the extension's requests cost at the module behind, however long a call takes.
+#include <chrono>
+#include <thread>
+
+#include "adapter/testing/behaviour_fixture.h"
+#include "tests/module/test_keys.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+using testing::ElementsAre;
+
+using Names = std::vector<std::string>;
+
+class CallCountsTest : public BehaviourTest,
+                       public testing::WithParamInterface<std::chrono::milliseconds> {
+ protected:
+  // From here on each call to the module takes the test's time.
+  void SlowDown() {
+    module.ForgetCalls();
+    module.before = [](std::string_view) {
+      std::this_thread::sleep_for(GetParam());
+      return CK_RV{CKR_OK};
+    };
+  }
+  // The calls since the last time.
+  Names Calls() {
+    Names calls = module.Calls();
+    module.ForgetCalls();
+    return calls;
+  }
+};
+INSTANTIATE_TEST_SUITE_P(
+    , CallCountsTest, testing::Values(std::chrono::milliseconds(0), std::chrono::milliseconds(60)),
+    [](const auto& info) { return "With" + std::to_string(info.param.count()) + "ms"; });
+
+TEST_P(CallCountsTest, SetUpAsksForTheTokenOnceBeyondTheExtension) {
+  AddCard();
+  Extension extension(Adapter());
+  SlowDown();
+  ASSERT_EQ(extension.BringUp(), CKR_OK);
+  EXPECT_THAT(Calls(),
+              ElementsAre("C_GetFunctionList", "C_Initialize", "C_GetSlotList", "C_GetSlotList",
+                          "C_GetTokenInfo", "C_GetSlotInfo", "C_OpenSession"));
+  ASSERT_EQ(extension.BringUp(), CKR_OK);
+  EXPECT_THAT(Calls(), ElementsAre("C_GetSlotList", "C_GetSlotList", "C_GetTokenInfo",
+                                   "C_GetSlotInfo", "C_OpenSession"));
+  CK_TOKEN_INFO info = {};
+  EXPECT_EQ(extension.p11->C_GetTokenInfo(extension.slot, &info), CKR_OK);
+  EXPECT_THAT(Calls(), ElementsAre("C_GetTokenInfo"));
+}
+
+TEST_P(CallCountsTest, SetUpSearchesOnceForEachKindOfObject) {
+  MemoryCard& card = module.AddCard();
+  card.AddEcKey({2});
+  Extension extension(Adapter());
+  SlowDown();
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  EXPECT_EQ(module.Count("C_GetTokenInfo"), 2U);
+  EXPECT_EQ(module.Count("C_GetSessionInfo"), 0U);
+  EXPECT_EQ(module.Count("C_FindObjectsInit"), 3U);
+  EXPECT_EQ(module.Count("C_OpenSession"), 1U);
+  EXPECT_EQ(module.Count(), 38U);
+}
+
+TEST_P(CallCountsTest, TokenInAnotherReaderCostsOneMoreLookAtMost) {
+  AddCard({.serial = "1"});
+  AddCard({.serial = "2"});
+  Extension extension(Adapter("token-serial = 2\n"));
+  SlowDown();
+  ASSERT_EQ(extension.BringUp(), CKR_OK);
+  EXPECT_EQ(module.Count("C_GetTokenInfo"), 2U);
+  Extension other(Adapter("reader-name = Memory\n", "libY"));
+  module.ForgetCalls();
+  ASSERT_EQ(other.BringUp(), CKR_OK);
+  EXPECT_EQ(module.Count("C_GetTokenInfo"), 1U);
+}
+
+TEST_P(CallCountsTest, SupportTableOnlyReadsAttributes) {
+  AddCard();
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  SlowDown();
+  bool answer = false;
+  // With the cache's look at the key.
+  ASSERT_EQ(extension.Supports(1, CKA_VERIFY, CKM_RSA_PKCS, &answer), CKR_OK);
+  EXPECT_TRUE(answer);
+  EXPECT_EQ(Calls(), Names(5, "C_GetAttributeValue"));
+  ASSERT_EQ(extension.Supports(2, CKA_VERIFY, CKM_ECDSA, &answer), CKR_OK);
+  EXPECT_TRUE(answer);
+  EXPECT_EQ(Calls(), Names(5, "C_GetAttributeValue"));
+}
+
+TEST_P(CallCountsTest, LoginIsOneCall) {
+  MemoryCard& card = AddCard();
+  Extension extension(Adapter());
+  ASSERT_EQ(extension.SetUp(), CKR_OK);
+  SlowDown();
+  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  EXPECT_THAT(Calls(), ElementsAre("C_Login"));
+}
+
+// A login and one operation of each kind before what is counted.
+class OperationCountsTest : public CallCountsTest {
+ protected:
+  void Begin(const MemoryKeyOptions& keys = {}) {
+    MemoryCard& card = AddCard({}, keys);
+    extension.emplace(Adapter());
+    ASSERT_EQ(extension->SetUp(), CKR_OK);
+    ASSERT_EQ(extension->LogIn(card.pin), CKR_OK);
+    sealed = EncryptPkcs1(extension->public_keys[1].get(), {1, 2});
+    ASSERT_EQ(extension->Sign(1, CKM_RSA_X_509, {1}, &result), CKR_OK);
+    ASSERT_EQ(extension->Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
+    SlowDown();
+  }
+  std::optional<Extension> extension;
+  Bytes sealed, result;
+};
+INSTANTIATE_TEST_SUITE_P(, OperationCountsTest,
+                         testing::Values(std::chrono::milliseconds(0),
+                                         std::chrono::milliseconds(60)),
+                         [](const auto& info) {
+                           return "With" + std::to_string(info.param.count()) + "ms";
+                         });
+
+TEST_P(OperationCountsTest, SignatureLooksAtTheKeyOnce) {
+  Begin();
+  const auto is_signature =
+      ElementsAre("C_GetSessionInfo", "C_GetAttributeValue", "C_SignInit", "C_Sign");
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(extension->Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
+    EXPECT_THAT(Calls(), is_signature);
+    ASSERT_EQ(extension->Sign(1, CKM_RSA_X_509, {1}, &result), CKR_OK);
+    EXPECT_THAT(Calls(), is_signature);
+  }
+  ASSERT_EQ(extension->Decrypt(1, CKM_RSA_PKCS, sealed, &result), CKR_OK);
+  EXPECT_THAT(Calls(),
+              ElementsAre("C_GetSessionInfo", "C_GetAttributeValue", "C_DecryptInit", "C_Decrypt"));
+}
+
+TEST_P(OperationCountsTest, KeyThatWantsALoginEachTimeCostsThatCallMore) {
+  Begin({.always_authenticate = true});
+  ASSERT_EQ(extension->Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
+  EXPECT_THAT(Calls(), ElementsAre("C_GetSessionInfo", "C_GetAttributeValue", "C_SignInit",
+                                   "C_Login", "C_Sign"));
+  ASSERT_EQ(extension->Decrypt(1, CKM_RSA_PKCS, sealed, &result), CKR_OK);
+  EXPECT_THAT(Calls(), ElementsAre("C_GetSessionInfo", "C_GetAttributeValue", "C_DecryptInit",
+                                   "C_Login", "C_Decrypt"));
+}
+
+TEST_P(OperationCountsTest, FirstSignatureAfterALoginLearnsWhatLaterOnesNeed) {
+  Begin();
+  Extension later(folder / "libX.dylib");
+  extension->Remove();
+  ASSERT_EQ(later.SetUp(), CKR_OK);
+  ASSERT_EQ(later.LogIn("123456"), CKR_OK);
+  module.ForgetCalls();
+  ASSERT_EQ(later.Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
+  // The search, the key's facts, the worker.
+  EXPECT_THAT(Calls(),
+              ElementsAre("C_GetSessionInfo", "C_FindObjectsInit", "C_FindObjects", "C_FindObjects",
+                          "C_FindObjectsFinal", "C_GetAttributeValue", "C_GetAttributeValue",
+                          "C_GetAttributeValue", "C_OpenSession", "C_SignInit", "C_Sign"));
+}
+
+class CacheTest : public BehaviourTest {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(extension.SetUp(), CKR_OK);
+    ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+    ASSERT_TRUE(extension.SignsWith(card.KeyOf(ec.private_key)));
+    module.ForgetCalls();
+  }
+  MemoryCard& card = AddCard();
+  Extension extension{Adapter()};
+};
+
+TEST_F(CacheTest, KeyThatGotAnotherIdIsNotSignedWith) {
+  CK_OBJECT_HANDLE key = 0;
+  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
+  card.Attribute(ec.private_key, CKA_ID) = {9};
+  EXPECT_EQ(extension.FindKey(2, &key), Extension::kNoKey);
+  EXPECT_EQ(module.Count("C_FindObjectsInit"), 1U);
+  EXPECT_EQ(extension.FindKey(9, &key), CKR_OK);
+}
+
+TEST_F(CacheTest, HandleThatTheModuleRefusesIsSearchedForAgainOnce) {
+  CK_OBJECT_HANDLE key = 0;
+  CK_MECHANISM mechanism = {CKM_ECDSA, nullptr, 0};
+  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
+  card.Rehandle(ec.private_key, 500);
+  EXPECT_EQ(extension.p11->C_SignInit(extension.session, &mechanism, key), CKR_OK);
+  EXPECT_EQ(module.Count("C_FindObjectsInit"), 1U);
+  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
+  EXPECT_EQ(key, 500U);
+  card.objects.erase(500);
+  EXPECT_EQ(extension.p11->C_SignInit(extension.session, &mechanism, key), CKR_KEY_HANDLE_INVALID);
+  EXPECT_EQ(module.Count("C_FindObjectsInit"), 2U);
+}
+
+TEST_F(CacheTest, DestroyedObjectIsForgotten) {
+  CK_OBJECT_HANDLE key = 0;
+  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
+  module.ForgetCalls();
+  EXPECT_EQ(extension.p11->C_DestroyObject(extension.session, ec.private_key), CKR_OK);
+  EXPECT_EQ(extension.FindKey(2, &key), Extension::kNoKey);
+  EXPECT_EQ(module.Count("C_GetAttributeValue"), 0U);
+}
+
+TEST_F(CacheTest, SearchesAreOverWhenTheCallerSaysSo) {
+  CK_OBJECT_HANDLE found = 0;
+  CK_ULONG count = 0;
+  CK_FUNCTION_LIST* const p11 = extension.p11;
+  const CK_SESSION_HANDLE session = extension.session;
+  ASSERT_EQ(p11->C_FindObjectsInit(session, nullptr, 0), CKR_OK);
+  EXPECT_EQ(p11->C_FindObjects(session, &found, 1, &count), CKR_OK);
+  EXPECT_EQ(count, 1U);
+  EXPECT_EQ(p11->C_FindObjectsFinal(session), CKR_OK);
+  EXPECT_EQ(p11->C_FindObjects(session, &found, 1, &count), CKR_OPERATION_NOT_INITIALIZED);
+  EXPECT_EQ(p11->C_FindObjectsFinal(session), CKR_OPERATION_NOT_INITIALIZED);
+  ASSERT_EQ(p11->C_FindObjectsInit(session, nullptr, 0), CKR_OK);
+  module.FailNext("C_FindObjectsInit", CKR_DEVICE_MEMORY);
+  EXPECT_EQ(p11->C_FindObjectsInit(session, nullptr, 0), CKR_DEVICE_MEMORY);
+  EXPECT_EQ(p11->C_FindObjects(session, &found, 1, &count), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter
