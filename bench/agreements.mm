@@ -1,17 +1,17 @@
-// What many key agreements leave behind.
+// What key agreements take, and what many of them leave behind.
+#include <benchmark/benchmark.h>
 #include <malloc.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <fstream>
 #include <functional>
-#include <optional>
+#include <limits>
 #include <stdexcept>
 
+#include "bench/benchmarks.h"
+#include "bench/cards.h"
 #import "bench/extension.h"
-#include "bench/sections.h"
 #include "p11/lookup.h"
 #include "p11/operations.h"
 #include "tests/endtoend/verification.h"
@@ -22,39 +22,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr int kCertificates = 2;
 constexpr int kAgreements = 10'000;
 constexpr int kWarmUp = 500;  // agreements until every cache and pool has its size
-constexpr int kSearchBatches = 301;
-constexpr int kSearchesOfBatch = 5;
+constexpr int kSearches = 1500;
 constexpr CK_BYTE kEcKeyId = 2;
 constexpr std::size_t kSecretSize = 32;
-// SoftHSM keeps some 200 bytes of every object that was destroyed until it is finalised, so what
-// the same agreements take without the adapter is taken off. A derived secret that stays is over
-// 100 bytes: ten thousand would be a megabyte, and would make a search ten times as long and more.
-constexpr Target kMemoryTarget = {Target::Bound::kAtMost, 64.0 * 1024};
-constexpr Target kSearchTarget = {Target::Bound::kAtMost, 1.5};
-constexpr Target kObjectsTarget = {Target::Bound::kAtMost, 0};
 
-// Bytes that the process has of physical memory, and bytes that it has allocated.
-double ResidentBytes() {
-  std::ifstream statm("/proc/self/statm");
-  long pages = 0;
-  long resident = 0;
-  if (!(statm >> pages >> resident)) throw std::runtime_error("/proc/self/statm cannot be read");
-  return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
-}
 double AllocatedBytes() {
   const struct mallinfo2 info = mallinfo2();
   return static_cast<double>(info.uordblks + info.hblkhd);
 }
-
-// The state that is to stay.
-struct State {
-  double resident;
-  double allocated;
-  double objects;
-  Samples search;
-};
 
 using Agreement = std::function<endtoend::Bytes()>;
 
@@ -98,85 +76,79 @@ endtoend::Bytes AgreeOnModule(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE ses
   return rv == CKR_OK ? secret : endtoend::Bytes();
 }
 
-// Throws when a secret is not the one that is expected. Returns the seconds of one.
-double Repeat(int number, const Agreement &agree, const endtoend::Bytes &expected) {
-  const auto start = Clock::now();
-  for (int i = 0; i < number; ++i) {
-    if (agree() != expected) throw std::runtime_error("a key agreement gave a wrong secret");
-  }
-  return std::chrono::duration<double>(Clock::now() - start).count() / number;
-}
-
-Samples TimeSearches(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE session) {
-  Samples seconds;
-  for (int batch = 0; batch < kSearchBatches; ++batch) {
+// The module's fastest search.
+double SecondsOfSearch(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE session) {
+  double least = std::numeric_limits<double>::infinity();
+  for (int i = 0; i < kSearches; ++i) {
     const auto start = Clock::now();
-    for (int i = 0; i < kSearchesOfBatch; ++i) FindPrivateKey(functions, session, kEcKeyId);
-    seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count() /
-                      kSearchesOfBatch);
+    FindPrivateKey(functions, session, kEcKeyId);
+    least = std::min(least, std::chrono::duration<double>(Clock::now() - start).count());
   }
-  return seconds;
+  return least;
 }
 
-State Look(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE session) {
-  State state;
-  state.search = TimeSearches(functions, session);
-  state.objects = static_cast<double>(FindObjects(functions, session, {}).size());
-  state.allocated = AllocatedBytes();
-  state.resident = ResidentBytes();
-  return state;
-}
+struct Agreements {
+  Agreements() {
+    extension.LogIn(cards.pin());
+    key = FindPrivateKey(functions, session, kEcKeyId);
+  }
 
-Row ValueRow(const std::string &name, Quantity quantity, double value,
-             std::optional<Target> target) {
-  Row row;
-  row.name = name;
-  row.quantity = quantity;
-  row.value = value;
-  row.target = target;
-  return row;
+  // Growth of the allocated memory over many agreements.
+  double BytesOf(const Agreement &agree) const {
+    const double before = AllocatedBytes();
+    for (int i = 0; i < kAgreements; ++i) {
+      if (agree() != expected) throw std::runtime_error("a key agreement gave a wrong secret");
+    }
+    return AllocatedBytes() - before;
+  }
+  double Objects() const { return static_cast<double>(FindObjects(functions, session, {}).size()); }
+  void Measure(benchmark::State &state) const;
+
+  const Cards cards{{kCertificates}};
+  const RawModule raw;
+  Extension extension{cards.Bundle(kCertificates)};
+  CK_FUNCTION_LIST *const functions = raw.functions();
+  const CK_SESSION_HANDLE session = raw.OpenSession(Cards::Label(kCertificates));
+  CK_OBJECT_HANDLE key = CK_INVALID_HANDLE;
+  const endtoend::KeyAgreement peer;
+  const endtoend::Bytes point = peer.PublicPoint();
+  const endtoend::Bytes expected = peer.Secret(cards.PublicKey(kCertificates, "ec"));
+  const Agreement road = [this] {
+    Token *token = extension.token();
+    return AgreeThroughAdapter([token p11], [token session], point);
+  };
+  const Agreement module = [this] { return AgreeOnModule(functions, session, key, point); };
+};
+
+// SoftHSM keeps some 200 bytes of every object that was destroyed until it is finalised, so what
+// the same agreements take without the adapter is taken off. A derived secret that stays is over
+// 100 bytes: ten thousand would be a megabyte, and would make a search ten times as long and more.
+void Agreements::Measure(benchmark::State &state) const {
+  for (auto _ : state) {
+    for (int i = 0; i < kWarmUp; ++i) road();
+    const double objects = Objects();
+    const double search = SecondsOfSearch(functions, session);
+    const double growth = BytesOf(road);
+    state.counters["objects"] = Objects() - objects;
+    state.counters["search_factor"] = SecondsOfSearch(functions, session) / search;
+    const double own_growth = BytesOf(module);
+    state.counters["bytes"] = growth;
+    state.counters["module_bytes"] = own_growth;
+    state.counters["adapter_bytes"] = std::max(growth - own_growth, 0.0);
+  }
 }
 
 }  // namespace
 
-Section MeasureAgreements(const Cards &cards, const RawModule &raw) {
-  Extension extension(cards.Bundle(kFewCertificates));
-  extension.LogIn(cards.pin());
-  CK_FUNCTION_LIST *functions = raw.functions();
-  const CK_SESSION_HANDLE session = raw.OpenSession(Cards::Label(kFewCertificates));
-  const CK_OBJECT_HANDLE key = FindPrivateKey(functions, session, kEcKeyId);
-  const endtoend::KeyAgreement peer;
-  const endtoend::Bytes point = peer.PublicPoint();
-  const endtoend::Bytes expected = peer.Secret(cards.PublicKey(kFewCertificates, "ec"));
-  Token *token = extension.token();
-  const Agreement road = [&] { return AgreeThroughAdapter([token p11], [token session], point); };
-  const Agreement module = [&] { return AgreeOnModule(functions, session, key, point); };
-
-  Repeat(kWarmUp, road, expected);
-  const State before = Look(functions, session);
-  const double seconds = Repeat(kAgreements, road, expected);
-  const State after = Look(functions, session);
-  const double raw_seconds = Repeat(kAgreements, module, expected);
-  const State after_module = Look(functions, session);
-  functions->C_CloseSession(session);
-
-  const double growth = after.allocated - before.allocated;
-  const double own_growth = after_module.allocated - after.allocated;
-  return {
-      "10000 key agreements through the adapter",
-      {ValueRow("one agreement by the module alone", Quantity::kSeconds, raw_seconds, {}),
-       ValueRow("one agreement through the adapter", Quantity::kSeconds, seconds, {}),
-       ValueRow("allocated memory, growth", Quantity::kBytes, growth, {}),
-       ValueRow("the same by the module alone", Quantity::kBytes, own_growth, {}),
-       ValueRow("what the adapter adds to that", Quantity::kBytes,
-                std::max(growth - own_growth, 0.0), kMemoryTarget),
-       ValueRow("resident memory, growth", Quantity::kBytes, after.resident - before.resident, {}),
-       ValueRow("objects on the token, growth", Quantity::kCount, after.objects - before.objects,
-                kObjectsTarget),
-       TimeRow("the module's search before", before.search),
-       TimeRow("the module's search after", after.search),
-       ValueRow("the fastest search after against before", Quantity::kFactor,
-                Quantile(after.search, 0) / Quantile(before.search, 0), kSearchTarget)}};
+Fixture RegisterAgreements() {
+  auto fixture = std::make_shared<Agreements>();
+  Register("agreements/module", [=] { return fixture->module() == fixture->expected; });
+  Register("agreements/extension", [=] { return fixture->road() == fixture->expected; });
+  benchmark::RegisterBenchmark("agreements/left_behind",
+                               [=](benchmark::State &state) { fixture->Measure(state); })
+      ->Iterations(1)
+      ->Repetitions(1);
+  return fixture;
 }
 
 }  // namespace kelvrin::bench

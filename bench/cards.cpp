@@ -39,14 +39,14 @@ void Check(CK_RV result, const char* what) {
 
 }  // namespace
 
-Cards::Cards(const std::vector<int>& certificates) : card_(OptionsOf(certificates.at(0))) {
-  for (std::size_t i = 1; i < certificates.size(); ++i) card_.Add(OptionsOf(certificates[i]));
+Cards::Cards(const std::vector<int>& certificates) : card_({.name = "none", .empty = true}) {
+  for (const int number : certificates) card_.Add(OptionsOf(number));
   for (const int number : certificates) {
-    WriteBundle(std::to_string(number), KELVRIN_ADAPTER_LIBRARY,
-                "module = " + SoftHsmCard::Module().string() + "\ntoken-label = " + Label(number) +
-                    "\nreader-name = " + kReaderName + "\n");
+    WriteBundle(
+        std::to_string(number), KELVRIN_ADAPTER_LIBRARY,
+        "module = " + SoftHsmCard::Module().string() + "\ntoken-label = " + Label(number) + "\n");
   }
-  WriteBundle("null", KELVRIN_NULL_MODULE, "");
+  WriteBundle("memory", MEMORY_MODULE_PATH, "");
 }
 
 std::string Cards::Label(int certificates) { return "bench-" + std::to_string(certificates); }
@@ -59,7 +59,7 @@ fs::path Cards::Bundle(int certificates) const {
   return card_.directory() / (std::to_string(certificates) + ".appex");
 }
 
-fs::path Cards::NullBundle() const { return card_.directory() / "null.appex"; }
+fs::path Cards::MemoryBundle() const { return card_.directory() / "memory.appex"; }
 
 fs::path Cards::ModuleOf(const fs::path& bundle) {
   return bundle / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.dylib";
@@ -87,9 +87,7 @@ RawModule::RawModule() {
       reinterpret_cast<CK_C_GetFunctionList>(dlsym(library_, "C_GetFunctionList"));
   if (get_list == nullptr) throw std::runtime_error(path + " is no PKCS#11 module");
   Check(get_list(&functions_), "C_GetFunctionList");
-  CK_C_INITIALIZE_ARGS arguments = {};
-  arguments.flags = CKF_OS_LOCKING_OK;
-  Check(functions_->C_Initialize(&arguments), "C_Initialize");
+  Check(functions_->C_Initialize(nullptr), "C_Initialize");
 }
 
 RawModule::~RawModule() {

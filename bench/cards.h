@@ -1,7 +1,6 @@
 // What the benchmarks run on: SoftHSM tokens of several sizes, the module itself, and extension
 // bundles with the adapter in front of one token each.
-#ifndef KELVRIN_BENCH_CARDS_H_
-#define KELVRIN_BENCH_CARDS_H_
+#pragma once
 
 #include <p11-kit/pkcs11.h>
 
@@ -28,8 +27,8 @@ class Cards {
 
   // X.appex, whose module is the adapter in front of that token.
   std::filesystem::path Bundle(int certificates) const;
-  // X.appex, whose module does nothing.
-  std::filesystem::path NullBundle() const;
+  // X.appex, whose module is a copy of the memory module, without the adapter.
+  std::filesystem::path MemoryBundle() const;
 
   // The library of a bundle's module.
   static std::filesystem::path ModuleOf(const std::filesystem::path& bundle);
@@ -46,8 +45,7 @@ class Cards {
 // SoftHSM itself: the very image that the adapters have behind them.
 class RawModule {
  public:
-  // Loads and initialises it, with the system's locks as the adapter does. Throws
-  // std::runtime_error.
+  // Loads and initialises it without locks, as the adapter does. Throws std::runtime_error.
   RawModule();
   ~RawModule();
   RawModule(const RawModule&) = delete;
@@ -75,5 +73,3 @@ std::vector<CK_OBJECT_HANDLE> FindObjects(CK_FUNCTION_LIST* functions, CK_SESSIO
 CK_OBJECT_HANDLE FindPrivateKey(CK_FUNCTION_LIST* functions, CK_SESSION_HANDLE session, CK_BYTE id);
 
 }  // namespace kelvrin::bench
-
-#endif  // KELVRIN_BENCH_CARDS_H_

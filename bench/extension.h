@@ -1,6 +1,5 @@
 // The extension's classes on an inserted card.
-#ifndef KELVRIN_BENCH_EXTENSION_H_
-#define KELVRIN_BENCH_EXTENSION_H_
+#pragma once
 
 #import <CryptoTokenKit/CryptoTokenKit.h>
 
@@ -53,5 +52,3 @@ NSData *Sign(TokenSession *session, const SigningRequest &request);
 double SecondsOfSetup(NSUInteger items);
 
 }  // namespace kelvrin::bench
-
-#endif  // KELVRIN_BENCH_EXTENSION_H_

@@ -2,7 +2,6 @@
 # shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 dev_bench() {
-  local arguments=("$@")
   dev_setup
   build_preset release bench
   # What a run leaves behind when it is interrupted goes with this folder.
@@ -10,7 +9,7 @@ dev_bench() {
   folder=$(mktemp -d)
   # shellcheck disable=SC2064 # the folder of now
   trap "rm -rf '$folder'" EXIT
-  say "measuring, which takes about a minute; leave the machine to itself meanwhile"
+  say "measuring, which takes some minutes; leave the machine to itself meanwhile"
   cd "$called_from" || exit # --json names its file as the caller sees it
-  TMPDIR=$folder "$root/build/release/bin/bench" "${arguments[@]}"
+  TMPDIR=$folder python3 "$root/bench/bench.py" "$root/build/release/bin/bench" "$@"
 }
