@@ -1,6 +1,5 @@
 #include "encoding/testing/certificates.h"
 
-#include <openssl/evp.h>
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
@@ -35,6 +34,10 @@ EVP_PKEY* MakeKey(const std::string& kind) {
 Bytes MakeCertificate(const CertificateWish& wish) {
   const Owned<EVP_PKEY> key(MakeKey(wish.key), EVP_PKEY_free);
   Require(key != nullptr, "key");
+  return MakeCertificateOf(key.get(), wish);
+}
+
+Bytes MakeCertificateOf(EVP_PKEY* key, const CertificateWish& wish) {
   const Owned<X509> certificate(X509_new(), X509_free);
   X509_set_version(certificate.get(), wish.version == 1 ? X509_VERSION_1 : X509_VERSION_3);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
@@ -42,16 +45,15 @@ Bytes MakeCertificate(const CertificateWish& wish) {
   X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
   SetName(X509_get_subject_name(certificate.get()), wish.subject);
   SetName(X509_get_issuer_name(certificate.get()), wish.issuer);
-  Require(X509_set_pubkey(certificate.get(), key.get()) == 1, "public key");
+  Require(X509_set_pubkey(certificate.get(), key) == 1, "public key");
   for (const auto& [name, value] : wish.extensions) {
     const Owned<X509_EXTENSION> extension(
         X509V3_EXT_conf(nullptr, nullptr, name.c_str(), value.c_str()), X509_EXTENSION_free);
     Require(extension != nullptr, "extension");
     X509_add_ext(certificate.get(), extension.get(), -1);
   }
-  Require(
-      X509_sign(certificate.get(), key.get(), wish.key == "ED25519" ? nullptr : EVP_sha256()) > 0,
-      "signature");
+  const EVP_MD* const digest = EVP_PKEY_is_a(key, "ED25519") == 1 ? nullptr : EVP_sha256();
+  Require(X509_sign(certificate.get(), key, digest) > 0, "signature");
   unsigned char* der = nullptr;
   const int size = i2d_X509(certificate.get(), &der);
   Require(size > 0, "encoding");

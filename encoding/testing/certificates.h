@@ -1,6 +1,8 @@
 // X.509 certificates for tests, made by OpenSSL.
 #pragma once
 
+#include <openssl/evp.h>
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,5 +22,7 @@ struct CertificateWish {
 
 // The DER of a certificate with a new key.
 Bytes MakeCertificate(const CertificateWish& wish);
+// The DER of a certificate for this key, which also signs it; `wish.key` counts for nothing.
+Bytes MakeCertificateOf(EVP_PKEY* key, const CertificateWish& wish);
 
 }  // namespace kelvrin::encoding

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "encoding/testing/certificates.h"
 #include "tests/module/memory_module.h"
 #include "tests/module/test_keys.h"
 
@@ -81,8 +82,8 @@ MemoryKey MemoryCard::AddKey(TestKey key, const Bytes& id, const MemoryKeyOption
   if (options.certificate) {
     handles.certificate = AddCertificate(
         id, options.label,
-        MakeTestCertificate(key.get(),
-                            {.subject = options.label, .extensions = options.extensions}));
+        encoding::MakeCertificateOf(key.get(),
+                                    {.subject = options.label, .extensions = options.extensions}));
   }
   if (options.public_key) {
     MemoryObject object = KeyObject(*this, CKO_PUBLIC_KEY, key.get(), id, options.label);

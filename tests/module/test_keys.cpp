@@ -3,11 +3,10 @@
 #include <openssl/core_names.h>
 #include <openssl/ecdsa.h>
 #include <openssl/rsa.h>
-#include <openssl/x509v3.h>
 
-#include <functional>
 #include <map>
 #include <stdexcept>
+#include <string>
 
 namespace kelvrin {
 namespace {
@@ -29,11 +28,6 @@ TestKey CachedKey(std::map<int, TestKey>& cache, int n, EVP_PKEY* (*make)()) {
   if (key == nullptr) key.reset(make(), EVP_PKEY_free);
   Require(key != nullptr, "a key");
   return key;
-}
-
-void SetName(X509_NAME* name, const std::string& text) {
-  const auto* const bytes = reinterpret_cast<const unsigned char*>(text.c_str());
-  Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, bytes, -1, -1, 0) == 1, "a name");
 }
 
 Bytes Take(unsigned char* bytes, int size) {
@@ -69,29 +63,6 @@ TestKey TestRsaKey(int n) {
 TestKey TestEcKey(int n) {
   static std::map<int, TestKey> keys;
   return CachedKey(keys, n, [] { return EVP_EC_gen("P-256"); });
-}
-
-Bytes MakeTestCertificate(EVP_PKEY* key, const TestCertificateOptions& options) {
-  const Owned<X509> certificate(X509_new(), X509_free);
-  X509_set_version(certificate.get(), options.version == 1 ? X509_VERSION_1 : X509_VERSION_3);
-  ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
-  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
-  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
-  SetName(X509_get_subject_name(certificate.get()), options.subject);
-  SetName(X509_get_issuer_name(certificate.get()), options.issuer);
-  Require(X509_set_pubkey(certificate.get(), key) == 1, "a public key");
-  for (const auto& [name, value] : options.extensions) {
-    const Owned<X509_EXTENSION> extension(
-        X509V3_EXT_conf(nullptr, nullptr, name.c_str(), value.c_str()), X509_EXTENSION_free);
-    Require(extension != nullptr, "an extension");
-    X509_add_ext(certificate.get(), extension.get(), -1);
-  }
-  // Keys such as Ed25519 do without a digest of ours.
-  const bool hashes = EVP_PKEY_is_a(key, "RSA") == 1 || EVP_PKEY_is_a(key, "EC") == 1;
-  Require(X509_sign(certificate.get(), key, hashes ? EVP_sha256() : nullptr) > 0, "to sign");
-  unsigned char* der = nullptr;
-  const int size = i2d_X509(certificate.get(), &der);
-  return Take(der, size);
 }
 
 Bytes NumberOfKey(EVP_PKEY* key, const char* name) {

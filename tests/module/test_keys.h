@@ -1,12 +1,10 @@
-// Keys and certificates for tests, made by OpenSSL.
+// Keys for tests, and what OpenSSL makes of them.
 #pragma once
 
 #include <openssl/evp.h>
 
 #include <memory>
 #include <optional>
-#include <string>
-#include <utility>
 #include <vector>
 
 namespace kelvrin {
@@ -16,18 +14,6 @@ using TestKey = std::shared_ptr<EVP_PKEY>;
 // The n-th key of this process, made once: RSA-2048 and P-256. Throws std::runtime_error.
 TestKey TestRsaKey(int n = 0);
 TestKey TestEcKey(int n = 0);
-
-struct TestCertificateOptions {
-  std::string subject = "Subject";
-  std::string issuer = "Issuer";
-  int version = 3;  // 1 or 3
-  // By OpenSSL's short names: {"basicConstraints", "CA:TRUE"}.
-  std::vector<std::pair<std::string, std::string>> extensions = {};
-};
-
-// The DER of a certificate for that key, which also signs it. Throws std::runtime_error.
-std::vector<unsigned char> MakeTestCertificate(EVP_PKEY* key,
-                                               const TestCertificateOptions& options = {});
 
 // A number of the key by OpenSSL's parameter name, big-endian: "n", "e", "d", "priv".
 std::vector<unsigned char> NumberOfKey(EVP_PKEY* key, const char* name);
