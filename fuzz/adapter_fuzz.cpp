@@ -1,27 +1,54 @@
-// The fuzzer's target: a hostile module behind the adapter, and a caller in front of it.
-#include <p11-kit/pkcs11.h>
-
+// The fuzzer's target: a hostile module behind the adapter, and its caller in front of it.
 #include <cstddef>
 #include <cstdint>
+#include <new>
 
+#include "adapter/session/adapter.h"
 #include "fuzz/caller.h"
-#include "fuzz/entry_for_fuzzing.h"
+#include "fuzz/hostile_module.h"
 #include "fuzz/script.h"
 
-extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list);
+namespace kelvrin::fuzz {
+namespace {
+
+// The script says too which rules apply and what is configured.
+adapter::Backend OpenHostile() {
+  Script& script = *Script::current;
+  adapter::Backend backend;
+  backend.functions = HostileModule();
+  backend.config.reader_name = script.Coin() ? "Reader" : "";
+  backend.config.any_reader = script.Byte() < 0xf0;
+  backend.config.reserved = script.Coin() ? "reserved" : "";
+  backend.config.serial_in_label = script.Coin();
+  for (CK_ULONG off = script.UpTo(3); off > 0; --off) {
+    const auto& name = adapter::kRuleNames[script.UpTo(adapter::kRuleNames.size() - 1)];
+    backend.config.rules.SwitchOff(name.rule);
+  }
+  return backend;
+}
+
+// What a module claims may be more than there is memory; the adapter's boundary answers for that.
+template <typename Call>
+void WithoutMemory(const Call& call) {
+  try {
+    call();
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+}  // namespace
+}  // namespace kelvrin::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace kelvrin;
   constexpr int kMostCalls = 40;
-  kelvrin::fuzz::Script script(data, size);
-  CK_FUNCTION_LIST* p11 = nullptr;
-  if (C_GetFunctionList(&p11) != CKR_OK) return 0;
-  kelvrin::fuzz::Caller caller(p11, script);
-  caller.CallRoad();
-  for (int i = 0; i < kMostCalls && !script.IsOver(); ++i) caller.CallOne();
-  for (int copy = 0; copy < kelvrin::fuzz::kCopies; ++copy) {
-    p11->C_Finalize(nullptr);
-    kelvrin::fuzz::SwitchCopy();
+  fuzz::Script script(data, size);
+  adapter::Adapter adapter(fuzz::OpenHostile);
+  fuzz::Caller caller(adapter, script);
+  fuzz::WithoutMemory([&] { caller.CallRoad(); });
+  for (int i = 0; i < kMostCalls && !script.IsOver(); ++i) {
+    fuzz::WithoutMemory([&] { caller.CallOne(); });
   }
-  kelvrin::fuzz::ForgetAdapters();
+  adapter.Finalize();
   return 0;
 }

@@ -1,53 +1,44 @@
 // A caller that does what the script says and looks at what it gets.
-#ifndef KELVRIN_FUZZ_CALLER_H_
-#define KELVRIN_FUZZ_CALLER_H_
+#pragma once
 
 #include <p11-kit/pkcs11.h>
 
+#include "adapter/session/adapter.h"
 #include "fuzz/script.h"
 
 namespace kelvrin::fuzz {
 
 class Caller {
  public:
-  Caller(CK_FUNCTION_LIST* p11, Script& script) : p11_(p11), script_(script) {}
+  Caller(adapter::Adapter& adapter, Script& script) : adapter_(adapter), script_(script) {}
 
-  // Calls one function. Ends the process when the adapter breaks its word: a length that cannot be,
-  // a buffer that was written although the call failed.
+  // Calls one function, as the extension and modulecheck call it. Ends the process when the adapter
+  // breaks its word: a length that cannot be, a buffer that was written although the call failed.
   void CallOne();
 
-  // The extension's own way to a signature or a plaintext.
+  // The extension's own way from the bring-up to a signature or a plaintext. Without it few inputs
+  // get as far as a result.
   void CallRoad();
 
  private:
-  using BytesCall = CK_RV (*)(CK_SESSION_HANDLE, CK_BYTE*, CK_ULONG, CK_BYTE*, CK_ULONG*);
-  using FinalCall = CK_RV (*)(CK_SESSION_HANDLE, CK_BYTE*, CK_ULONG*);
-
-  void CallLifecycle();
   void CallSlots();
   void CallSessions();
-  void CallObjects();
-  void CallNewObjects();
-  void CallSearch();
-  void CallInit();
-  void CallBytes();
-  void CallFinal();
-  void CallOthers();
+  void ReadAttributes();
+  void Search();
+  void Begin();
+  void Run();
+  void Derive();
 
-  CK_SESSION_HANDLE Session() { return script_.UpTo(5); }
+  // The one that was opened last, mostly.
+  CK_SESSION_HANDLE Session() { return script_.Byte() < 0xc0 ? session_ : script_.UpTo(5); }
   CK_OBJECT_HANDLE Object();
   CK_MECHANISM Mechanism();
-  template <typename Call>
-  void Collect(const Call& call);
   template <typename Entry, typename Call>
   void List(const Call& call);
 
-  CK_FUNCTION_LIST* p11_;
+  adapter::Adapter& adapter_;
   Script& script_;
-  Bytes parameter_;
-  CK_ECDH1_DERIVE_PARAMS ecdh_ = {};
+  CK_SESSION_HANDLE session_ = 1;
 };
 
 }  // namespace kelvrin::fuzz
-
-#endif  // KELVRIN_FUZZ_CALLER_H_

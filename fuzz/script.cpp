@@ -47,15 +47,13 @@ CK_ULONG Script::Number() {
 
 CK_RV Script::Result() {
   const CK_BYTE choice = Byte();
-  if (choice < 0xc0) return CKR_OK;
-  if (choice < 0xc0 + kResults.size()) return kResults[choice - 0xc0];
+  if (choice < 0xe0) return CKR_OK;
+  if (choice < 0xe0 + kResults.size()) return kResults[choice - 0xe0];
   return data_.ConsumeIntegral<CK_RV>();
 }
 
 CK_ULONG Script::Length(CK_ULONG room) {
   switch (Byte() % 8) {
-    case 0:
-      return 0;
     case 1:
       return room + 1;
     case 2:
@@ -64,6 +62,8 @@ CK_ULONG Script::Length(CK_ULONG room) {
       return UpTo(std::min<CK_ULONG>(room, 4096));
     case 4:
       return CK_UNAVAILABLE_INFORMATION;
+    case 5:
+      return 0;
     default:
       return room;
   }

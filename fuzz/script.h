@@ -1,7 +1,6 @@
 // What the fuzzer's input says, as answers and as calls. When it is at its end everything is 0,
 // which ends every loop.
-#ifndef KELVRIN_FUZZ_SCRIPT_H_
-#define KELVRIN_FUZZ_SCRIPT_H_
+#pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
 #include <p11-kit/pkcs11.h>
@@ -49,5 +48,3 @@ class Script {
 };
 
 }  // namespace kelvrin::fuzz
-
-#endif  // KELVRIN_FUZZ_SCRIPT_H_
