@@ -1,19 +1,56 @@
-#import <CryptoTokenKit/TKSmartCardToken.h>
-#import <CryptoTokenKit/TKTokenKeychain.h>
+// Driver, token and session, and the smart card that is only passed on.
+#import <CryptoTokenKit/CryptoTokenKit.h>
 
 #include <atomic>
 
-#import "platform/linux/ctk/TKDelegation.h"
 #import "platform/linux/ctk/TKHostInterface.h"
 
-static std::atomic<bool> failNext = false;
+NSString *const TKErrorDomain = @"CryptoTokenKit";
+
+static std::atomic<bool> failNextToken = false;
+static std::atomic<bool> failNextSession = false;
+
+// Returns the object when its class conforms to the protocol of that name, else nil: nothing else
+// sets a delegate. Asked by name, since this runtime keeps one protocol object an image, and they
+// do not compare.
+static id OwnDelegate(id object, NSString *protocolName) {
+  Protocol *protocol = NSProtocolFromString(protocolName);
+  return protocol != nil && [object conformsToProtocol:protocol] ? object : nil;
+}
+
+@implementation TKSmartCard
+@end
+
+@implementation TKTokenDriver
+
+- (instancetype)init {
+  self = [super init];
+  if (self != nil) _delegate = OwnDelegate(self, @"TKTokenDriverDelegate");
+  return self;
+}
+
+- (id<TKTokenDriverDelegate>)delegate {
+  return _delegate;
+}
+
+- (void)setDelegate:(id<TKTokenDriverDelegate>)delegate {
+  _delegate = delegate;
+}
+
+@end
+
+@implementation TKSmartCardTokenDriver
+@end
 
 // A token may be used, and released, though its initialiser never ran: an extension can hand out
 // such a token after a failed set-up. Everything then is nil.
 @implementation TKToken
 
+@synthesize tokenDriver = _tokenDriver;
+@synthesize keychainContents = _keychainContents;
+
 - (instancetype)initWithTokenDriver:(TKTokenDriver *)tokenDriver instanceID:(NSString *)instanceID {
-  if (failNext.exchange(false)) {
+  if (failNextToken.exchange(false)) {
     [self release];
     return nil;
   }
@@ -21,14 +58,10 @@ static std::atomic<bool> failNext = false;
   if (self != nil) {
     _tokenDriver = [tokenDriver retain];
     _instanceID = [instanceID copy];
-    _delegate = TKOwnDelegate(self, @"TKTokenDelegate");
+    _delegate = OwnDelegate(self, @"TKTokenDelegate");
     _keychainContents = [[TKTokenKeychainContents alloc] initForToken];
   }
   return self;
-}
-
-- (TKTokenDriver *)tokenDriver {
-  return _tokenDriver;
 }
 
 - (id<TKTokenDelegate>)delegate {
@@ -37,10 +70,6 @@ static std::atomic<bool> failNext = false;
 
 - (void)setDelegate:(id<TKTokenDelegate>)delegate {
   _delegate = delegate;
-}
-
-- (TKTokenKeychainContents *)keychainContents {
-  return _keychainContents;
 }
 
 - (void)dealloc {
@@ -55,7 +84,7 @@ static std::atomic<bool> failNext = false;
 @implementation TKToken (Host)
 
 + (void)failNextInitialisation {
-  failNext = true;
+  failNextToken = true;
 }
 
 - (NSString *)instanceID {
@@ -65,6 +94,8 @@ static std::atomic<bool> failNext = false;
 @end
 
 @implementation TKSmartCardToken
+
+@synthesize AID = _AID;
 
 - (instancetype)initWithSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
@@ -76,13 +107,57 @@ static std::atomic<bool> failNext = false;
   return self;
 }
 
-- (NSData *)AID {
-  return _AID;
-}
-
 - (void)dealloc {
   [_AID release];
   [super dealloc];
+}
+
+@end
+
+@implementation TKTokenSession
+
+@synthesize token = _token;
+
+- (instancetype)initWithToken:(TKToken *)token {
+  if (failNextSession.exchange(false)) {
+    [self release];
+    return nil;
+  }
+  self = [super init];
+  if (self != nil) {
+    _token = [token retain];
+    _delegate = OwnDelegate(self, @"TKTokenSessionDelegate");
+  }
+  return self;
+}
+
+- (id<TKTokenSessionDelegate>)delegate {
+  return _delegate;
+}
+
+- (void)setDelegate:(id<TKTokenSessionDelegate>)delegate {
+  _delegate = delegate;
+}
+
+- (void)dealloc {
+  [_token release];
+  [super dealloc];
+}
+
+@end
+
+@implementation TKTokenSession (Host)
+
++ (void)failNextInitialisation {
+  failNextSession = true;
+}
+
+@end
+
+@implementation TKSmartCardTokenSession
+
+- (instancetype)initWithToken:(TKToken *)token {
+  return [super initWithToken:token];
 }
 
 @end

@@ -1,7 +1,5 @@
 #import <CryptoTokenKit/TKTokenAuthOperation.h>
 
-static NSString *const kTemplateKey = @"APDUTemplate";
-
 @implementation TKTokenAuthOperation
 
 + (BOOL)supportsSecureCoding {
@@ -13,6 +11,7 @@ static NSString *const kTemplateKey = @"APDUTemplate";
   return [self init];
 }
 
+// A PIN is never archived, and there is nothing else.
 - (void)encodeWithCoder:(NSCoder *)coder {
   (void)coder;
 }
@@ -29,18 +28,6 @@ static NSString *const kTemplateKey = @"APDUTemplate";
 
 @synthesize APDUTemplate = _APDUTemplate;
 @synthesize PIN = _PIN;
-
-- (instancetype)initWithCoder:(NSCoder *)coder {
-  self = [super initWithCoder:coder];
-  if (self != nil) _APDUTemplate = [[coder decodeObjectForKey:kTemplateKey] copy];
-  return self;
-}
-
-// A PIN is never archived.
-- (void)encodeWithCoder:(NSCoder *)coder {
-  [super encodeWithCoder:coder];
-  [coder encodeObject:[self APDUTemplate] forKey:kTemplateKey];
-}
 
 - (void)dealloc {
   [_APDUTemplate release];

@@ -1,3 +1,4 @@
+// What a request carries: its algorithms, and the parameters of a key exchange.
 #import <CryptoTokenKit/TKToken.h>
 
 #import "platform/linux/ctk/TKHostInterface.h"
@@ -35,13 +36,8 @@
 
 @implementation TKTokenKeyExchangeParameters
 
-- (NSInteger)requestedSize {
-  return _requestedSize;
-}
-
-- (NSData *)sharedInfo {
-  return _sharedInfo;
-}
+@synthesize requestedSize = _requestedSize;
+@synthesize sharedInfo = _sharedInfo;
 
 - (void)dealloc {
   [_sharedInfo release];

@@ -21,7 +21,7 @@ struct OpensslFree {
 using BytesPointer = std::unique_ptr<unsigned char, OpensslFree>;
 
 // Null unless the bytes are one certificate and encoded as DER writes it.
-X509Pointer parse(const uint8_t* der, size_t size) {
+X509Pointer Parse(const uint8_t* der, size_t size) {
   X509Pointer x509(nullptr, X509_free);
   if (der == nullptr || size > INT32_MAX) return x509;
   const unsigned char* end = der;
@@ -36,7 +36,7 @@ X509Pointer parse(const uint8_t* der, size_t size) {
   return same ? std::move(x509) : X509Pointer(nullptr, X509_free);
 }
 
-std::optional<std::string> name_entry(const X509_NAME* name, int nid) {
+std::optional<std::string> NameEntry(const X509_NAME* name, int nid) {
   const int index = X509_NAME_get_index_by_NID(name, nid, -1);
   if (index < 0) return std::nullopt;
   const ASN1_STRING* value = X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index));
@@ -47,7 +47,7 @@ std::optional<std::string> name_entry(const X509_NAME* name, int nid) {
   return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(length));
 }
 
-std::optional<KeyType> key_type(const EVP_PKEY* key) {
+std::optional<KeyType> KeyTypeOf(const EVP_PKEY* key) {
   switch (EVP_PKEY_get_base_id(key)) {
     case EVP_PKEY_RSA:
       return KeyType::kRsa;
@@ -60,25 +60,25 @@ std::optional<KeyType> key_type(const EVP_PKEY* key) {
 
 }  // namespace
 
-bool is_certificate(const uint8_t* der, size_t size) { return parse(der, size) != nullptr; }
+bool IsCertificate(const uint8_t* der, size_t size) { return Parse(der, size) != nullptr; }
 
-std::optional<std::string> subject_summary(const uint8_t* der, size_t size) {
-  const X509Pointer x509 = parse(der, size);
+std::optional<std::string> SubjectSummary(const uint8_t* der, size_t size) {
+  const X509Pointer x509 = Parse(der, size);
   if (x509 == nullptr) return std::nullopt;
   const X509_NAME* subject = X509_get_subject_name(x509.get());
   for (const int nid :
        {NID_commonName, NID_organizationalUnitName, NID_organizationName, NID_pkcs9_emailAddress}) {
-    if (std::optional<std::string> text = name_entry(subject, nid)) return text;
+    if (std::optional<std::string> text = NameEntry(subject, nid)) return text;
   }
   return std::nullopt;
 }
 
-std::optional<PublicKey> public_key(const uint8_t* der, size_t size) {
-  const X509Pointer x509 = parse(der, size);
+std::optional<PublicKey> PublicKeyOf(const uint8_t* der, size_t size) {
+  const X509Pointer x509 = Parse(der, size);
   if (x509 == nullptr) return std::nullopt;
   const KeyPointer key(X509_get_pubkey(x509.get()), EVP_PKEY_free);
   ERR_clear_error();
-  const std::optional<KeyType> type = key ? key_type(key.get()) : std::nullopt;
+  const std::optional<KeyType> type = key ? KeyTypeOf(key.get()) : std::nullopt;
   if (!type) return std::nullopt;
   if (*type == KeyType::kEllipticCurve) {
     EVP_PKEY_set_utf8_string_param(key.get(), OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT,

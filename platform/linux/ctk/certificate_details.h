@@ -12,11 +12,11 @@ namespace certificate {
 using Bytes = std::vector<uint8_t>;
 
 // Whether the bytes are one X.509 certificate in DER, and nothing besides.
-bool is_certificate(const uint8_t* der, size_t size);
+bool IsCertificate(const uint8_t* der, size_t size);
 
 // The subject's common name; without one, its organisational unit, organisation or mail address.
 // UTF-8; nothing when the subject has none of them.
-std::optional<std::string> subject_summary(const uint8_t* der, size_t size);
+std::optional<std::string> SubjectSummary(const uint8_t* der, size_t size);
 
 enum class KeyType { kRsa, kEllipticCurve };
 
@@ -28,6 +28,6 @@ struct PublicKey {
 };
 
 // Nothing when the key is neither RSA nor on an elliptic curve, or cannot be read.
-std::optional<PublicKey> public_key(const uint8_t* der, size_t size);
+std::optional<PublicKey> PublicKeyOf(const uint8_t* der, size_t size);
 
 }  // namespace certificate

@@ -1,6 +1,8 @@
 // A driver as an extension has it: in a library that is loaded at run time.
 #import <CryptoTokenKit/CryptoTokenKit.h>
 
+#pragma clang diagnostic ignored "-Wunused-parameter"
+
 @interface ForeignDriver : TKSmartCardTokenDriver <TKSmartCardTokenDriverDelegate>
 @end
 
@@ -10,10 +12,6 @@
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
-  (void)driver;
-  (void)smartCard;
-  (void)AID;
-  (void)error;
   return nil;
 }
 

@@ -8,11 +8,11 @@
 namespace test_certificates {
 namespace {
 
-void require(bool condition, const char* what) {
+void Require(bool condition, const char* what) {
   if (!condition) throw std::runtime_error(what);
 }
 
-std::shared_ptr<EVP_PKEY> make_key(KeyKind kind) {
+std::shared_ptr<EVP_PKEY> MakeKey(KeyKind kind) {
   EVP_PKEY* key = nullptr;
   switch (kind) {
     case KeyKind::kRsa2048:
@@ -29,10 +29,10 @@ std::shared_ptr<EVP_PKEY> make_key(KeyKind kind) {
       key = EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519");
       break;
   }
-  require(key != nullptr, "key generation");
+  Require(key != nullptr, "key generation");
   std::shared_ptr<EVP_PKEY> owner(key, EVP_PKEY_free);
   if (kind == KeyKind::kP256Compressed) {
-    require(EVP_PKEY_set_utf8_string_param(key, OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT,
+    Require(EVP_PKEY_set_utf8_string_param(key, OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT,
                                            OSSL_PKEY_EC_POINT_CONVERSION_FORMAT_COMPRESSED) == 1,
             "point format");
   }
@@ -41,28 +41,28 @@ std::shared_ptr<EVP_PKEY> make_key(KeyKind kind) {
 
 }  // namespace
 
-Certificate make(KeyKind kind, const Subject& subject) {
-  Certificate result = {{}, make_key(kind)};
+Certificate Make(KeyKind kind, const Subject& subject) {
+  Certificate result = {{}, MakeKey(kind)};
   const std::unique_ptr<X509, decltype(&X509_free)> x509(X509_new(), X509_free);
-  require(x509 != nullptr, "certificate");
+  Require(x509 != nullptr, "certificate");
   X509_set_version(x509.get(), X509_VERSION_3);
   ASN1_INTEGER_set(X509_get_serialNumber(x509.get()), 1);
   X509_gmtime_adj(X509_getm_notBefore(x509.get()), 0);
   X509_gmtime_adj(X509_getm_notAfter(x509.get()), 3600);
   X509_NAME* name = X509_get_subject_name(x509.get());
   for (const auto& [field, text] : subject) {
-    require(X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8,
+    Require(X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8,
                                        reinterpret_cast<const unsigned char*>(text.c_str()), -1, -1,
                                        0) == 1,
             "subject");
   }
   X509_set_issuer_name(x509.get(), name);
-  require(X509_set_pubkey(x509.get(), result.key.get()) == 1, "public key");
+  Require(X509_set_pubkey(x509.get(), result.key.get()) == 1, "public key");
   const EVP_MD* digest = kind == KeyKind::kEd25519 ? nullptr : EVP_sha256();
-  require(X509_sign(x509.get(), result.key.get(), digest) > 0, "signature");
+  Require(X509_sign(x509.get(), result.key.get(), digest) > 0, "signature");
   unsigned char* der = nullptr;
   const int size = i2d_X509(x509.get(), &der);
-  require(size > 0, "encoding");
+  Require(size > 0, "encoding");
   result.der.assign(der, der + size);
   OPENSSL_free(der);
   return result;

@@ -22,6 +22,6 @@ struct Certificate {
 };
 
 // Makes a key and a self-signed certificate for it. Throws std::runtime_error when OpenSSL fails.
-Certificate make(KeyKind kind, const Subject& subject);
+Certificate Make(KeyKind kind, const Subject& subject);
 
 }  // namespace test_certificates

@@ -5,6 +5,8 @@
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "platform/linux/ctk/ctk_fixture.h"
 
+#pragma clang diagnostic ignored "-Wunused-parameter"
+
 // Classes that implement their delegate's protocol.
 @interface DelegateDriver : TKSmartCardTokenDriver <TKSmartCardTokenDriverDelegate>
 @end
@@ -13,10 +15,6 @@
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
-  (void)driver;
-  (void)smartCard;
-  (void)AID;
-  (void)error;
   return nil;
 }
 @end
@@ -25,8 +23,7 @@
 @end
 @implementation DelegateToken
 - (TKTokenSession *)token:(TKToken *)token createSessionWithError:(NSError **)error {
-  (void)error;
-  return [[[TKSmartCardTokenSession alloc] initWithToken:token] autorelease];
+  return nil;
 }
 @end
 
@@ -35,7 +32,7 @@
 @implementation DelegateSession
 @end
 
-// A token that reports its release and can skip the base initialiser.
+// A token that reports its release.
 static int releasedTokens = 0;
 @interface ReportingToken : TKSmartCardToken
 @end
@@ -66,83 +63,68 @@ TEST(Token, InitialiserReturnsNilOnceWhenToldTo) {
   [token release];
 }
 
-TEST(Token, WithoutItsInitialiserEverythingIsNil) {
+TEST(Token, WithoutItsInitialiserEverythingIsNilAndASessionIsServed) {
   ReportingToken *token = [ReportingToken alloc];
   EXPECT_EQ([token tokenDriver], nil);
   EXPECT_EQ([token delegate], nil);
   EXPECT_EQ([token keychainContents], nil);
   EXPECT_EQ([token instanceID], nil);
   EXPECT_EQ([token AID], nil);
-  [[token keychainContents] fillWithItems:@[]];
+  TKTokenSession *session = [[TKTokenSession alloc] initWithToken:token];
+  EXPECT_EQ([session token], token);
+  [session release];
   releasedTokens = 0;
   [token release];
   EXPECT_EQ(releasedTokens, 1);
 }
 
-TEST(Token, WithoutItsInitialiserServesASession) {
-  TKSmartCardToken *token = [TKSmartCardToken alloc];
-  TKTokenSession *session = [[TKTokenSession alloc] initWithToken:token];
-  EXPECT_EQ([session token], token);
+// Checks that an object, which it releases, is its own delegate and does not keep itself alive.
+template <typename Class>
+void ExpectOwnDelegate(Class *object) {
+  ASSERT_NE(object, nil);
+  EXPECT_EQ([object delegate], object);
+  EXPECT_EQ([object retainCount], 1U);
+  [object setDelegate:nil];
+  EXPECT_EQ([object delegate], nil);
+  [object release];
+}
+
+TEST(Delegate, IsTheObjectItselfWhenItsClassIsOne) {
+  TKSmartCardToken *token = MakeToken<TKSmartCardToken>(Driver());
+  ExpectOwnDelegate([[DelegateDriver alloc] init]);
+  ExpectOwnDelegate(MakeToken<DelegateToken>(Driver()));
+  ExpectOwnDelegate([[DelegateSession alloc] initWithToken:token]);
+  void *library = dlopen(FOREIGN_DRIVER_PATH, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr) << dlerror();
+  ExpectOwnDelegate((DelegateDriver *)[[NSClassFromString(@"ForeignDriver") alloc] init]);
+  [token release];
+}
+
+TEST(Delegate, IsNobodyWithoutTheProtocol) {
+  TKSmartCardToken *token = MakeToken<TKSmartCardToken>(Driver());
+  TKTokenSession *session = [[TKSmartCardTokenSession alloc] initWithToken:token];
+  EXPECT_EQ([Driver() delegate], nil);
+  EXPECT_EQ([token delegate], nil);
+  EXPECT_EQ([session delegate], nil);
   [session release];
   [token release];
 }
 
-TEST(Token, IsNotItsOwnDelegateWithoutTheProtocol) {
-  TKSmartCardToken *token = MakeToken<TKSmartCardToken>(Driver());
-  EXPECT_EQ([token delegate], nil);
-  [token release];
-}
-
-TEST(Token, IsItsOwnDelegateAndDoesNotKeepItselfAlive) {
-  DelegateToken *token = MakeToken<DelegateToken>(Driver());
-  EXPECT_EQ([token retainCount], 1U);
-  EXPECT_EQ([token delegate], token);
-  EXPECT_EQ([token retainCount], 1U);
-  [token release];
-}
-
-TEST(Token, DelegateCanBeReplacedAndIsNotRetained) {
-  DelegateToken *token = MakeToken<DelegateToken>(Driver());
-  DelegateToken *other = MakeToken<DelegateToken>(Driver());
-  [token setDelegate:other];
-  EXPECT_EQ([token delegate], other);
-  EXPECT_EQ([other retainCount], 1U);
-  [token setDelegate:nil];
-  EXPECT_EQ([token delegate], nil);
-  [other release];
-  [token release];
-}
-
-TEST(Token, KeepsItsDriverInstanceIDAndAID) {
+TEST(Token, KeepsItsDriverInstanceIDAndAIDAndContentsOfItsOwn) {
   TKSmartCardTokenDriver *driver = Driver();
   const NSUInteger before = [driver retainCount];
   NSData *aid = [NSData dataWithBytes:"\xA0" length:1];
   TKSmartCardToken *token = MakeToken<TKSmartCardToken>(driver, aid);
+  TKSmartCardToken *other = MakeToken<TKSmartCardToken>(Driver());
   EXPECT_EQ([token tokenDriver], driver);
   EXPECT_EQ(TextOf([token instanceID]), "card 1");
   EXPECT_TRUE([[token AID] isEqual:aid]);
   EXPECT_EQ([driver retainCount], before + 1);
+  EXPECT_NE([token keychainContents], nil);
+  EXPECT_NE([token keychainContents], [other keychainContents]);
+  [other release];
   [token release];
   EXPECT_EQ([driver retainCount], before);
-}
-
-TEST(Token, HasKeychainContentsOfItsOwn) {
-  TKSmartCardToken *one = MakeToken<TKSmartCardToken>(Driver());
-  TKSmartCardToken *two = MakeToken<TKSmartCardToken>(Driver());
-  TKTokenKeychainItem *item = [[[TKTokenKeychainItem alloc] initWithObjectID:@"a"] autorelease];
-  [[one keychainContents] fillWithItems:@[ item ]];
-  EXPECT_EQ([[[one keychainContents] items] count], 1U);
-  EXPECT_EQ([[[two keychainContents] items] count], 0U);
-  [one release];
-  [two release];
-}
-
-TEST(Driver, IsItsOwnDelegateWhenItsClassIsOne) {
-  EXPECT_EQ([Driver() delegate], nil);
-  DelegateDriver *driver = [[DelegateDriver alloc] init];
-  EXPECT_EQ([driver delegate], driver);
-  EXPECT_EQ([driver retainCount], 1U);
-  [driver release];
 }
 
 TEST(Session, InitialiserReturnsNilOnceWhenToldTo) {
@@ -152,18 +134,6 @@ TEST(Session, InitialiserReturnsNilOnceWhenToldTo) {
   TKTokenSession *session = [[TKSmartCardTokenSession alloc] initWithToken:token];
   EXPECT_NE(session, nil);
   [session release];
-  [token release];
-}
-
-TEST(Session, IsItsOwnDelegateWhenItsClassIsOne) {
-  TKSmartCardToken *token = MakeToken<TKSmartCardToken>(Driver());
-  TKTokenSession *plain = [[TKSmartCardTokenSession alloc] initWithToken:token];
-  DelegateSession *session = [[DelegateSession alloc] initWithToken:token];
-  EXPECT_EQ([plain delegate], nil);
-  EXPECT_EQ([session delegate], session);
-  EXPECT_EQ([session retainCount], 1U);
-  [session release];
-  [plain release];
   [token release];
 }
 
@@ -178,13 +148,28 @@ TEST(Session, KeepsItsToken) {
   EXPECT_EQ(releasedTokens, 1);
 }
 
-TEST(Driver, OfALibraryLoadedLaterIsItsOwnDelegateToo) {
-  void *library = dlopen(FOREIGN_DRIVER_PATH, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(library, nullptr) << dlerror();
-  TKSmartCardTokenDriver *driver = [[NSClassFromString(@"ForeignDriver") alloc] init];
-  EXPECT_NE(driver, nil);
-  EXPECT_EQ([driver delegate], driver);
-  [driver release];
+TEST(AuthOperation, PlainOneSucceedsWithoutAnError) {
+  TKTokenAuthOperation *operation = [[[TKTokenAuthOperation alloc] init] autorelease];
+  NSError *error = nil;
+  EXPECT_NE([operation finishWithError:&error], NO);
+  EXPECT_EQ(error, nil);
+}
+
+TEST(AuthOperation, ArchiveNeverHoldsThePinWhichIsACopy) {
+  TKTokenSmartCardPINAuthOperation *operation =
+      [[[TKTokenSmartCardPINAuthOperation alloc] init] autorelease];
+  EXPECT_EQ([operation PIN], nil);
+  EXPECT_EQ([operation APDUTemplate], nil);
+  NSMutableString *pin = [NSMutableString stringWithString:@"271828"];
+  [operation setPIN:pin];
+  [pin setString:@"changed"];
+  EXPECT_EQ(TextOf([operation PIN]), "271828");
+  EXPECT_NE([TKTokenSmartCardPINAuthOperation supportsSecureCoding], NO);
+  NSData *archive = [NSKeyedArchiver archivedDataWithRootObject:operation];
+  NSData *text = [@"271828" dataUsingEncoding:NSUTF8StringEncoding];
+  EXPECT_EQ([archive rangeOfData:text options:0 range:NSMakeRange(0, [archive length])].location,
+            static_cast<NSUInteger>(NSNotFound));
+  EXPECT_EQ([[NSKeyedUnarchiver unarchiveObjectWithData:archive] PIN], nil);
 }
 
 TEST(ErrorDomain, IsTheFrameworksName) { EXPECT_EQ(TextOf(TKErrorDomain), "CryptoTokenKit"); }

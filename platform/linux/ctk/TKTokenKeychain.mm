@@ -1,3 +1,4 @@
+// The keychain items that a token publishes, and the token's list of them.
 #import <CryptoTokenKit/TKTokenKeychain.h>
 
 #include <atomic>
@@ -18,7 +19,7 @@ static NSData *Encoding(SecCertificateRef certificate) {
   return [(NSData *)SecCertificateCopyData(certificate) autorelease];
 }
 
-static const uint8_t *Bytes(NSData *data) { return static_cast<const uint8_t *>([data bytes]); }
+static const uint8_t *BytesOf(NSData *data) { return static_cast<const uint8_t *>([data bytes]); }
 
 static NSData *Data(const certificate::Bytes &bytes) {
   return [NSData dataWithBytes:bytes.data() length:bytes.size()];
@@ -26,7 +27,7 @@ static NSData *Data(const certificate::Bytes &bytes) {
 
 NSString *TKCertificateSubjectSummary(SecCertificateRef certificate) {
   NSData *der = Encoding(certificate);
-  const std::optional<std::string> text = certificate::subject_summary(Bytes(der), [der length]);
+  const std::optional<std::string> text = certificate::SubjectSummary(BytesOf(der), [der length]);
   return text ? [[[NSString alloc] initWithBytes:text->data()
                                           length:text->size()
                                         encoding:NSUTF8StringEncoding] autorelease]
@@ -110,7 +111,7 @@ static NSString *InitialLabel(SecCertificateRef certificate) {
   if (self == nil || certificate == nullptr) return self;
   NSData *der = Encoding(certificate);
   const std::optional<certificate::PublicKey> key =
-      certificate::public_key(Bytes(der), [der length]);
+      certificate::PublicKeyOf(BytesOf(der), [der length]);
   if (!key) {
     [self release];
     return nil;
@@ -129,6 +130,73 @@ static NSString *InitialLabel(SecCertificateRef certificate) {
   [_publicKeyData release];
   [_publicKeyHash release];
   [super dealloc];
+}
+
+@end
+
+@implementation TKTokenKeychainContents
+
+- (void)fillWithItems:(NSArray<TKTokenKeychainItem *> *)items {
+  NSArray *copy = [items copy];
+  @synchronized(self) {
+    [_items release];
+    _items = copy;
+  }
+}
+
+- (NSArray<TKTokenKeychainItem *> *)items {
+  @synchronized(self) {
+    return [[_items retain] autorelease];
+  }
+}
+
+// The first item of the class that has the ID; nil with an error when there is none.
+- (id)itemOfClass:(Class)itemClass objectID:(TKTokenObjectID)objectID error:(NSError **)error {
+  for (TKTokenKeychainItem *item in [self items]) {
+    if ([item isKindOfClass:itemClass] && [[item objectID] isEqual:objectID]) return item;
+  }
+  if (error != nullptr) {
+    *error = [NSError errorWithDomain:TKErrorDomain code:TKErrorCodeObjectNotFound userInfo:nil];
+  }
+  return nil;
+}
+
+- (TKTokenKeychainKey *)keyForObjectID:(TKTokenObjectID)objectID error:(NSError **)error {
+  return [self itemOfClass:[TKTokenKeychainKey class] objectID:objectID error:error];
+}
+
+- (TKTokenKeychainCertificate *)certificateForObjectID:(TKTokenObjectID)objectID
+                                                 error:(NSError **)error {
+  return [self itemOfClass:[TKTokenKeychainCertificate class] objectID:objectID error:error];
+}
+
+- (void)dealloc {
+  [_items release];
+  [super dealloc];
+}
+
+@end
+
+@implementation TKTokenKeychainContents (Host)
+
+- (instancetype)initForToken {
+  self = [super init];
+  if (self != nil) _items = [[NSArray alloc] init];
+  return self;
+}
+
+- (NSArray<TKTokenObjectID> *)duplicateObjectIDs {
+  NSMutableSet *seen = [NSMutableSet set];
+  NSMutableArray *duplicates = [NSMutableArray array];
+  for (TKTokenKeychainItem *item in [self items]) {
+    TKTokenObjectID objectID = [item objectID];
+    if (objectID == nil) continue;
+    if ([seen containsObject:objectID] && ![duplicates containsObject:objectID]) {
+      [duplicates addObject:objectID];
+    }
+    [seen addObject:objectID];
+  }
+  return duplicates;
 }
 
 @end

@@ -1,3 +1,0 @@
-#import <CryptoTokenKit/TKBase.h>
-
-NSString *const TKErrorDomain = @"CryptoTokenKit";

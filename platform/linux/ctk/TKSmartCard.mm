@@ -1,4 +1,0 @@
-#import <CryptoTokenKit/TKSmartCardToken.h>
-
-@implementation TKSmartCard
-@end
