@@ -48,7 +48,7 @@ TEST_F(AdapterTroubleTest, AGoodModuleIsNotBlamedForAnAdapterThatDoesNotComeUp) 
 TEST_F(AdapterTroubleTest, WithoutTheAdaptersLibraryTheModuleIsJudgedAsItIs) {
   const std::string program = folder_ / "modulecheck";
   std::filesystem::copy_file(KELVRIN_MODULECHECK, program);
-  const Outcome outcome = host::testing::run_program({program, FaultyModule("second-search")});
+  const Outcome outcome = host::testing::RunProgram({program, FaultyModule("second-search")});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.output,
               AllOf(HasSubstr("WARNING: the adapter's library was not found"),

@@ -198,7 +198,7 @@ TEST_F(ModulecheckTest, StandardOutputHoldsTheReportAlone) {
 }
 
 TEST_F(ModulecheckTest, AStandardOutputThatCannotBeWrittenIsAFailure) {
-  const Outcome outcome = host::testing::run_program(
+  const Outcome outcome = host::testing::RunProgram(
       {"/bin/sh", "-c", "exec " KELVRIN_MODULECHECK " " + SoftHsm() + " >/dev/full"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.errors, HasSubstr("standard output cannot be written"));

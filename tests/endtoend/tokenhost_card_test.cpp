@@ -10,7 +10,7 @@ namespace endtoend {
 namespace {
 
 using host::testing::Outcome;
-using host::testing::run_program;
+using host::testing::RunProgram;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -33,7 +33,7 @@ class TokenhostOnARealCard : public testing::Test, protected TokenhostOnCard {
                                     card_.File(public_key), "-signature", Path("result")};
     all.insert(all.end(), options.begin(), options.end());
     all.push_back(Path("message"));
-    return run_program(all);
+    return RunProgram(all);
   }
 
   void OpensslEncrypts(std::vector<std::string> options) {
@@ -41,7 +41,7 @@ class TokenhostOnARealCard : public testing::Test, protected TokenhostOnCard {
         KELVRIN_OPENSSL,           "pkeyutl", "-encrypt",      "-pubin", "-inkey",
         card_.File("rsa.pub.pem"), "-in",     Path("message"), "-out",   Path("ciphertext")};
     all.insert(all.end(), options.begin(), options.end());
-    ASSERT_EQ(run_program(all).status, 0);
+    ASSERT_EQ(RunProgram(all).status, 0);
   }
 };
 

@@ -33,7 +33,7 @@ class TokenhostOnCard {
         KELVRIN_TOKENHOST, "--bundle", bundle_, "--pin-file",
         pin_file.empty() ? card_.File("pin").string() : Path(pin_file).string()};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    return host::testing::run_program(all);
+    return host::testing::RunProgram(all);
   }
 
  protected:

@@ -12,7 +12,7 @@ namespace endtoend {
 namespace {
 
 using host::testing::Outcome;
-using host::testing::run_program;
+using host::testing::RunProgram;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -47,7 +47,7 @@ class TokenhostSetUp : public testing::Test, protected TokenhostOnCard {
                                     KELVRIN_TOKENHOST, "--bundle", bundle_};
     all.insert(all.end(), options.begin(), options.end());
     all.emplace_back("list");
-    return run_program(all);
+    return RunProgram(all);
   }
 
   // Lists, which fails, and ends with one sentence that names the bundle and the cause.
@@ -182,7 +182,7 @@ TEST(TokenhostList, LeavesOutAnAuthoritysCertificateWithoutKey) {
 
 // The names of what a program defines.
 std::string symbols(const std::string& program) {
-  const Outcome outcome = run_program({KELVRIN_NM, "--defined-only", program});
+  const Outcome outcome = RunProgram({KELVRIN_NM, "--defined-only", program});
   EXPECT_EQ(outcome.status, 0) << outcome.errors;
   return outcome.output;
 }

@@ -7,7 +7,7 @@
 namespace matrix {
 
 void RunTool(const std::vector<std::string>& arguments) {
-  const host::testing::Outcome outcome = host::testing::run_program(arguments);
+  const host::testing::Outcome outcome = host::testing::RunProgram(arguments);
   if (outcome.status != 0) {
     throw std::runtime_error(arguments[0] + ": " + outcome.output + outcome.errors);
   }

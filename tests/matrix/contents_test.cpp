@@ -12,7 +12,7 @@ INSTANTIATE_TEST_SUITE_P(Matrix, MatrixContents, testing::ValuesIn(kRows), RowNa
 TEST_P(MatrixContents, AreTheCertificatesThatHaveAKeyAndTheirKeys) {
   EXPECT_EQ(card_->instance_id(), module_->CardNumber());
   EXPECT_EQ(card_->items().size(), 6U);
-  EXPECT_TRUE(host::duplicate_object_ids(card_->items()).empty());
+  EXPECT_TRUE(host::DuplicateObjectIds(card_->items()).empty());
   for (const char* name : {"rsa", "ec", "extra-01"}) {
     EXPECT_EQ(CertificateItem(name).kind, host::Item::Kind::kCertificate) << name;
     EXPECT_EQ(KeyItem(name).kind, host::Item::Kind::kKey) << name;

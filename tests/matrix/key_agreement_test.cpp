@@ -65,14 +65,14 @@ TEST_P(MatrixKeyAgreement, GivesTheSecretThatTheOtherSideHas) {
   const CK_OBJECT_HANDLE key = PrivateKey("ec");
   const Bytes own_point = PublicKey("ec").facts().public_key;
   for (int round = 0; round < 20; ++round) {
-    const OpensslKey other = OpensslKey::elliptic_curve();
-    EXPECT_EQ(Agree(key, other.facts().public_key), other.agree(own_point));
+    const OpensslKey other = OpensslKey::EllipticCurve();
+    EXPECT_EQ(Agree(key, other.facts().public_key), other.Agree(own_point));
   }
 }
 
 TEST_P(MatrixKeyAgreement, LeavesOneSecretBehindAtMost) {
   const CK_OBJECT_HANDLE key = PrivateKey("ec");
-  const Bytes point = OpensslKey::elliptic_curve().facts().public_key;
+  const Bytes point = OpensslKey::EllipticCurve().facts().public_key;
   for (int round = 0; round < 5; ++round) EXPECT_EQ(Agree(key, point).size(), 32U);
   CK_OBJECT_CLASS secret_class = CKO_SECRET_KEY;
   CK_ATTRIBUTE wanted = {CKA_CLASS, &secret_class, sizeof(secret_class)};
@@ -85,14 +85,14 @@ TEST_P(MatrixKeyAgreement, LeavesOneSecretBehindAtMost) {
 
 TEST_P(MatrixKeyAgreement, RefusesAPointThatIsNotOnTheCurve) {
   const CK_OBJECT_HANDLE key = PrivateKey("ec");
-  Bytes point = OpensslKey::elliptic_curve().facts().public_key;
+  Bytes point = OpensslKey::EllipticCurve().facts().public_key;
   point.back() ^= 1;
   CK_OBJECT_HANDLE secret = CK_INVALID_HANDLE;
   CK_ECDH1_DERIVE_PARAMS parameters = {CKD_NULL, 0, nullptr, point.size(), point.data()};
   CK_MECHANISM mechanism = {CKM_ECDH1_DERIVE, &parameters, sizeof(parameters)};
   EXPECT_NE(p11_->C_DeriveKey(session_, &mechanism, key, nullptr, 0, &secret), CKR_OK);
-  const OpensslKey other = OpensslKey::elliptic_curve();
-  EXPECT_EQ(Agree(key, other.facts().public_key), other.agree(PublicKey("ec").facts().public_key));
+  const OpensslKey other = OpensslKey::EllipticCurve();
+  EXPECT_EQ(Agree(key, other.facts().public_key), other.Agree(PublicKey("ec").facts().public_key));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <ostream>
 #include <string>
 
-#include "platform/linux/host/bytes.h"
+#include "platform/linux/host/result.h"
 
 namespace matrix {
 

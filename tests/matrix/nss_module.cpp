@@ -33,7 +33,7 @@ class Nss : public ModuleOnTest {
   std::string Pin() const override { return kPassword; }
   std::string CardNumber() const override { return "NSS"; }
   host::Bytes Certificate(const std::string& name) const override {
-    const std::string der = host::testing::read_text(File(name, ".der"));
+    const std::string der = host::testing::ReadText(File(name, ".der"));
     return {der.begin(), der.end()};
   }
 

@@ -6,7 +6,7 @@ namespace {
 
 using host::Bytes;
 using host::Hash;
-using host::testing::bytes;
+using host::testing::BytesOf;
 using host::testing::OpensslKey;
 
 class MatrixOperations : public WholeRoad {
@@ -15,18 +15,18 @@ class MatrixOperations : public WholeRoad {
   void ExpectSignatures(const std::string& certificate, const std::string& algorithm, Hash hash,
                         bool pss = false) const {
     const OpensslKey key = PublicKey(certificate);
-    const Bytes messages[] = {bytes("a message"), bytes("another message")};
+    const Bytes messages[] = {BytesOf("a message"), BytesOf("another message")};
     for (int i : {0, 1}) {
-      const Bytes signature = Sign(certificate, algorithm + host::hash_name(hash), messages[i]);
-      EXPECT_TRUE(key.verifies(hash, messages[i], signature, pss)) << algorithm;
-      EXPECT_FALSE(key.verifies(hash, messages[1 - i], signature, pss)) << algorithm;
+      const Bytes signature = Sign(certificate, algorithm + host::HashName(hash), messages[i]);
+      EXPECT_TRUE(key.Verifies(hash, messages[i], signature, pss)) << algorithm;
+      EXPECT_FALSE(key.Verifies(hash, messages[1 - i], signature, pss)) << algorithm;
     }
   }
 };
 INSTANTIATE_TEST_SUITE_P(Matrix, MatrixOperations, testing::ValuesIn(kRows), RowName);
 
 TEST_P(MatrixOperations, FailWithAWrongPinAndSucceedWithTheRightOneAfterwards) {
-  const Bytes message = bytes("a message");
+  const Bytes message = BytesOf("a message");
   EXPECT_FALSE(TryToPerform(host::Operation::kSign, "ec", "ECDSASignatureMessageX962SHA256",
                             message, "000000"));
   ExpectSignatures("ec", "ECDSASignatureMessageX962", Hash::kSha256);
@@ -52,16 +52,16 @@ TEST_P(MatrixOperations, SignEcdsaWithDigestsShorterAndLongerThanTheCurve) {
 }
 
 TEST_P(MatrixOperations, DecryptPkcs1) {
-  for (const Bytes& secret : {bytes("a secret"), Bytes(245, 0xa5)}) {
-    EXPECT_EQ(Decrypt("RSAEncryptionPKCS1", PublicKey("rsa").encrypt_pkcs1(secret)), secret);
+  for (const Bytes& secret : {BytesOf("a secret"), Bytes(245, 0xa5)}) {
+    EXPECT_EQ(Decrypt("RSAEncryptionPKCS1", PublicKey("rsa").EncryptPkcs1(secret)), secret);
   }
 }
 
 TEST_P(MatrixOperations, DecryptOaep) {
   for (const Hash hash : {Hash::kSha1, Hash::kSha256}) {
-    const Bytes secret = bytes("a secret");
-    const std::string algorithm = std::string("RSAEncryptionOAEP") + host::hash_name(hash);
-    EXPECT_EQ(Decrypt(algorithm, PublicKey("rsa").encrypt_oaep(hash, secret)), secret);
+    const Bytes secret = BytesOf("a secret");
+    const std::string algorithm = std::string("RSAEncryptionOAEP") + host::HashName(hash);
+    EXPECT_EQ(Decrypt(algorithm, PublicKey("rsa").EncryptOaep(hash, secret)), secret);
   }
 }
 

@@ -50,7 +50,7 @@ class AnyModule : public testing::TestWithParam<Row> {
  protected:
   host::Bytes Certificate(const std::string& name) const { return module_->Certificate(name); }
   host::testing::OpensslKey PublicKey(const std::string& name) const {
-    return host::testing::OpensslKey::of_certificate(Certificate(name));
+    return host::testing::OpensslKey::OfCertificate(Certificate(name));
   }
 
   const std::unique_ptr<ModuleOnTest> module_ = GetParam().bring_up();
@@ -63,7 +63,7 @@ inline std::string RowName(const testing::TestParamInfo<Row>& row) { return row.
 class WholeRoad : public AnyModule {
  protected:
   void SetUp() override {
-    auto extension = host::HostedExtension::load(bundle_.path());
+    auto extension = host::HostedExtension::Load(host::CheckBundle(bundle_.path()));
     ASSERT_TRUE(extension) << extension.error().description;
     extension_.emplace(std::move(*extension));
     ASSERT_NO_FATAL_FAILURE(Insert());
@@ -72,9 +72,9 @@ class WholeRoad : public AnyModule {
   void Insert() {
     client_.reset();
     card_.reset();
-    card_.emplace(extension_->insert_card());
-    ASSERT_EQ(card_->set_up(), host::SetUp::kReady) << card_->error()->description;
-    auto client = card_->open_client();
+    card_.emplace(extension_->InsertCard());
+    ASSERT_FALSE(card_->error()) << card_->error()->description;
+    auto client = card_->OpenClient();
     ASSERT_TRUE(client) << client.error().description;
     client_.emplace(std::move(*client));
   }
@@ -91,7 +91,7 @@ class WholeRoad : public AnyModule {
   host::Item KeyItem(const std::string& certificate) const {
     const std::string id = CertificateItem(certificate).object_id;
     if (id.empty()) return {};
-    const auto key = card_->find_key("02" + id.substr(2));
+    const auto key = card_->FindKey("02" + id.substr(2));
     return key ? *key : host::Item();
   }
 
@@ -113,8 +113,10 @@ class WholeRoad : public AnyModule {
   host::Result<host::Bytes> TryToPerform(host::Operation operation, const std::string& certificate,
                                          const std::string& algorithm, const host::Bytes& data,
                                          const std::string& pin) const {
-    return client_->perform(operation, KeyItem(certificate), algorithm, {.data = data}, [pin] {
-      return host::Result<host::Secret>(host::Secret({pin.begin(), pin.end()}));
+    return client_->Perform(operation, KeyItem(certificate), algorithm, data, [pin] {
+      host::Secret secret;
+      secret.Assign(pin);
+      return host::Result<host::Secret>(std::move(secret));
     });
   }
 

@@ -31,7 +31,7 @@ class ModulecheckTest : public testing::Test {
 
   static Outcome Run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), KELVRIN_MODULECHECK);
-    return host::testing::run_program(arguments);
+    return host::testing::RunProgram(arguments);
   }
   // The same with --json: the document.
   static nlohmann::json RunJson(std::vector<std::string> arguments) {
@@ -70,7 +70,7 @@ class ModulecheckTest : public testing::Test {
 
   // How often the faulty module's function was called.
   std::size_t Calls(const std::string& function) const {
-    const std::string calls = host::testing::read_text(folder_ / "calls");
+    const std::string calls = host::testing::ReadText(folder_ / "calls");
     std::size_t count = 0;
     for (std::size_t at = 0; (at = calls.find(function, at)) != std::string::npos; ++at) ++count;
     return count;

@@ -41,8 +41,6 @@
 
 @interface TKTokenKeychainContents (Host)
 - (instancetype)initForToken;
-// Object IDs that several items share; the items are kept all the same.
-- (NSArray<TKTokenObjectID> *)duplicateObjectIDs;
 @end
 
 // The certificate's subject common name, or its nearest substitute; autoreleased, may be nil.

@@ -185,18 +185,4 @@ static NSString *InitialLabel(SecCertificateRef certificate) {
   return self;
 }
 
-- (NSArray<TKTokenObjectID> *)duplicateObjectIDs {
-  NSMutableSet *seen = [NSMutableSet set];
-  NSMutableArray *duplicates = [NSMutableArray array];
-  for (TKTokenKeychainItem *item in [self items]) {
-    TKTokenObjectID objectID = [item objectID];
-    if (objectID == nil) continue;
-    if ([seen containsObject:objectID] && ![duplicates containsObject:objectID]) {
-      [duplicates addObject:objectID];
-    }
-    [seen addObject:objectID];
-  }
-  return duplicates;
-}
-
 @end

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #import "platform/linux/ctk/TKHostInterface.h"
-#include "platform/linux/host/hosted_extension.h"
 #import "platform/linux/host/testing/scripted_extension.h"
 
 namespace host {
@@ -12,21 +11,17 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using testing::key_item;
+using testing::KeyItem;
 using ::testing::Not;
 using testing::Script;
-
-const PinSource kNoPin;
 
 class CardTest : public ::testing::Test {
  protected:
   CardTest() { script.supported = {"algid:sign:RSA:raw"}; }
 
-  HostedExtension extension() {
-    return HostedExtension(retained([[[ScriptedDriver alloc] init] autorelease]));
-  }
-  void add_key(const Bytes &objectID, NSString *label, id constraint = @"PIN") {
-    script.items.push_back(retained(key_item(objectID, label, constraint)));
+  static InsertedCard Insert() { return testing::ScriptedExtension().InsertCard(); }
+  void AddKey(const Bytes &objectID, NSString *label, id constraint = @"PIN") {
+    script.items.push_back(Retained(KeyItem(objectID, label, constraint)));
   }
 
   Script script;
@@ -34,81 +29,74 @@ class CardTest : public ::testing::Test {
 
 TEST_F(CardTest, ADriverThatMakesNoTokenIsTolerated) {
   script.token = Script::Token::kNil;
-  InsertedCard card = extension().insert_card();
-  EXPECT_EQ(card.set_up(), SetUp::kNoToken);
+  InsertedCard card = Insert();
   ASSERT_TRUE(card.error());
   EXPECT_EQ(card.error()->code, TKErrorCodeCommunicationError);
+  EXPECT_FALSE(card.driver_gave_error());
   EXPECT_TRUE(card.items().empty());
   EXPECT_EQ(card.instance_id(), "");
-  EXPECT_EQ(card.open_client().error().code, TKErrorCodeTokenNotFound);
-  card.remove();
+  EXPECT_EQ(card.OpenClient().error().code, TKErrorCodeTokenNotFound);
+  card.Remove();
   EXPECT_THAT(script.calls(), ElementsAre("createToken"));
 }
 
 TEST_F(CardTest, ADriversErrorIsKept) {
   script.token = Script::Token::kNilWithError;
-  const InsertedCard card = extension().insert_card();
+  const InsertedCard card = Insert();
   ASSERT_TRUE(card.error());
+  EXPECT_TRUE(card.driver_gave_error());
   EXPECT_EQ(card.error()->description, "the card is broken");
 }
 
 TEST_F(CardTest, ADriverWithoutADelegateMakesNoToken) {
-  const HostedExtension plain(retained([[[TKSmartCardTokenDriver alloc] init] autorelease]));
-  EXPECT_EQ(plain.insert_card().set_up(), SetUp::kNoToken);
+  const HostedExtension plain(Retained([[[TKSmartCardTokenDriver alloc] init] autorelease]));
+  EXPECT_TRUE(plain.InsertCard().error());
 }
 
 TEST_F(CardTest, ATokenThatWasNeverInitialisedIsToleratedAndReleased) {
   script.token = Script::Token::kUninitialised;
-  InsertedCard card = extension().insert_card();
-  EXPECT_EQ(card.set_up(), SetUp::kUninitialised);
+  InsertedCard card = Insert();
   EXPECT_TRUE(card.error());
   EXPECT_TRUE(card.items().empty());
-  EXPECT_FALSE(card.open_client());
+  EXPECT_FALSE(card.OpenClient());
   EXPECT_THAT(script.calls(), Not(Contains("dealloc token")));
-  card.remove();
+  card.Remove();
   EXPECT_THAT(script.calls(), Contains("dealloc token"));
 }
 
 TEST_F(CardTest, ATokenThatGivesNoSessionIsAnError) {
-  InsertedCard card = extension().insert_card();
+  InsertedCard card = Insert();
   script.session = Script::Session::kNil;
-  EXPECT_EQ(card.open_client().error().code, TKErrorCodeCommunicationError);
+  EXPECT_EQ(card.OpenClient().error().code, TKErrorCodeCommunicationError);
   script.session = Script::Session::kNilWithError;
-  EXPECT_EQ(card.open_client().error().code, TKErrorCodeNotImplemented);
+  EXPECT_EQ(card.OpenClient().error().code, TKErrorCodeNotImplemented);
   script.session = Script::Session::kGood;
   [TKTokenSession failNextInitialisation];
-  EXPECT_EQ(card.open_client().error().code, TKErrorCodeCommunicationError);
-  EXPECT_TRUE(card.open_client());
+  EXPECT_EQ(card.OpenClient().error().code, TKErrorCodeCommunicationError);
+  EXPECT_TRUE(card.OpenClient());
 }
 
-TEST_F(CardTest, RemovingACardReleasesItsTokenOnce) {
-  InsertedCard card = extension().insert_card();
-  EXPECT_EQ(card.set_up(), SetUp::kReady);
-  EXPECT_FALSE(card.error());
-  EXPECT_NE(card.token(), nullptr);
-  card.remove();
-  card.remove();
-  EXPECT_EQ(card.token(), nullptr);
-  EXPECT_FALSE(card.open_client());
-  EXPECT_THAT(script.calls(), ElementsAre("createToken", "terminateToken", "dealloc token"));
-}
-
-TEST_F(CardTest, ACardThatGoesOutOfScopeIsRemoved) {
+TEST_F(CardTest, ACardIsRemovedOnceAtTheLatestWhenItGoesOutOfScope) {
   {
-    const InsertedCard card = extension().insert_card();
+    InsertedCard card = Insert();
+    EXPECT_FALSE(card.error());
+    card.Remove();
+    EXPECT_FALSE(card.OpenClient());
+    EXPECT_THAT(script.calls(), ElementsAre("createToken", "terminateToken", "dealloc token"));
+    const InsertedCard other = Insert();
   }
-  EXPECT_THAT(script.calls(), Contains("terminateToken"));
+  EXPECT_EQ(script.calls().size(), 6U);
 }
 
 TEST_F(CardTest, SessionsOutliveTheRemoval) {
-  add_key({2, 1}, @"key", [NSNumber numberWithBool:YES]);
-  InsertedCard card = extension().insert_card();
-  const Result<Item> key = card.find_key("0201");
+  AddKey({2, 1}, @"key", [NSNumber numberWithBool:YES]);
+  InsertedCard card = Insert();
+  const Result<Item> key = card.FindKey("0201");
   {
-    Result<Client> client = card.open_client();
+    Result<Client> client = card.OpenClient();
     ASSERT_TRUE(client && key);
-    card.remove();
-    EXPECT_TRUE(client->sign(*key, "RSASignatureRaw", {'x'}, kNoPin));
+    card.Remove();
+    EXPECT_TRUE(client->Perform(Operation::kSign, *key, "RSASignatureRaw", {'x'}, {}));
     EXPECT_THAT(script.calls(), Not(Contains("dealloc token")));
   }
   EXPECT_THAT(script.calls(), ElementsAre("createToken", "createSession", "terminateToken",
@@ -117,50 +105,46 @@ TEST_F(CardTest, SessionsOutliveTheRemoval) {
 }
 
 TEST_F(CardTest, EveryClientHasASessionOfItsOwn) {
-  InsertedCard card = extension().insert_card();
-  Result<Client> one = card.open_client();
-  Result<Client> other = card.open_client();
+  InsertedCard card = Insert();
+  const Result<Client> one = card.OpenClient();
+  const Result<Client> other = card.OpenClient();
   ASSERT_TRUE(one && other);
-  EXPECT_NE(one->session(), other->session());
+  EXPECT_THAT(script.calls(), ElementsAre("createToken", "createSession", "createSession"));
 }
 
 TEST_F(CardTest, AKeyThatIsNotThereIsNamed) {
-  add_key({2, 1}, @"key");
-  const InsertedCard card = extension().insert_card();
+  AddKey({2, 1}, @"key");
+  const InsertedCard card = Insert();
   for (const char *name : {"0202", "", "02", "020", "0x0201", "clef"}) {
-    const Result<Item> key = card.find_key(name);
+    const Result<Item> key = card.FindKey(name);
     ASSERT_FALSE(key) << name;
     EXPECT_THAT(key.error().description, HasSubstr("'" + std::string(name) + "'"));
   }
 }
 
-TEST_F(CardTest, ALabelOfSeveralKeysIsAmbiguous) {
-  add_key({2, 0xAA}, @"key");
-  add_key({2, 0xBB}, @"key");
-  const InsertedCard card = extension().insert_card();
-  const Result<Item> key = card.find_key("key");
+TEST_F(CardTest, KeysAreFoundByObjectIdOrElseByALabelOfTheirOwn) {
+  AddKey({2, 0xAA}, @"Schlüssel (Käthe)");
+  AddKey({2, 0xBB}, @"02AA");
+  AddKey({2, 0xCC}, @"key");
+  AddKey({2, 0xDD}, @"key");
+  const InsertedCard card = Insert();
+  EXPECT_EQ(card.FindKey("02aa")->object_id, "02AA");  // before the label that reads like it
+  EXPECT_EQ(card.FindKey("02BB")->object_id, "02BB");
+  EXPECT_EQ(card.FindKey("Schlüssel (Käthe)")->object_id, "02AA");
+  const Result<Item> key = card.FindKey("key");
   ASSERT_FALSE(key);
-  EXPECT_THAT(key.error().description, HasSubstr("02AA 02BB"));
-}
-
-TEST_F(CardTest, KeysAreFoundByObjectIdOrLabel) {
-  add_key({2, 0xAA}, @"Schlüssel (Käthe)");
-  add_key({2, 0xBB}, @"02AA");
-  const InsertedCard card = extension().insert_card();
-  EXPECT_EQ(card.find_key("02aa")->object_id, "02AA");  // before the label that reads like it
-  EXPECT_EQ(card.find_key("02BB")->object_id, "02BB");
-  EXPECT_EQ(card.find_key("Schlüssel (Käthe)")->object_id, "02AA");
+  EXPECT_THAT(key.error().description, HasSubstr("02CC 02DD"));
 }
 
 TEST_F(CardTest, ItemsTellWhatTheirObjectsSay) {
-  add_key({2, 1}, @"key");
-  TKTokenKeychainKey *second = key_item({2, 2}, nil, [NSNumber numberWithBool:NO]);
+  AddKey({2, 1}, @"key");
+  TKTokenKeychainKey *second = KeyItem({2, 2}, nil, [NSNumber numberWithBool:NO]);
   [second setKeyType:@"73"];
   [second setCanSign:NO];
-  script.items.push_back(retained(second));
+  script.items.push_back(Retained(second));
   script.items.push_back(
-      retained([[[TKTokenKeychainItem alloc] initWithObjectID:@"other"] autorelease]));
-  const std::vector<Item> items = extension().insert_card().items();
+      Retained([[[TKTokenKeychainItem alloc] initWithObjectID:@"other"] autorelease]));
+  const std::vector<Item> items = Insert().items();
   ASSERT_EQ(items.size(), 3U);
   EXPECT_EQ(items[0].kind, Item::Kind::kKey);
   EXPECT_EQ(items[0].label, "key");
@@ -179,12 +163,12 @@ TEST_F(CardTest, ItemsTellWhatTheirObjectsSay) {
 }
 
 TEST_F(CardTest, DuplicateObjectIdsAreToldAndTheirItemsKept) {
-  add_key({2, 1}, @"one");
-  add_key({2, 1}, @"two");
-  add_key({2, 2}, @"three");
-  const std::vector<Item> items = extension().insert_card().items();
+  AddKey({2, 1}, @"one");
+  AddKey({2, 1}, @"two");
+  AddKey({2, 2}, @"three");
+  const std::vector<Item> items = Insert().items();
   EXPECT_EQ(items.size(), 3U);
-  EXPECT_THAT(duplicate_object_ids(items), ElementsAre("0201"));
+  EXPECT_THAT(DuplicateObjectIds(items), ElementsAre("0201"));
 }
 
 }  // namespace

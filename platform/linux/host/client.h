@@ -6,13 +6,11 @@
 #include <mutex>
 #include <string_view>
 
-#include "platform/linux/host/adaptor.h"
-#include "platform/linux/host/algorithm_names.h"
+#include "platform/linux/host/key_algorithms.h"
 #include "platform/linux/host/keychain_items.h"
 #include "platform/linux/host/object.h"
 #include "platform/linux/host/resolution.h"
 #include "platform/linux/host/result.h"
-#include "platform/linux/host/secret.h"
 
 namespace host {
 
@@ -25,36 +23,25 @@ class Client {
   // Tells the token that the session ends, and releases it.
   ~Client();
 
-  // Performs an operation with a key. `algorithm`: Apple's constant, its prefix optional. It is
-  // resolved to what the key supports; when the token answers that authentication is needed, the
-  // PIN is asked for and the token asked once more. Returns signature, plaintext or shared secret.
+  // Performs an operation with a key on data: to sign, to decrypt, or the other party's public key
+  // (04 X Y). `algorithm`: Apple's constant, its prefix optional. It is resolved to what the key
+  // supports; when the token answers that authentication is needed, the PIN is asked for and the
+  // token asked once more. Returns signature, plaintext or shared secret.
   // Errors: the token's own; errSecParam when the key does not support the algorithm or the data
   // does not fit it; errSecAuthFailed when a constraint forbids the operation; a communication
   // error when the token fails without one; the PIN source's.
-  Result<Bytes> sign(const Item& key, std::string_view algorithm, const Bytes& data,
-                     const PinSource& pin) const;
-  Result<Bytes> decrypt(const Item& key, std::string_view algorithm, const Bytes& data,
-                        const PinSource& pin) const;
-  // `request`: the other party's public key, and for algorithms with a key derivation the size of
-  // the result and what goes into it.
-  Result<Bytes> exchange(const Item& key, std::string_view algorithm, const Request& request,
-                         const PinSource& pin) const;
-  // Any of the three; the data goes where the operation wants it.
-  Result<Bytes> perform(Operation operation, const Item& key, std::string_view algorithm,
-                        const Request& request, const PinSource& pin) const;
+  Result<Bytes> Perform(Operation operation, const Item& key, std::string_view algorithm,
+                        const Bytes& data, const PinSource& pin) const;
 
   // How the key serves an algorithm, or errSecParam when it does not. Performs nothing.
-  Result<Road> find_road(Operation operation, const Item& key, const Algorithm& algorithm) const;
-
-  // The TKTokenSession.
-  objc_object* session() const { return session_.get(); }
+  Result<Road> FindRoad(const Item& key, const Algorithm& algorithm) const;
 
  private:
   friend class InsertedCard;
   Client(Object session, std::shared_ptr<std::mutex> token_lock)
       : session_(std::move(session)), token_lock_(std::move(token_lock)) {}
 
-  Object session_;
+  Object session_;                          // the TKTokenSession
   std::shared_ptr<std::mutex> token_lock_;  // held during every call that reaches the token
 };
 

@@ -3,44 +3,31 @@
 #include <cstdlib>
 
 namespace host {
+namespace {
 
-const char* hash_name(Hash hash) {
-  switch (hash) {
-    case Hash::kSha1:
-      return "SHA1";
-    case Hash::kSha224:
-      return "SHA224";
-    case Hash::kSha256:
-      return "SHA256";
-    case Hash::kSha384:
-      return "SHA384";
-    case Hash::kSha512:
-      return "SHA512";
-  }
-  std::abort();
-}
+struct HashFunction {
+  const char* name;
+  const EVP_MD* (*digest)();
+};
 
-const EVP_MD* openssl_digest(Hash hash) {
-  switch (hash) {
-    case Hash::kSha1:
-      return EVP_sha1();
-    case Hash::kSha224:
-      return EVP_sha224();
-    case Hash::kSha256:
-      return EVP_sha256();
-    case Hash::kSha384:
-      return EVP_sha384();
-    case Hash::kSha512:
-      return EVP_sha512();
-  }
-  std::abort();
-}
+// In the order of Hash.
+constexpr HashFunction kFunctions[] = {{"SHA1", EVP_sha1},
+                                       {"SHA224", EVP_sha224},
+                                       {"SHA256", EVP_sha256},
+                                       {"SHA384", EVP_sha384},
+                                       {"SHA512", EVP_sha512}};
 
-size_t digest_size(Hash hash) { return static_cast<size_t>(EVP_MD_get_size(openssl_digest(hash))); }
+}  // namespace
 
-Bytes digest(Hash hash, const Bytes& message) {
-  Bytes result(digest_size(hash));
-  if (EVP_Digest(message.data(), message.size(), result.data(), nullptr, openssl_digest(hash),
+const char* HashName(Hash hash) { return kFunctions[static_cast<size_t>(hash)].name; }
+
+const EVP_MD* OpensslDigest(Hash hash) { return kFunctions[static_cast<size_t>(hash)].digest(); }
+
+size_t DigestSize(Hash hash) { return static_cast<size_t>(EVP_MD_get_size(OpensslDigest(hash))); }
+
+Bytes Digest(Hash hash, const Bytes& message) {
+  Bytes result(DigestSize(hash));
+  if (EVP_Digest(message.data(), message.size(), result.data(), nullptr, OpensslDigest(hash),
                  nullptr) != 1) {
     std::abort();  // only for want of memory
   }

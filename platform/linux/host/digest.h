@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "platform/linux/host/bytes.h"
+#include "platform/linux/host/result.h"
 
 namespace host {
 
@@ -15,14 +15,14 @@ inline constexpr Hash kHashes[] = {Hash::kSha1, Hash::kSha224, Hash::kSha256, Ha
                                    Hash::kSha512};
 
 // As in the names of the key algorithm constants: "SHA256".
-const char* hash_name(Hash hash);
-
-// Length of a digest in bytes.
-size_t digest_size(Hash hash);
+const char* HashName(Hash hash);
 
 // OpenSSL's object for it, which lives as long as the process.
-const EVP_MD* openssl_digest(Hash hash);
+const EVP_MD* OpensslDigest(Hash hash);
 
-Bytes digest(Hash hash, const Bytes& message);
+// Length of a digest in bytes.
+size_t DigestSize(Hash hash);
+
+Bytes Digest(Hash hash, const Bytes& message);
 
 }  // namespace host

@@ -24,10 +24,10 @@ struct BundleCheck {
   std::string driver_class;
   std::string class_id;
 
-  bool has_errors() const;
+  bool HasErrors() const;
 };
 
 // Reads a bundle's Info.plist, modules and config.plist. `path`: X.appex.
-BundleCheck check_bundle(const std::string& path);
+BundleCheck CheckBundle(const std::string& path);
 
 }  // namespace host

@@ -18,9 +18,9 @@ using testing::TestBundle;
 class ExtensionBundleTest : public ::testing::Test {
  protected:
   // The findings, each after "error: " or "warning: ".
-  std::vector<std::string> findings() const {
+  std::vector<std::string> Findings() const {
     std::vector<std::string> texts;
-    for (const Finding& finding : check_bundle(bundle.path()).findings) {
+    for (const Finding& finding : CheckBundle(bundle.path()).findings) {
       texts.push_back((finding.severity == Severity::kError ? "error: " : "warning: ") +
                       finding.text);
     }
@@ -31,19 +31,19 @@ class ExtensionBundleTest : public ::testing::Test {
 };
 
 TEST(ExtensionBundle, AFolderThatDoesNotExistIsNamed) {
-  const BundleCheck check = check_bundle("/nowhere/X.appex");
+  const BundleCheck check = CheckBundle("/nowhere/X.appex");
   ASSERT_EQ(check.findings.size(), 1U);
-  EXPECT_TRUE(check.has_errors());
+  EXPECT_TRUE(check.HasErrors());
   EXPECT_EQ(check.findings[0].text, "there is no bundle folder /nowhere/X.appex");
 }
 
 TEST_F(ExtensionBundleTest, AFileIsNoBundle) {
-  EXPECT_TRUE(check_bundle(bundle.file("Info.plist")).has_errors());
+  EXPECT_TRUE(CheckBundle(bundle.File("Info.plist")).HasErrors());
 }
 
 TEST_F(ExtensionBundleTest, AMissingInfoPlistIsNamed) {
-  bundle.remove("Info.plist");
-  EXPECT_THAT(findings(), ElementsAre("error: the bundle has no Contents/Info.plist"));
+  bundle.Remove("Info.plist");
+  EXPECT_THAT(Findings(), ElementsAre("error: the bundle has no Contents/Info.plist"));
 }
 
 TEST_F(ExtensionBundleTest, AnInfoPlistThatIsNoDictionaryIsNamed) {
@@ -51,8 +51,8 @@ TEST_F(ExtensionBundleTest, AnInfoPlistThatIsNoDictionaryIsNamed) {
        {"", "{ garbage", "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>",
         "<?xml version=\"1.0\"?><plist version=\"1.0\"><array/></plist>", "( a, b )", "bplist00",
         "\xFF\xFE\x00\x01"}) {
-    testing::write_text(bundle.file("Info.plist"), text);
-    EXPECT_THAT(findings(), ElementsAre(HasSubstr("error: the bundle's Contents/Info.plist is no")))
+    testing::WriteText(bundle.File("Info.plist"), text);
+    EXPECT_THAT(Findings(), ElementsAre(HasSubstr("error: the bundle's Contents/Info.plist is no")))
         << text;
   }
 }
@@ -63,8 +63,8 @@ TEST_F(ExtensionBundleTest, EveryMissingKeyIsNamed) {
         "NSExtensionPointIdentifier", "NSExtensionAttributes", "com.apple.ctk.class-id",
         "com.apple.ctk.driver-class", "com.apple.ctk.token-type"}) {
     const TestBundle other;
-    other.edit_info("<key>" + std::string(key) + "<", "<key>Other<");
-    const BundleCheck check = check_bundle(other.path());
+    other.EditInfo("<key>" + std::string(key) + "<", "<key>Other<");
+    const BundleCheck check = CheckBundle(other.path());
     ASSERT_EQ(check.findings.size(), 1U) << key;
     EXPECT_EQ(check.findings[0].severity, Severity::kError);
     EXPECT_THAT(check.findings[0].text, HasSubstr(std::string("Info.plist lacks")));
@@ -73,10 +73,10 @@ TEST_F(ExtensionBundleTest, EveryMissingKeyIsNamed) {
 }
 
 TEST_F(ExtensionBundleTest, ValuesThatAreNotTheExpectedOnesAreNamed) {
-  bundle.edit_info("XPC!", "APPL");
-  bundle.edit_info("com.apple.ctk-tokens", "com.apple.share-services");
-  bundle.edit_info("smartcard", "persistent");
-  EXPECT_THAT(findings(),
+  bundle.EditInfo("XPC!", "APPL");
+  bundle.EditInfo("com.apple.ctk-tokens", "com.apple.share-services");
+  bundle.EditInfo("smartcard", "persistent");
+  EXPECT_THAT(Findings(),
               ElementsAre("error: Info.plist has CFBundlePackageType 'APPL' instead of 'XPC!'",
                           "error: Info.plist has NSExtensionPointIdentifier "
                           "'com.apple.share-services' instead of 'com.apple.ctk-tokens'",
@@ -85,43 +85,43 @@ TEST_F(ExtensionBundleTest, ValuesThatAreNotTheExpectedOnesAreNamed) {
 }
 
 TEST_F(ExtensionBundleTest, ValuesOfAnotherTypeAreNamed) {
-  bundle.edit_info("<string>Driver</string>", "<integer>7</integer>");
-  bundle.edit_info("<string>org.example.test</string>", "<string></string>");
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr("CFBundleIdentifier as a text"),
+  bundle.EditInfo("<string>Driver</string>", "<integer>7</integer>");
+  bundle.EditInfo("<string>org.example.test</string>", "<string></string>");
+  EXPECT_THAT(Findings(), ElementsAre(HasSubstr("CFBundleIdentifier as a text"),
                                       HasSubstr("com.apple.ctk.driver-class as a text")));
 }
 
 TEST_F(ExtensionBundleTest, APrincipalClassIsAnError) {
-  bundle.edit_info("<key>NSExtensionPointIdentifier<",
-                   "<key>NSExtensionPrincipalClass</key><string>X</string>"
-                   "<key>NSExtensionPointIdentifier<");
-  EXPECT_THAT(findings(), ElementsAre("error: Info.plist must not have NSExtensionPrincipalClass"));
+  bundle.EditInfo("<key>NSExtensionPointIdentifier<",
+                  "<key>NSExtensionPrincipalClass</key><string>X</string>"
+                  "<key>NSExtensionPointIdentifier<");
+  EXPECT_THAT(Findings(), ElementsAre("error: Info.plist must not have NSExtensionPrincipalClass"));
 }
 
 TEST_F(ExtensionBundleTest, AMissingExecutableIsNamed) {
-  bundle.remove("MacOS/Executable");
-  EXPECT_THAT(findings(), ElementsAre("error: the bundle's executable Contents/MacOS/Executable is "
+  bundle.Remove("MacOS/Executable");
+  EXPECT_THAT(Findings(), ElementsAre("error: the bundle's executable Contents/MacOS/Executable is "
                                       "missing"));
 }
 
 TEST_F(ExtensionBundleTest, WithoutTheFirstModuleNothingWorksAndWithoutTheSecondSomethingDoes) {
-  bundle.remove("Resources/libpkcs11qarn_Lindel_PCSC.dylib");
-  bundle.remove("Resources/libpkcs11qarn_Vumo_PCSC.dylib");
+  bundle.Remove("Resources/libpkcs11qarn_Lindel_PCSC.dylib");
+  bundle.Remove("Resources/libpkcs11qarn_Vumo_PCSC.dylib");
   EXPECT_THAT(
-      findings(),
+      Findings(),
       ElementsAre(
           ::testing::AllOf(StartsWith("error: "), HasSubstr("libpkcs11qarn_Lindel_PCSC.dylib")),
           ::testing::AllOf(StartsWith("warning: "), HasSubstr("libpkcs11qarn_Vumo_PCSC.dylib"))));
 }
 
 TEST_F(ExtensionBundleTest, WithoutAReaderNameThereIsAWarning) {
-  const std::string file = bundle.file("Resources/config.plist");
+  const std::string file = bundle.File("Resources/config.plist");
   const auto dictionary = [](const std::string& content) {
     return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + content + "</dict></plist>";
   };
   const auto with = [&](const std::string& text) {
-    testing::write_text(file, text);
-    return findings();
+    testing::WriteText(file, text);
+    return Findings();
   };
   EXPECT_THAT(with(dictionary("")),
               ElementsAre(HasSubstr("warning: config.plist lacks readerName")));
@@ -131,35 +131,35 @@ TEST_F(ExtensionBundleTest, WithoutAReaderNameThereIsAWarning) {
               ElementsAre(HasSubstr("warning: readerName in config.plist is empty")));
   EXPECT_THAT(with("{ garbage"),
               ElementsAre(HasSubstr("warning: Contents/Resources/config.plist")));
-  bundle.remove("Resources/config.plist");
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr("warning: the bundle has no")));
+  bundle.Remove("Resources/config.plist");
+  EXPECT_THAT(Findings(), ElementsAre(HasSubstr("warning: the bundle has no")));
 }
 
 TEST_F(ExtensionBundleTest, SeveralProblemsAreAllNamed) {
-  bundle.remove("MacOS/Executable");
-  bundle.remove("Resources/config.plist");
-  bundle.edit_info("XPC!", "BNDL");
-  EXPECT_EQ(findings().size(), 3U);
+  bundle.Remove("MacOS/Executable");
+  bundle.Remove("Resources/config.plist");
+  bundle.EditInfo("XPC!", "BNDL");
+  EXPECT_EQ(Findings().size(), 3U);
 }
 
 TEST_F(ExtensionBundleTest, ACompleteBundleHasNoFindings) {
-  const BundleCheck check = check_bundle(bundle.path() + "/../Test.appex");
+  const BundleCheck check = CheckBundle(bundle.path() + "/../Test.appex");
   EXPECT_THAT(check.findings, IsEmpty());
   EXPECT_EQ(check.path, bundle.path());
-  EXPECT_EQ(check.executable, bundle.file("MacOS/Executable"));
+  EXPECT_EQ(check.executable, bundle.File("MacOS/Executable"));
   EXPECT_EQ(check.driver_class, "Driver");
   EXPECT_EQ(check.class_id, "org.example.test.class");
 }
 
 TEST_F(ExtensionBundleTest, ABundleWithErrorsIsNotLoaded) {
-  bundle.remove("MacOS/Executable");
-  const Result<HostedExtension> extension = HostedExtension::load(bundle.path());
+  bundle.Remove("MacOS/Executable");
+  const Result<HostedExtension> extension = HostedExtension::Load(CheckBundle(bundle.path()));
   ASSERT_FALSE(extension);
   EXPECT_THAT(extension.error().description, HasSubstr("Contents/MacOS/Executable is missing"));
 }
 
 TEST_F(ExtensionBundleTest, AnExecutableThatIsNoLibraryIsNamed) {
-  const Result<HostedExtension> extension = HostedExtension::load(bundle.path());
+  const Result<HostedExtension> extension = HostedExtension::Load(CheckBundle(bundle.path()));
   ASSERT_FALSE(extension);
   EXPECT_THAT(extension.error().description, HasSubstr("cannot be loaded"));
   EXPECT_THAT(extension.error().description, HasSubstr("MacOS/Executable"));
@@ -168,7 +168,7 @@ TEST_F(ExtensionBundleTest, AnExecutableThatIsNoLibraryIsNamed) {
 TEST(ExtensionBundle, ADriverClassThatIsNotThereOrNoDriverIsNamed) {
   for (const std::string name : {"NoSuchClass", "NotADriver"}) {
     const TestBundle bundle(KELVRIN_NOISY_EXTENSION, name);
-    const Result<HostedExtension> extension = HostedExtension::load(bundle.path());
+    const Result<HostedExtension> extension = HostedExtension::Load(CheckBundle(bundle.path()));
     ASSERT_FALSE(extension);
     EXPECT_THAT(extension.error().description, HasSubstr("'" + name + "'"));
   }
@@ -176,10 +176,10 @@ TEST(ExtensionBundle, ADriverClassThatIsNotThereOrNoDriverIsNamed) {
 
 TEST(ExtensionBundle, TheDriverIsOfTheClassThatTheBundleNames) {
   const TestBundle bundle(KELVRIN_NOISY_EXTENSION, "NoisyDriver");
-  const Result<HostedExtension> extension = HostedExtension::load(bundle.path());
+  const Result<HostedExtension> extension = HostedExtension::Load(CheckBundle(bundle.path()));
   ASSERT_TRUE(extension) << extension.error().description;
-  const InsertedCard card = extension->insert_card();
-  EXPECT_EQ(card.set_up(), SetUp::kReady);
+  const InsertedCard card = extension->InsertCard();
+  EXPECT_FALSE(card.error());
   EXPECT_EQ(card.instance_id(), bundle.path());  // the token is named after its main bundle
 }
 

@@ -8,35 +8,25 @@
 
 namespace host {
 
-Result<HostedExtension> HostedExtension::load(const std::string &bundle) {
-  return load(check_bundle(bundle));
-}
-
-Result<HostedExtension> HostedExtension::load(const BundleCheck &checked) {
+Result<HostedExtension> HostedExtension::Load(const BundleCheck &checked) {
   for (const Finding &finding : checked.findings) {
-    if (finding.severity == Severity::kError) return host_error(finding.text);
+    if (finding.severity == Severity::kError) return HostError(finding.text);
   }
   @autoreleasepool {
-    if (TKSetMainBundle(to_string(checked.path)) == nil) {
-      return host_error("the bundle " + checked.path + " cannot be opened");
-    }
+    TKSetMainBundle(ToString(checked.path));
     if (dlopen(checked.executable.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
-      return host_error("the bundle's executable cannot be loaded: " + std::string(dlerror()));
+      return HostError("the bundle's executable cannot be loaded: " + std::string(dlerror()));
     }
-    Class driverClass = NSClassFromString(to_string(checked.driver_class));
+    Class driverClass = NSClassFromString(ToString(checked.driver_class));
     if (driverClass == Nil) {
-      return host_error("the bundle's executable has no driver class '" + checked.driver_class +
-                        "'");
+      return HostError("the bundle's executable has no driver class '" + checked.driver_class +
+                       "'");
     }
     if (![driverClass isSubclassOfClass:[TKSmartCardTokenDriver class]]) {
-      return host_error("the driver class '" + checked.driver_class +
-                        "' is no TKSmartCardTokenDriver");
+      return HostError("the driver class '" + checked.driver_class +
+                       "' is no TKSmartCardTokenDriver");
     }
-    id driver = [[[driverClass alloc] init] autorelease];
-    if (driver == nil) {
-      return host_error("the driver class '" + checked.driver_class + "' gives no instance");
-    }
-    return HostedExtension(retained(driver));
+    return HostedExtension(Retained([[[driverClass alloc] init] autorelease]));
   }
 }
 

@@ -14,21 +14,14 @@
 
 namespace host {
 
-// What came of the set-up. Whatever it is, the card can be asked anything and removed.
-enum class SetUp {
-  kReady,
-  kNoToken,        // the driver returned nil
-  kUninitialised,  // the driver returned a token whose initialiser never ran
-};
-
-// For one thread at a time; its clients may run on others meanwhile.
+// Whatever came of the set-up, the card can be asked anything and removed. For one thread at a
+// time; its clients may run on others meanwhile.
 class InsertedCard {
  public:
   InsertedCard(InsertedCard&&) = default;
   InsertedCard& operator=(InsertedCard&&) = delete;
-  ~InsertedCard() { remove(); }
+  ~InsertedCard() { Remove(); }
 
-  SetUp set_up() const { return set_up_; }
   // Why the set-up failed: the driver's error, or a sentence where it gave none; nothing when the
   // card is ready.
   const std::optional<Error>& error() const { return error_; }
@@ -39,31 +32,27 @@ class InsertedCard {
   // The token's instance ID; empty without one.
   std::string instance_id() const;
   // The token's keychain items now; none unless the card is ready.
-  std::vector<Item> items() const { return read_items(token_.get()); }
-  // See find_key of keychain_items.h.
-  Result<Item> find_key(std::string_view object_id_or_label) const {
-    return host::find_key(items(), object_id_or_label);
+  std::vector<Item> items() const { return ReadItems(token_.get()); }
+  // See FindKey of keychain_items.h.
+  Result<Item> FindKey(std::string_view object_id_or_label) const {
+    return host::FindKey(items(), object_id_or_label);
   }
 
   // Has the token create a session for a new client. Fails with the token's error, or a
   // communication error where it gave none; with TKErrorCodeTokenNotFound without a token.
-  Result<Client> open_client();
+  Result<Client> OpenClient();
 
   // Takes the card out: tells the driver, and lets go of the token, which lives on while clients
   // have sessions. A second call does nothing.
-  void remove();
-
-  // The TKToken; null when there is none, and after the removal.
-  objc_object* token() const { return token_.get(); }
+  void Remove();
 
  private:
   friend class HostedExtension;
   explicit InsertedCard(Object driver);
-  void make_token();
+  void MakeToken();
 
   Object driver_;
   Object token_;
-  SetUp set_up_ = SetUp::kNoToken;
   std::optional<Error> error_;
   bool driver_gave_error_ = false;
   std::shared_ptr<std::mutex> token_lock_ = std::make_shared<std::mutex>();

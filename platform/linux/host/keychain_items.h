@@ -6,10 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/host/adaptor.h"
-#include "platform/linux/host/bytes.h"
 #include "platform/linux/host/object.h"
 #include "platform/linux/host/operation.h"
+#include "platform/linux/host/resolution.h"
 #include "platform/linux/host/result.h"
 
 namespace host {
@@ -39,19 +38,19 @@ struct Item {
 };
 
 // "certificate", "key" or "item".
-const char* kind_name(Item::Kind kind);
+const char* KindName(Item::Kind kind);
 
 // Upper-case hex.
-std::string to_hex(const Bytes& bytes);
+std::string ToHex(const Bytes& bytes);
 
 // The items of a TKToken, in its order; none when it has no keychain contents.
-std::vector<Item> read_items(objc_object* token);
+std::vector<Item> ReadItems(objc_object* token);
 
 // Object IDs that several items share.
-std::vector<std::string> duplicate_object_ids(const std::vector<Item>& items);
+std::vector<std::string> DuplicateObjectIds(const std::vector<Item>& items);
 
 // The key of an object ID (hex, in either case) or else of a label. Fails with a sentence when
 // there is none, or when several share the label.
-Result<Item> find_key(const std::vector<Item>& items, std::string_view key);
+Result<Item> FindKey(const std::vector<Item>& items, std::string_view key);
 
 }  // namespace host

@@ -10,55 +10,55 @@
 namespace host {
 namespace {
 
-std::string object_id_text(id objectID) {
-  if ([objectID isKindOfClass:[NSData class]]) return to_hex(to_bytes(objectID));
-  return to_text([objectID description]);
+std::string ObjectIdText(id objectID) {
+  if ([objectID isKindOfClass:[NSData class]]) return ToHex(ToBytes(objectID));
+  return ToText([objectID description]);
 }
 
-Constraint to_constraint(id value) {
+Constraint ToConstraint(id value) {
   if (![value isKindOfClass:[NSNumber class]]) {
-    return {Constraint::Kind::kAuthentication, to_text([value description])};
+    return {Constraint::Kind::kAuthentication, ToText([value description])};
   }
   const bool allowed = [value boolValue] != NO;
   return {allowed ? Constraint::Kind::kAlways : Constraint::Kind::kNever, ""};
 }
 
-std::string key_type_name(NSString *type) {
+std::string KeyTypeName(NSString *type) {
   if ([type isEqual:@"42"]) return "RSA";
   if ([type isEqual:@"73"]) return "EC";
-  return to_text(type);
+  return ToText(type);
 }
 
-void read_key(TKTokenKeychainKey *key, Item *item) {
+void ReadKey(TKTokenKeychainKey *key, Item *item) {
   item->kind = Item::Kind::kKey;
-  item->key_type = key_type_name([key keyType]);
+  item->key_type = KeyTypeName([key keyType]);
   item->facts.bits = static_cast<size_t>(std::max<NSInteger>([key keySizeInBits], 0));
-  item->facts.public_key = to_bytes([key publicKeyData]);
+  item->facts.public_key = ToBytes([key publicKeyData]);
   item->can_sign = [key canSign] != NO;
   item->can_decrypt = [key canDecrypt] != NO;
   item->can_exchange = [key canPerformKeyExchange] != NO;
 }
 
-Item read_item(TKTokenKeychainItem *object) {
+Item ReadItem(TKTokenKeychainItem *object) {
   Item item;
-  item.label = to_text([object label]);
-  item.object_id = object_id_text([object objectID]);
+  item.label = ToText([object label]);
+  item.object_id = ObjectIdText([object objectID]);
   for (NSNumber *operation in [object constraints]) {
     item.constraints[static_cast<Operation>([operation integerValue])] =
-        to_constraint([[object constraints] objectForKey:operation]);
+        ToConstraint([[object constraints] objectForKey:operation]);
   }
   if ([object isKindOfClass:[TKTokenKeychainCertificate class]]) {
     item.kind = Item::Kind::kCertificate;
-    item.certificate = to_bytes([(TKTokenKeychainCertificate *)object data]);
+    item.certificate = ToBytes([(TKTokenKeychainCertificate *)object data]);
   } else if ([object isKindOfClass:[TKTokenKeychainKey class]]) {
-    read_key((TKTokenKeychainKey *)object, &item);
+    ReadKey((TKTokenKeychainKey *)object, &item);
   }
-  item.object = retained(object);
+  item.object = Retained(object);
   return item;
 }
 
 // Whether two texts are the same hex digits, whatever the case.
-bool same_hex(std::string_view a, std::string_view b) {
+bool SameHex(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b, [](unsigned char x, unsigned char y) {
     return std::isxdigit(x) != 0 && std::toupper(x) == std::toupper(y);
   });
@@ -66,7 +66,7 @@ bool same_hex(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-const char *kind_name(Item::Kind kind) {
+const char *KindName(Item::Kind kind) {
   switch (kind) {
     case Item::Kind::kCertificate:
       return "certificate";
@@ -78,27 +78,27 @@ const char *kind_name(Item::Kind kind) {
   return "item";
 }
 
-std::string to_hex(const Bytes &bytes) {
+std::string ToHex(const Bytes &bytes) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
-  for (const uint8_t byte : bytes) {
+  for (const unsigned char byte : bytes) {
     text += kDigits[byte >> 4U];
     text += kDigits[byte & 15U];
   }
   return text;
 }
 
-std::vector<Item> read_items(objc_object *token) {
+std::vector<Item> ReadItems(objc_object *token) {
   std::vector<Item> items;
   @autoreleasepool {
     for (TKTokenKeychainItem *item in [[(TKToken *)token keychainContents] items]) {
-      items.push_back(read_item(item));
+      items.push_back(ReadItem(item));
     }
   }
   return items;
 }
 
-std::vector<std::string> duplicate_object_ids(const std::vector<Item> &items) {
+std::vector<std::string> DuplicateObjectIds(const std::vector<Item> &items) {
   std::map<std::string, int> counts;
   for (const Item &item : items) ++counts[item.object_id];
   std::vector<std::string> duplicates;
@@ -108,21 +108,21 @@ std::vector<std::string> duplicate_object_ids(const std::vector<Item> &items) {
   return duplicates;
 }
 
-Result<Item> find_key(const std::vector<Item> &items, std::string_view key) {
+Result<Item> FindKey(const std::vector<Item> &items, std::string_view key) {
   std::vector<const Item *> labelled;
   for (const Item &item : items) {
     if (item.kind != Item::Kind::kKey) continue;
-    if (item.object_id == key || same_hex(item.object_id, key)) return item;
+    if (item.object_id == key || SameHex(item.object_id, key)) return item;
     if (item.label == key) labelled.push_back(&item);
   }
   if (labelled.empty()) {
-    return host_error("no key has the object ID or label '" + std::string(key) + "'");
+    return HostError("no key has the object ID or label '" + std::string(key) + "'");
   }
   if (labelled.size() == 1) return *labelled.front();
   std::string object_ids;
   for (const Item *item : labelled) object_ids += " " + item->object_id;
-  return host_error("several keys have the label '" + std::string(key) +
-                    "'; choose one by its object ID:" + object_ids);
+  return HostError("several keys have the label '" + std::string(key) +
+                   "'; choose one by its object ID:" + object_ids);
 }
 
 }  // namespace host

@@ -16,7 +16,15 @@ using Object = std::shared_ptr<objc_object>;
 
 #ifdef __OBJC__
 // Retains an object; nil gives null.
-Object retained(id object);
+inline Object Retained(id object) {
+  if (object == nil) return nullptr;
+  // To the compiler `id` is a type of its own.
+  return {(objc_object *)[object retain], [](objc_object *owned) {
+            @autoreleasepool {
+              [(id)owned release];
+            }
+          }};
+}
 #endif
 
 }  // namespace host

@@ -6,12 +6,8 @@ namespace host {
 // Numbered as TKTokenOperation.
 enum class Operation { kReadData = 1, kSign = 2, kDecrypt = 3, kKeyExchange = 4 };
 
-// The operations that algorithms belong to.
-inline constexpr Operation kKeyOperations[] = {Operation::kSign, Operation::kDecrypt,
-                                               Operation::kKeyExchange};
-
 // "read", "sign", "decrypt" or "exchange".
-constexpr const char* operation_name(Operation operation) {
+constexpr const char* OperationName(Operation operation) {
   switch (operation) {
     case Operation::kReadData:
       return "read";

@@ -5,14 +5,14 @@
 #include <barrier>
 #include <thread>
 
-#include "platform/linux/host/hosted_extension.h"
 #import "platform/linux/host/testing/scripted_extension.h"
 
 namespace host {
 namespace {
 
-using testing::key_item;
+using testing::KeyItem;
 using testing::Script;
+using testing::ScriptedExtension;
 
 constexpr int kRequests = 50;
 
@@ -20,19 +20,28 @@ class ParallelTest : public ::testing::Test {
  protected:
   ParallelTest() {
     script.supported = {"algid:sign:RSA:raw"};
-    script.items = {retained(key_item({2, 1}, @"key", [NSNumber numberWithBool:YES]))};
+    script.items = {Retained(KeyItem({2, 1}, @"key", [NSNumber numberWithBool:YES]))};
   }
 
-  // Signs many times, with a client of the card.
-  static void sign_often(const Client &client, const Item &key, std::atomic<int> *signatures) {
-    for (int i = 0; i < kRequests; ++i) {
-      if (client.sign(key, "RSASignatureRaw", {'x'}, {})) ++*signatures;
-    }
+  // Signs many times, with a client of each card at once. Returns the number of signatures.
+  static int SignOften(InsertedCard *one, InsertedCard *other) {
+    std::atomic<int> signatures = 0;
+    const auto sign = [&signatures](const Client *client, const Item &key) {
+      for (int i = 0; i < kRequests; ++i) {
+        if (client->Perform(Operation::kSign, key, "RSASignatureRaw", {'x'}, {})) ++signatures;
+      }
+    };
+    const Result<Client> first = one->OpenClient();
+    const Result<Client> second = other->OpenClient();
+    std::thread first_thread(sign, &*first, *one->FindKey("key"));
+    std::thread second_thread(sign, &*second, *other->FindKey("key"));
+    first_thread.join();
+    second_thread.join();
+    return signatures;
   }
 
   Script script;
-  const HostedExtension extension{retained([[[ScriptedDriver alloc] init] autorelease])};
-  std::atomic<int> signatures = 0;
+  const HostedExtension extension = ScriptedExtension();
 };
 
 TEST_F(ParallelTest, CallsOfOneTokenNeverMeet) {
@@ -43,16 +52,8 @@ TEST_F(ParallelTest, CallsOfOneTokenNeverMeet) {
     std::this_thread::yield();
     --inside;
   };
-  InsertedCard card = extension.insert_card();
-  const Item key = *card.find_key("key");
-  const Result<Client> one = card.open_client();
-  const Result<Client> other = card.open_client();
-  ASSERT_TRUE(one && other);
-  std::thread first([&] { sign_often(*one, key, &signatures); });
-  std::thread second([&] { sign_often(*other, key, &signatures); });
-  first.join();
-  second.join();
-  EXPECT_EQ(signatures, 2 * kRequests);
+  InsertedCard card = extension.InsertCard();
+  EXPECT_EQ(SignOften(&card, &card), 2 * kRequests);
   EXPECT_EQ(meetings, 0);
 }
 
@@ -60,19 +61,10 @@ TEST_F(ParallelTest, CallsOfOneTokenNeverMeet) {
 TEST_F(ParallelTest, CallsOfTwoTokensMeet) {
   std::barrier meeting(2);
   script.during_call = [&](const std::string &) { meeting.arrive_and_wait(); };
-  InsertedCard one_card = extension.insert_card();
-  InsertedCard other_card = extension.insert_card();
-  ASSERT_NE(one_card.instance_id(), other_card.instance_id());
-  const Item one_key = *one_card.find_key("key");
-  const Item other_key = *other_card.find_key("key");
-  const Result<Client> one = one_card.open_client();
-  const Result<Client> other = other_card.open_client();
-  ASSERT_TRUE(one && other);
-  std::thread first([&] { sign_often(*one, one_key, &signatures); });
-  std::thread second([&] { sign_often(*other, other_key, &signatures); });
-  first.join();
-  second.join();
-  EXPECT_EQ(signatures, 2 * kRequests);
+  InsertedCard one = extension.InsertCard();
+  InsertedCard other = extension.InsertCard();
+  ASSERT_NE(one.instance_id(), other.instance_id());
+  EXPECT_EQ(SignOften(&one, &other), 2 * kRequests);
 }
 
 }  // namespace

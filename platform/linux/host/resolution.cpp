@@ -3,24 +3,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/linux/host/algorithm_names.h"
+#include "platform/linux/host/key_algorithms.h"
 
 namespace host {
 namespace {
 
-AdaptorTable make_adaptors() {
-  AdaptorTable table;
-  add_rsa_adaptors(&table);
-  add_elliptic_curve_adaptors(&table);
-  return table;
-}
-
 // Takes the road one adaptor further. Returns whether that leads to an algorithm not seen before.
-bool go_on(Road* road, const Adaptor& adaptor) {
-  if (adaptor.other_operation) {
-    road->operation = *adaptor.other_operation;
-    road->algorithms.clear();
-  }
+bool GoOn(Road* road, const Adaptor& adaptor) {
   for (const std::string& algorithm : adaptor.algorithms) {
     if (std::ranges::find(road->algorithms, algorithm) != road->algorithms.end()) return false;
     road->algorithms.push_back(algorithm);
@@ -31,39 +20,34 @@ bool go_on(Road* road, const Adaptor& adaptor) {
 
 }  // namespace
 
-const AdaptorTable& adaptors() {
-  static const auto* const table = new AdaptorTable(make_adaptors());
-  return *table;
-}
-
-Result<Road> find_road(Backend* backend, const KeyFacts& key, Operation operation,
-                       const std::string& algorithm) {
-  Road road = {operation, {algorithm}, {}};
-  while (!backend->supports(road.operation, road.algorithms)) {
-    const Adaptor* adaptor = adaptors().find(road.operation, road.algorithms.back());
-    if (adaptor == nullptr || key.bits < adaptor->minimum_bits || !go_on(&road, *adaptor)) {
-      return parameter_error("the algorithm " + constant_name(algorithm) +
-                             " is not supported by the key");
+Result<Road> FindRoad(Backend* backend, const KeyFacts& key, Operation operation,
+                      const std::string& algorithm) {
+  Road road = {{algorithm}, {}};
+  while (!backend->Supports(operation, road.algorithms)) {
+    const Adaptor* adaptor = FindAdaptor(operation, road.algorithms.back());
+    if (adaptor == nullptr || key.bits < adaptor->minimum_bits || !GoOn(&road, *adaptor)) {
+      return ParameterError("the algorithm " + ConstantName(algorithm) +
+                            " is not supported by the key");
     }
   }
   return road;
 }
 
-Result<Bytes> run(Backend* backend, const KeyFacts& key, Operation operation,
-                  const std::string& algorithm, Request request) {
-  const Result<Road> road = find_road(backend, key, operation, algorithm);
+Result<Bytes> Resolve(Backend* backend, const KeyFacts& key, Operation operation,
+                      const std::string& algorithm, Bytes data) {
+  const Result<Road> road = FindRoad(backend, key, operation, algorithm);
   if (!road) return road.error();
-  std::vector<Request> requests;  // as each adaptor received it
+  std::vector<Bytes> inputs;  // as each adaptor received them
   for (const Adaptor* adaptor : road->adaptors) {
-    requests.push_back(request);
+    inputs.push_back(data);
     if (!adaptor->input) continue;
-    Result<Request> next = adaptor->input(request, key);
-    if (!next) return next.error();
-    request = std::move(*next);
+    Result<Bytes> next = adaptor->input(data, key);
+    if (!next) return next;
+    data = std::move(*next);
   }
-  Result<Bytes> result = backend->perform(road->operation, road->algorithms, request);
+  Result<Bytes> result = backend->Perform(operation, road->algorithms, data);
   for (size_t i = road->adaptors.size(); i-- > 0 && result;) {
-    if (road->adaptors[i]->output) result = road->adaptors[i]->output(*result, requests[i], key);
+    if (road->adaptors[i]->output) result = road->adaptors[i]->output(*result, inputs[i], key);
   }
   return result;
 }

@@ -4,6 +4,10 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#import "platform/linux/ctk/TKHostInterface.h"
+
+#pragma clang diagnostic ignored "-Wunused-parameter"
+
 // Both ways that lines reach descriptor 1.
 static void MakeNoise(const char *text) {
   printf("noise: %s\n", text);
@@ -46,6 +50,8 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
 - (BOOL)finishWithError:(NSError **)error {
   _noisyToken->_loggedIn = [[self PIN] isEqual:@"1234"];
   if (_noisyToken->_loggedIn == NO) {
+    os_log_error(OS_LOG_DEFAULT, "C_Login: 0xa0");
+    os_log_error(OS_LOG_DEFAULT, "PIN kann NICHT verifiziert werden.");
     Fail(error, TKErrorCodeAuthenticationFailed, @"Das ist die falsche PIN für die Karte.");
   }
   return _noisyToken->_loggedIn;
@@ -56,7 +62,6 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
 @implementation NoisyToken
 
 - (TKTokenSession *)token:(TKToken *)token createSessionWithError:(NSError **)error {
-  (void)error;
   MakeNoise("session");
   return [[[NoisySession alloc] initWithToken:token] autorelease];
 }
@@ -69,9 +74,10 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
     supportsOperation:(TKTokenOperation)operation
              usingKey:(TKTokenObjectID)keyObjectID
             algorithm:(TKTokenKeyAlgorithm *)algorithm {
-  (void)session;
-  (void)keyObjectID;
-  MakeNoise("supports");
+  if (operation == TKTokenOperationSignData &&
+      [[[algorithm algorithms] lastObject] hasPrefix:@"algid:encrypt"]) {
+    MakeNoise("asked to sign with algid:encrypt");
+  }
   return operation == TKTokenOperationSignData &&
          ([algorithm isAlgorithm:kSecKeyAlgorithmRSASignatureRaw] ||
           [algorithm isAlgorithm:kSecKeyAlgorithmECDSASignatureDigestX962]);
@@ -83,8 +89,6 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
                 usingKey:(TKTokenObjectID)keyObjectID
                algorithm:(TKTokenKeyAlgorithm *)algorithm
                    error:(NSError **)error {
-  (void)keyObjectID;
-  (void)algorithm;
   MakeNoise("sign");
   if (((NoisyToken *)[session token])->_loggedIn == NO) {
     Fail(error, TKErrorCodeAuthenticationNeeded, @"PIN");
@@ -101,9 +105,6 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
                  beginAuthForOperation:(TKTokenOperation)operation
                             constraint:(TKTokenOperationConstraint)constraint
                                  error:(NSError **)error {
-  (void)operation;
-  (void)constraint;
-  (void)error;
   NoisyAuthentication *authentication = [[[NoisyAuthentication alloc] init] autorelease];
   authentication->_noisyToken = (NoisyToken *)[session token];
   return authentication;
@@ -138,8 +139,6 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
-  (void)driver;
-  (void)error;
   MakeNoise("token");
   os_log(OS_LOG_DEFAULT, "a line, %s", "private part");
   os_log_error(OS_LOG_DEFAULT, "an error line, %s", "private part");
@@ -170,10 +169,6 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
-  (void)driver;
-  (void)smartCard;
-  (void)AID;
-  (void)error;
   os_log(OS_LOG_DEFAULT, "trying");
   os_log_error(OS_LOG_DEFAULT, "no reader, %s", "private part");
   printf("noise that is not flushed\n");
@@ -189,10 +184,6 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
-  (void)driver;
-  (void)smartCard;
-  (void)AID;
-  (void)error;
   return [[NoisyToken alloc] autorelease];
 }
 @end
@@ -205,9 +196,6 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
-  (void)driver;
-  (void)smartCard;
-  (void)AID;
   os_log_error(OS_LOG_DEFAULT, "a detail");
   Fail(error, TKErrorCodeCorruptedData, @"the card is broken");
   return nil;

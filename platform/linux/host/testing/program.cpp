@@ -12,20 +12,20 @@
 namespace host::testing {
 namespace {
 
-std::vector<char*> pointers(std::vector<std::string>* arguments) {
+std::vector<char*> Pointers(std::vector<std::string>* arguments) {
   std::vector<char*> result;
   for (std::string& argument : *arguments) result.push_back(argument.data());
   result.push_back(nullptr);
   return result;
 }
 
-int wait_for(pid_t child) {
+int WaitFor(pid_t child) {
   int status = 0;
   if (waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
   return WEXITSTATUS(status);
 }
 
-void redirect(const char* path, int flags, int descriptor) {
+void Redirect(const char* path, int flags, int descriptor) {
   const int file = open(path, flags, 0600);
   if (file < 0 || dup2(file, descriptor) < 0) _exit(126);
   close(file);
@@ -33,30 +33,30 @@ void redirect(const char* path, int flags, int descriptor) {
 
 }  // namespace
 
-Outcome run_program(const std::vector<std::string>& arguments, const std::string& input) {
+Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& input) {
   const TemporaryFolder folder;
   const std::string names[] = {folder / "in", folder / "out", folder / "err"};
-  write_text(names[0], input);
+  WriteText(names[0], input);
   std::vector<std::string> copies = arguments;
-  const std::vector<char*> argv = pointers(&copies);
+  const std::vector<char*> argv = Pointers(&copies);
   const pid_t child = fork();
   if (child < 0) throw std::runtime_error("fork");
   if (child == 0) {
     setsid();
-    redirect(names[0].c_str(), O_RDONLY, STDIN_FILENO);
-    redirect(names[1].c_str(), O_WRONLY | O_CREAT, STDOUT_FILENO);
-    redirect(names[2].c_str(), O_WRONLY | O_CREAT, STDERR_FILENO);
+    Redirect(names[0].c_str(), O_RDONLY, STDIN_FILENO);
+    Redirect(names[1].c_str(), O_WRONLY | O_CREAT, STDOUT_FILENO);
+    Redirect(names[2].c_str(), O_WRONLY | O_CREAT, STDERR_FILENO);
     execv(argv[0], argv.data());
     _exit(127);
   }
-  const int status = wait_for(child);
-  return {status, read_text(names[1]), read_text(names[2])};
+  const int status = WaitFor(child);
+  return {status, ReadText(names[1]), ReadText(names[2])};
 }
 
-Outcome run_on_terminal(const std::vector<std::string>& arguments, const std::string& prompt,
-                        const std::string& answer) {
+Outcome RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
+                      const std::string& answer) {
   std::vector<std::string> copies = arguments;
-  const std::vector<char*> argv = pointers(&copies);
+  const std::vector<char*> argv = Pointers(&copies);
   int terminal = -1;
   const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child < 0) throw std::runtime_error("forkpty");
@@ -76,7 +76,7 @@ Outcome run_on_terminal(const std::vector<std::string>& arguments, const std::st
     if (write(terminal, answer.data(), answer.size()) < 0) break;
   }
   close(terminal);
-  outcome.status = wait_for(child);
+  outcome.status = WaitFor(child);
   return outcome;
 }
 

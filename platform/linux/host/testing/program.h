@@ -13,11 +13,11 @@ struct Outcome {
 };
 
 // Runs a program without a terminal, with the text as its standard input.
-Outcome run_program(const std::vector<std::string>& arguments, const std::string& input = "");
+Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& input = "");
 
 // Runs a program on a terminal of its own; types the answer once it has shown the prompt. Returns
 // what the terminal showed, as `output`.
-Outcome run_on_terminal(const std::vector<std::string>& arguments, const std::string& prompt,
-                        const std::string& answer);
+Outcome RunOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
+                      const std::string& answer);
 
 }  // namespace host::testing

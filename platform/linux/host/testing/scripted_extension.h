@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/host/bytes.h"
+#include "platform/linux/host/hosted_extension.h"
 #include "platform/linux/host/object.h"
+#include "platform/linux/host/result.h"
 
 namespace host::testing {
 
@@ -22,7 +23,7 @@ class Script {
   Script &operator=(const Script &) = delete;
 
   // Keeps a call; any thread.
-  void note(const std::string &call);
+  void Note(const std::string &call);
   std::vector<std::string> calls() const;
 
   // Driver: what it returns, from a card number of 1, 2, ...
@@ -45,22 +46,16 @@ class Script {
 };
 
 // Fills in an error of TKErrorDomain.
-void set_error(NSError **error, NSInteger code, NSString *description);
+void SetError(NSError **error, NSInteger code, NSString *description);
 
 // A key without certificate: an RSA key of 2048 bits that may do everything, each operation under a
 // constraint. Autoreleased.
-TKTokenKeychainKey *key_item(const Bytes &objectID, NSString *label, id constraint);
+TKTokenKeychainKey *KeyItem(const Bytes &objectID, NSString *label, id constraint);
+
+// The extension of a driver whose classes follow the script.
+HostedExtension ScriptedExtension();
+
+// A source of this PIN.
+PinSource PinOf(const std::string &pin);
 
 }  // namespace host::testing
-
-@interface ScriptedDriver : TKSmartCardTokenDriver <TKSmartCardTokenDriverDelegate>
-@end
-
-@interface ScriptedToken : TKSmartCardToken <TKTokenDelegate>
-@end
-
-@interface ScriptedSession : TKSmartCardTokenSession <TKTokenSessionDelegate>
-@end
-
-@interface ScriptedAuthentication : TKTokenSmartCardPINAuthOperation
-@end

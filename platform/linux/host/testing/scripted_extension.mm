@@ -3,12 +3,26 @@
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "platform/linux/host/foundation.h"
 
+#pragma clang diagnostic ignored "-Wunused-parameter"
+
+@interface ScriptedDriver : TKSmartCardTokenDriver <TKSmartCardTokenDriverDelegate>
+@end
+
+@interface ScriptedToken : TKSmartCardToken <TKTokenDelegate>
+@end
+
+@interface ScriptedSession : TKSmartCardTokenSession <TKTokenSessionDelegate>
+@end
+
+@interface ScriptedAuthentication : TKTokenSmartCardPINAuthOperation
+@end
+
 namespace host::testing {
 namespace {
 
 Script *current = nullptr;
 
-NSString *text_of(NSData *data) {
+NSString *TextOf(NSData *data) {
   return [[[NSString alloc] initWithData:data encoding:NSUTF8StringEncoding] autorelease];
 }
 
@@ -18,7 +32,7 @@ Script::Script() { current = this; }
 
 Script::~Script() { current = nullptr; }
 
-void Script::note(const std::string &call) {
+void Script::Note(const std::string &call) {
   const std::lock_guard lock(mutex_);
   calls_.push_back(call);
 }
@@ -28,17 +42,17 @@ std::vector<std::string> Script::calls() const {
   return calls_;
 }
 
-void set_error(NSError **error, NSInteger code, NSString *description) {
+void SetError(NSError **error, NSInteger code, NSString *description) {
   if (error == nullptr) return;
   *error = [NSError errorWithDomain:TKErrorDomain
                                code:code
                            userInfo:@{NSLocalizedDescriptionKey : description}];
 }
 
-TKTokenKeychainKey *key_item(const Bytes &objectID, NSString *label, id constraint) {
+TKTokenKeychainKey *KeyItem(const Bytes &objectID, NSString *label, id constraint) {
   TKTokenKeychainKey *key =
       [[[TKTokenKeychainKey alloc] initWithCertificate:nullptr
-                                              objectID:to_data(objectID)] autorelease];
+                                              objectID:ToData(objectID)] autorelease];
   [key setLabel:label];
   [key setKeyType:@"42"];
   [key setKeySizeInBits:2048];
@@ -53,12 +67,24 @@ TKTokenKeychainKey *key_item(const Bytes &objectID, NSString *label, id constrai
   return key;
 }
 
+HostedExtension ScriptedExtension() {
+  return HostedExtension(Retained([[[ScriptedDriver alloc] init] autorelease]));
+}
+
+PinSource PinOf(const std::string &pin) {
+  return [pin]() -> Result<Secret> {
+    Secret secret;
+    secret.Assign(pin);
+    return secret;
+  };
+}
+
 }  // namespace host::testing
 
-using host::to_text;
+using host::ToText;
 using host::testing::current;
 using host::testing::Script;
-using host::testing::set_error;
+using host::testing::SetError;
 
 @implementation ScriptedDriver
 
@@ -66,13 +92,12 @@ using host::testing::set_error;
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
-  (void)driver;
-  current->note("createToken");
+  current->Note("createToken");
   switch (current->token) {
     case Script::Token::kNil:
       return nil;
     case Script::Token::kNilWithError:
-      set_error(error, TKErrorCodeCorruptedData, @"the card is broken");
+      SetError(error, TKErrorCodeCorruptedData, @"the card is broken");
       return nil;
     case Script::Token::kUninitialised:
       return [[ScriptedToken alloc] autorelease];
@@ -92,9 +117,7 @@ using host::testing::set_error;
 }
 
 - (void)tokenDriver:(TKTokenDriver *)driver terminateToken:(TKToken *)token {
-  (void)driver;
-  (void)token;
-  current->note("terminateToken");
+  current->Note("terminateToken");
 }
 
 @end
@@ -102,12 +125,12 @@ using host::testing::set_error;
 @implementation ScriptedToken
 
 - (TKTokenSession *)token:(TKToken *)token createSessionWithError:(NSError **)error {
-  current->note("createSession");
+  current->Note("createSession");
   switch (current->session) {
     case Script::Session::kNil:
       return nil;
     case Script::Session::kNilWithError:
-      set_error(error, TKErrorCodeNotImplemented, @"no sessions today");
+      SetError(error, TKErrorCodeNotImplemented, @"no sessions today");
       return nil;
     case Script::Session::kMute:
       return [[[TKSmartCardTokenSession alloc] initWithToken:token] autorelease];
@@ -118,13 +141,11 @@ using host::testing::set_error;
 }
 
 - (void)token:(TKToken *)token terminateSession:(TKTokenSession *)session {
-  (void)token;
-  (void)session;
-  current->note("terminateSession");
+  current->Note("terminateSession");
 }
 
 - (void)dealloc {
-  current->note("dealloc token");
+  current->Note("dealloc token");
   [super dealloc];
 }
 
@@ -136,11 +157,9 @@ using host::testing::set_error;
     supportsOperation:(TKTokenOperation)operation
              usingKey:(TKTokenObjectID)keyObjectID
             algorithm:(TKTokenKeyAlgorithm *)algorithm {
-  (void)operation;
-  (void)keyObjectID;
-  if (current->during_call) current->during_call(to_text([[session token] instanceID]));
-  const std::string target = to_text([[algorithm algorithms] lastObject]);
-  current->note("supports " + target);
+  if (current->during_call) current->during_call(ToText([[session token] instanceID]));
+  const std::string target = ToText([[algorithm algorithms] lastObject]);
+  current->Note("supports " + target);
   for (const std::string &supported : current->supported) {
     if (supported == target) return YES;
   }
@@ -148,8 +167,8 @@ using host::testing::set_error;
 }
 
 - (NSData *)run:(const char *)name data:(NSData *)data error:(NSError **)error {
-  if (current->during_call) current->during_call(to_text([[self token] instanceID]));
-  current->note(std::string(name) + " " + to_text(host::testing::text_of(data)));
+  if (current->during_call) current->during_call(ToText([[self token] instanceID]));
+  current->Note(std::string(name) + " " + ToText(host::testing::TextOf(data)));
   int count = 0;
   for (const std::string &call : current->calls()) count += call.starts_with(name) ? 1 : 0;
   return current->operation ? current->operation(count, error) : data;
@@ -160,9 +179,6 @@ using host::testing::set_error;
                 usingKey:(TKTokenObjectID)keyObjectID
                algorithm:(TKTokenKeyAlgorithm *)algorithm
                    error:(NSError **)error {
-  (void)session;
-  (void)keyObjectID;
-  (void)algorithm;
   return [self run:"sign" data:dataToSign error:error];
 }
 
@@ -171,9 +187,6 @@ using host::testing::set_error;
                 usingKey:(TKTokenObjectID)keyObjectID
                algorithm:(TKTokenKeyAlgorithm *)algorithm
                    error:(NSError **)error {
-  (void)session;
-  (void)keyObjectID;
-  (void)algorithm;
   return [self run:"decrypt" data:ciphertext error:error];
 }
 
@@ -183,10 +196,7 @@ using host::testing::set_error;
                           algorithm:(TKTokenKeyAlgorithm *)algorithm
                          parameters:(TKTokenKeyExchangeParameters *)parameters
                               error:(NSError **)error {
-  (void)session;
-  (void)objectID;
-  (void)algorithm;
-  current->note("requested size " + std::to_string([parameters requestedSize]));
+  current->Note("requested size " + std::to_string([parameters requestedSize]));
   return [self run:"exchange" data:otherPartyPublicKeyData error:error];
 }
 
@@ -194,13 +204,12 @@ using host::testing::set_error;
                  beginAuthForOperation:(TKTokenOperation)operation
                             constraint:(TKTokenOperationConstraint)constraint
                                  error:(NSError **)error {
-  (void)session;
-  current->note("beginAuth " + std::to_string(operation) + " " + to_text([constraint description]));
+  current->Note("beginAuth " + std::to_string(operation) + " " + ToText([constraint description]));
   switch (current->begin) {
     case Script::Begin::kNil:
       return nil;
     case Script::Begin::kNilWithError:
-      set_error(error, TKErrorCodeBadParameter, @"another constraint, please");
+      SetError(error, TKErrorCodeBadParameter, @"another constraint, please");
       return nil;
     case Script::Begin::kPlain:
       return [[[TKTokenAuthOperation alloc] init] autorelease];
@@ -220,15 +229,15 @@ using host::testing::set_error;
 @implementation ScriptedAuthentication
 
 - (BOOL)finishWithError:(NSError **)error {
-  current->note("finish " + ([self PIN] == nil ? "without PIN" : to_text([self PIN])));
+  current->Note("finish " + ([self PIN] == nil ? "without PIN" : ToText([self PIN])));
   if (current->finish == Script::Finish::kNoWithError) {
-    set_error(error, TKErrorCodeAuthenticationFailed, @"wrong");
+    SetError(error, TKErrorCodeAuthenticationFailed, @"wrong");
   }
   return current->finish == Script::Finish::kYes;
 }
 
 - (void)dealloc {
-  if ([self PIN] != nil) current->note("a PIN outlived its operation");
+  if ([self PIN] != nil) current->Note("a PIN outlived its operation");
   [super dealloc];
 }
 

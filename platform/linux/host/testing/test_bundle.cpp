@@ -30,21 +30,21 @@ constexpr char kConfiguration[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 }  // namespace
 
 TestBundle::TestBundle(const std::string& library, const std::string& driver_class) {
-  write_text(file("Info.plist"), kInfo);
-  edit_info("<string>Driver<", "<string>" + driver_class + "<");
-  write_text(file("MacOS/Executable"), library.empty() ? "no library" : read_text(library));
-  write_text(file("Resources/config.plist"), kConfiguration);
+  WriteText(File("Info.plist"), kInfo);
+  EditInfo("<string>Driver<", "<string>" + driver_class + "<");
+  WriteText(File("MacOS/Executable"), library.empty() ? "no library" : ReadText(library));
+  WriteText(File("Resources/config.plist"), kConfiguration);
   for (const char* name : {"Lindel", "Vumo"}) {
-    write_text(file("Resources/libpkcs11qarn_" + std::string(name) + "_PCSC.dylib"), "module");
+    WriteText(File("Resources/libpkcs11qarn_" + std::string(name) + "_PCSC.dylib"), "module");
   }
 }
 
-void TestBundle::edit_info(const std::string& text, const std::string& replacement) const {
-  std::string info = read_text(file("Info.plist"));
+void TestBundle::EditInfo(const std::string& text, const std::string& replacement) const {
+  std::string info = ReadText(File("Info.plist"));
   const size_t position = info.find(text);
   if (position == std::string::npos) throw std::runtime_error("Info.plist has no " + text);
   info.replace(position, text.size(), replacement);
-  write_text(file("Info.plist"), info);
+  WriteText(File("Info.plist"), info);
 }
 
 }  // namespace host::testing

@@ -14,11 +14,11 @@ class TestBundle {
 
   std::string path() const { return folder_ / "Test.appex"; }
   // A file below Contents.
-  std::string file(const std::string& name) const { return path() + "/Contents/" + name; }
-  void remove(const std::string& name) const { std::filesystem::remove(file(name)); }
+  std::string File(const std::string& name) const { return path() + "/Contents/" + name; }
+  void Remove(const std::string& name) const { std::filesystem::remove(File(name)); }
 
   // Rewrites Info.plist with a text replaced; throws when the text is not there.
-  void edit_info(const std::string& text, const std::string& replacement) const;
+  void EditInfo(const std::string& text, const std::string& replacement) const;
 
  private:
   TemporaryFolder folder_;

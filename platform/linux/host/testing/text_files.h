@@ -12,13 +12,13 @@ namespace host::testing {
 
 using kelvrin::TemporaryFolder;
 
-inline void write_text(const std::string& path, const std::string& text) {
+inline void WriteText(const std::string& path, const std::string& text) {
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   std::ofstream(path, std::ios::binary) << text;
 }
 
 // Empty when there is no such file.
-inline std::string read_text(const std::string& path) {
+inline std::string ReadText(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }

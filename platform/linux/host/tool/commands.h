@@ -3,16 +3,22 @@
 
 #include <optional>
 
-#include "platform/linux/host/error.h"
+#include "platform/linux/host/result.h"
 #include "platform/linux/host/tool/files.h"
 #include "platform/linux/host/tool/log_view.h"
 #include "platform/linux/host/tool/options.h"
 
 namespace tokenhost {
 
-// Runs the command; results go to the output, everything else to standard error. Returns the error
-// that ended it, if any.
-std::optional<host::Error> run(const Options& options, const StandardOutput& output,
-                               const LogView& log);
+// Why a command failed.
+struct Failure {
+  host::Error error;
+  // The extension's own last word on it, where it logged one.
+  std::optional<std::string> logged = {};
+};
+
+// Runs the command; results go to the output, everything else to standard error. Returns what
+// ended it, if anything.
+std::optional<Failure> Run(const Options& options, const StandardOutput& output, LogView* log);
 
 }  // namespace tokenhost

@@ -16,15 +16,15 @@ namespace {
 
 using host::Bytes;
 using host::Error;
-using host::host_error;
+using host::HostError;
 using host::Result;
 
-Error system_error(const std::string& what, int error) {
-  return host_error(what + ": " + std::generic_category().message(error));
+Error SystemError(const std::string& what, int error) {
+  return HostError(what + ": " + std::generic_category().message(error));
 }
 
 // Returns errno, or 0.
-int write_all(int descriptor, const Bytes& bytes) {
+int WriteAll(int descriptor, const Bytes& bytes) {
   size_t written = 0;
   while (written < bytes.size()) {
     const ssize_t count = ::write(descriptor, bytes.data() + written, bytes.size() - written);
@@ -36,8 +36,8 @@ int write_all(int descriptor, const Bytes& bytes) {
 }
 
 // Returns errno, or 0.
-int read_all(int descriptor, Bytes* bytes) {
-  uint8_t buffer[65536];
+int ReadAll(int descriptor, Bytes* bytes) {
+  unsigned char buffer[65536];
   for (;;) {
     const ssize_t count = ::read(descriptor, buffer, sizeof(buffer));
     if (count < 0 && errno == EINTR) continue;
@@ -48,19 +48,19 @@ int read_all(int descriptor, Bytes* bytes) {
 }
 
 // Devices and pipes are written to as they are.
-bool is_special(const std::string& path) {
+bool IsSpecial(const std::string& path) {
   struct stat status = {};
   return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
 // Where a symbolic link leads, so that the link stays.
-std::string resolved(const std::string& path) {
+std::string Resolved(const std::string& path) {
   std::error_code failure;
   const std::filesystem::path target = std::filesystem::canonical(path, failure);
   return failure ? path : target.string();
 }
 
-mode_t mode_for(const std::string& path) {
+mode_t ModeFor(const std::string& path) {
   struct stat status = {};
   if (::stat(path.c_str(), &status) == 0) return status.st_mode & 0777U;
   const mode_t mask = ::umask(0);
@@ -72,7 +72,7 @@ mode_t mode_for(const std::string& path) {
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& path)
-      : target_(resolved(path)), name_(target_ + ".XXXXXX") {
+      : target_(Resolved(path)), name_(target_ + ".XXXXXX") {
     if (std::filesystem::is_directory(target_)) {
       error_ = EISDIR;
       return;
@@ -90,10 +90,10 @@ class TemporaryFile {
 
   // Each returns errno, or 0.
   int error() const { return error_; }
-  int commit(const Bytes& bytes) {
+  int Commit(const Bytes& bytes) {
     if (descriptor_ < 0) return error_;
-    if (const int error = write_all(descriptor_, bytes)) return error;
-    if (::fchmod(descriptor_, mode_for(target_)) != 0 || ::fsync(descriptor_) != 0 ||
+    if (const int error = WriteAll(descriptor_, bytes)) return error;
+    if (::fchmod(descriptor_, ModeFor(target_)) != 0 || ::fsync(descriptor_) != 0 ||
         std::rename(name_.c_str(), target_.c_str()) != 0) {
       return errno;
     }
@@ -109,20 +109,20 @@ class TemporaryFile {
   bool renamed_ = false;
 };
 
-Error cannot_write(const std::string& path, int error) {
-  return system_error("the file " + path + " cannot be written", error);
+Error CannotWrite(const std::string& path, int error) {
+  return SystemError("the file " + path + " cannot be written", error);
 }
 
 }  // namespace
 
-Result<Bytes> read_input(const std::string& path) {
+Result<Bytes> ReadInput(const std::string& path) {
   const std::string name = path.empty() ? "standard input" : "the file " + path;
   const int descriptor = path.empty() ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return system_error(name + " cannot be read", errno);
+  if (descriptor < 0) return SystemError(name + " cannot be read", errno);
   Bytes bytes;
-  const int error = read_all(descriptor, &bytes);
+  const int error = ReadAll(descriptor, &bytes);
   if (!path.empty()) ::close(descriptor);
-  if (error != 0) return system_error(name + " cannot be read", error);
+  if (error != 0) return SystemError(name + " cannot be read", error);
   return bytes;
 }
 
@@ -136,31 +136,31 @@ StandardOutput::~StandardOutput() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-std::optional<Error> StandardOutput::write(const Bytes& bytes) const {
-  const int error = descriptor_ < 0 ? EBADF : write_all(descriptor_, bytes);
+std::optional<Error> StandardOutput::Write(const Bytes& bytes) const {
+  const int error = descriptor_ < 0 ? EBADF : WriteAll(descriptor_, bytes);
   if (error == 0) return std::nullopt;
-  return system_error("standard output cannot be written", error);
+  return SystemError("standard output cannot be written", error);
 }
 
-std::optional<Error> check_writable(const std::string& path) {
-  if (is_special(path)) return std::nullopt;
+std::optional<Error> CheckWritable(const std::string& path) {
+  if (IsSpecial(path)) return std::nullopt;
   const TemporaryFile file(path);
   if (file.error() == 0) return std::nullopt;
-  return cannot_write(path, file.error());
+  return CannotWrite(path, file.error());
 }
 
-std::optional<Error> write_file(const std::string& path, const Bytes& bytes) {
+std::optional<Error> WriteFile(const std::string& path, const Bytes& bytes) {
   int error = 0;
-  if (is_special(path)) {
+  if (IsSpecial(path)) {
     const int descriptor = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    error = descriptor < 0 ? errno : write_all(descriptor, bytes);
+    error = descriptor < 0 ? errno : WriteAll(descriptor, bytes);
     if (descriptor >= 0) ::close(descriptor);
   } else {
     TemporaryFile file(path);
-    error = file.commit(bytes);
+    error = file.Commit(bytes);
   }
   if (error == 0) return std::nullopt;
-  return cannot_write(path, error);
+  return CannotWrite(path, error);
 }
 
 }  // namespace tokenhost

@@ -4,14 +4,13 @@
 #include <optional>
 #include <string>
 
-#include "platform/linux/host/bytes.h"
 #include "platform/linux/host/result.h"
 
 namespace tokenhost {
 
 // Everything in a file, or what is left of standard input when the path is empty. Errors are one
 // sentence that names the file.
-host::Result<host::Bytes> read_input(const std::string& path);
+host::Result<host::Bytes> ReadInput(const std::string& path);
 
 // Standard output as the caller of the program knows it. From its construction on, whatever else
 // writes to descriptor 1 reaches standard error.
@@ -23,16 +22,16 @@ class StandardOutput {
   StandardOutput& operator=(const StandardOutput&) = delete;
 
   // Returns the error, if any.
-  std::optional<host::Error> write(const host::Bytes& bytes) const;
+  std::optional<host::Error> Write(const host::Bytes& bytes) const;
 
  private:
   int descriptor_;
 };
 
 // Whether a file can be written there: an error now is better than one after a PIN.
-std::optional<host::Error> check_writable(const std::string& path);
+std::optional<host::Error> CheckWritable(const std::string& path);
 
 // Writes a file whole or not at all; one that is there is replaced.
-std::optional<host::Error> write_file(const std::string& path, const host::Bytes& bytes);
+std::optional<host::Error> WriteFile(const std::string& path, const host::Bytes& bytes);
 
 }  // namespace tokenhost

@@ -5,15 +5,18 @@
 namespace tokenhost {
 namespace {
 
-// What an extension logs last whatever the set-up failed with.
-constexpr char kGeneralFailure[] = "Fehler beim Initialisieren.";
-
-bool is_error(const oslog::Line& line) {
+bool IsError(const oslog::Line& line) {
   return line.type == OS_LOG_TYPE_ERROR || line.type == OS_LOG_TYPE_FAULT;
 }
 
+// What the extension logs last whatever a set-up or a login failed with.
+bool IsGeneral(const oslog::Line& line) {
+  return line.format == "Fehler beim Initialisieren." ||
+         line.format == "PIN kann NICHT verifiziert werden.";
+}
+
 // Line ends and tabs stay; other control characters shall not reach the terminal.
-std::string harmless(std::string text) {
+std::string Harmless(std::string text) {
   for (char& c : text) {
     const auto code = static_cast<unsigned char>(c);
     if ((code < 0x20 && c != '\n' && c != '\t') || code == 0x7F) c = '?';
@@ -27,31 +30,31 @@ LogView::LogView(Log log, bool show_private)
     : log_(log), show_private_(show_private ? oslog::ShowPrivate::kYes : oslog::ShowPrivate::kNo) {
   if (log_ == Log::kOff) return;
   oslog::set_sink([this](const oslog::Line& line) {
-    if (log_ == Log::kDefault || is_error(line)) show(line);
+    if (log_ == Log::kDefault || IsError(line)) Show(line);
   });
 }
 
 LogView::~LogView() { oslog::set_sink({}); }
 
-void LogView::show_errors() const {
+void LogView::ShowErrors() const {
   if (log_ != Log::kOff) return;
   for (const oslog::Line& line : recorder_.lines()) {
-    if (is_error(line)) show(line);
+    if (IsError(line)) Show(line);
   }
 }
 
-std::optional<std::string> LogView::last_cause() const {
+std::optional<std::string> LogView::LastCause() const {
   std::optional<std::string> cause;
   for (const oslog::Line& line : recorder_.lines()) {
-    if (!is_error(line) || (cause && line.format == kGeneralFailure)) continue;
+    if (!IsError(line) || (cause && IsGeneral(line))) continue;
     cause = line.text(show_private_);
     if (cause != line.private_text()) *cause += "; --show-private shows what is private";
   }
   return cause;
 }
 
-void LogView::show(const oslog::Line& line) const {
-  std::fprintf(stderr, "log %s\n", harmless(line.typed_text(show_private_)).c_str());
+void LogView::Show(const oslog::Line& line) const {
+  std::fprintf(stderr, "log %s\n", Harmless(line.typed_text(show_private_)).c_str());
 }
 
 }  // namespace tokenhost

@@ -9,8 +9,7 @@
 
 namespace tokenhost {
 
-// While it lives, the lines that --log asks for are shown as they are written; the error lines are
-// kept too.
+// While it lives, the lines that --log asks for are shown as they are written; all are kept too.
 class LogView {
  public:
   LogView(Log log, bool show_private);
@@ -19,15 +18,18 @@ class LogView {
   LogView& operator=(const LogView&) = delete;
 
   // Shows the error lines so far, unless they have been.
-  void show_errors() const;
+  void ShowErrors() const;
 
-  // The message of the last error line so far that tells more than that the set-up failed, or of
+  // The message of the last error line so far that tells more than that something failed, or of
   // the last one; nothing without error lines. A message with private arguments that are not shown
   // ends with how to see them.
-  std::optional<std::string> last_cause() const;
+  std::optional<std::string> LastCause() const;
+
+  // Forgets the lines so far.
+  void Forget() { recorder_.clear(); }
 
  private:
-  void show(const oslog::Line& line) const;
+  void Show(const oslog::Line& line) const;
 
   Log log_;
   oslog::ShowPrivate show_private_;

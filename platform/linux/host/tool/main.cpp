@@ -10,26 +10,26 @@
 namespace tokenhost {
 namespace {
 
-void print(const host::Error& error) {
+void Print(const Failure& failure) {
   std::fflush(stdout);  // what the extension has printed comes before the end
-  const std::string text = printable(error.description);
-  if (error.domain == host::kHostDomain) {
-    std::fprintf(stderr, "tokenhost: %s\n", text.c_str());
-  } else {
-    std::fprintf(stderr, "tokenhost: %s (%s, code %ld)\n", text.c_str(), error.domain.c_str(),
-                 error.code);
+  const host::Error& error = failure.error;
+  std::string text = Printable(error.description);
+  if (error.domain != host::kHostDomain) {
+    text += " (" + error.domain + ", code " + std::to_string(error.code) + ")";
   }
+  if (failure.logged) text += "; the extension's last error line: " + Printable(*failure.logged);
+  std::fprintf(stderr, "tokenhost: %s\n", text.c_str());
 }
 
-int run_program(int argc, char** argv) {
-  const std::variant<Options, int> parsed = parse(argc, argv);
+int RunProgram(int argc, char** argv) {
+  const std::variant<Options, int> parsed = Parse(argc, argv);
   if (const int* status = std::get_if<int>(&parsed)) return *status;
   const auto& options = std::get<Options>(parsed);
   const StandardOutput output;
-  const LogView log(options.log, options.show_private);
-  const std::optional<host::Error> error = run(options, output, log);
-  if (!error) return EXIT_SUCCESS;
-  print(*error);
+  LogView log(options.log, options.show_private);
+  const std::optional<Failure> failure = Run(options, output, &log);
+  if (!failure) return EXIT_SUCCESS;
+  Print(*failure);
   return EXIT_FAILURE;
 }
 
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
   setenv("GNUSTEP_STRING_ENCODING", "NSUTF8StringEncoding", 0);
   std::signal(SIGPIPE, SIG_IGN);  // a closed output is an error like others
   try {
-    return tokenhost::run_program(argc, argv);
+    return tokenhost::RunProgram(argc, argv);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "tokenhost: %s\n", failure.what());
     return EXIT_FAILURE;

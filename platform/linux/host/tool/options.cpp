@@ -9,9 +9,9 @@ namespace {
 
 constexpr int kWrongUsage = 2;
 
-void add_operation(CLI::App* app, Options* options, host::Operation operation,
-                   const char* description) {
-  CLI::App* command = app->add_subcommand(operation_name(operation), description);
+void AddOperation(CLI::App* app, Options* options, host::Operation operation,
+                  const char* description) {
+  CLI::App* command = app->add_subcommand(OperationName(operation), description);
   command->add_option("--key", options->key, "Object ID in hex, or label")->required();
   command
       ->add_option("--algorithm", options->algorithm,
@@ -23,20 +23,13 @@ void add_operation(CLI::App* app, Options* options, host::Operation operation,
                                  "standard input)"
                                : "File to read (default: standard input)");
   command->add_option("--out", options->output, "File to write (default: standard output)");
-  if (exchange) {
-    command->add_option("--size", options->size, "Bytes to derive, for algorithms that derive")
-        ->check(CLI::Range(1, 65536))
-        ->capture_default_str();
-    command->add_option("--shared-info", options->shared_info,
-                        "Hex of what goes into the derivation");
-  }
   command->callback([options, operation] {
     options->command = Command::kOperation;
     options->operation = operation;
   });
 }
 
-void add_global_options(CLI::App* app, Options* options) {
+void AddGlobalOptions(CLI::App* app, Options* options) {
   // The last one counts, so that a script's choice can be overruled.
   app->add_option("--bundle", options->bundle,
                   "Extension to load (default: KelvrinToken.appex beside this program)")
@@ -53,25 +46,25 @@ void add_global_options(CLI::App* app, Options* options) {
 }
 
 // One line of what is wrong, and where to look.
-std::string usage_error(const CLI::App* app, const CLI::Error& error) {
+std::string UsageError(const CLI::App* app, const CLI::Error& error) {
   std::string text = error.what();
   const std::vector<std::string> unknown = app->remaining();
   if (app->get_subcommands().empty() && !unknown.empty() && !unknown[0].starts_with("-")) {
     text = "there is no command '" + unknown[0] + "'";
   }
-  return "tokenhost: " + printable(text) + "\nRun tokenhost --help for more.\n";
+  return "tokenhost: " + Printable(text) + "\nRun tokenhost --help for more.\n";
 }
 
 }  // namespace
 
-std::variant<Options, int> parse(int argc, char** argv) {
+std::variant<Options, int> Parse(int argc, char** argv) {
   Options options;
   CLI::App app("Plays the system to a token extension: inserts its card and uses its keys.",
                "tokenhost");
   app.require_subcommand(0, 1);  // that there is one is checked after the words that are none
-  app.failure_message(usage_error);
+  app.failure_message(UsageError);
   app.fallthrough();
-  add_global_options(&app, &options);
+  AddGlobalOptions(&app, &options);
 
   CLI::App* list = app.add_subcommand("list", "Show the card's keychain items");
   list->add_flag("--json", options.json, "As JSON");
@@ -80,9 +73,14 @@ std::variant<Options, int> parse(int argc, char** argv) {
       app.add_subcommand("supports", "Show which algorithms a key serves, directly or resolved");
   supports->add_option("KEY", options.key, "Object ID in hex, or label")->required();
   supports->callback([&options] { options.command = Command::kSupports; });
-  add_operation(&app, &options, host::Operation::kSign, "Sign data");
-  add_operation(&app, &options, host::Operation::kDecrypt, "Decrypt data");
-  add_operation(&app, &options, host::Operation::kKeyExchange, "Agree on a secret");
+  CLI::App* exporting =
+      app.add_subcommand("export", "Write a key's certificate and public key as PEM");
+  exporting->add_option("KEY", options.key, "Object ID in hex, or label")->required();
+  exporting->add_option("--out", options.output, "File to write (default: standard output)");
+  exporting->callback([&options] { options.command = Command::kExport; });
+  AddOperation(&app, &options, host::Operation::kSign, "Sign data");
+  AddOperation(&app, &options, host::Operation::kDecrypt, "Decrypt data");
+  AddOperation(&app, &options, host::Operation::kKeyExchange, "Agree on a secret");
   for (CLI::App* command : app.get_subcommands({})) command->fallthrough();
 
   try {

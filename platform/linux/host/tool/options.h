@@ -10,7 +10,7 @@ namespace tokenhost {
 
 enum class Log { kOff, kError, kDefault };
 
-enum class Command { kList, kSupports, kOperation };
+enum class Command { kList, kSupports, kExport, kOperation };
 
 struct Options {
   std::string bundle;    // empty: the one beside the program
@@ -22,14 +22,12 @@ struct Options {
   host::Operation operation = host::Operation::kSign;  // of an operation
   std::string key;                                     // object ID or label
   std::string algorithm;
-  std::string input;        // empty: standard input
-  std::string output;       // empty: standard output
-  unsigned size = 32;       // of an exchange's result, in bytes
-  std::string shared_info;  // of an exchange, in hex
+  std::string input;   // empty: standard input
+  std::string output;  // empty: standard output
 };
 
 // The options, or, when help was asked for or the usage is wrong, the exit status: 0 or 2; what
 // there is to say has then been printed.
-std::variant<Options, int> parse(int argc, char** argv);
+std::variant<Options, int> Parse(int argc, char** argv);
 
 }  // namespace tokenhost

@@ -4,14 +4,14 @@
 #include <string>
 
 #include "platform/linux/host/result.h"
-#include "platform/linux/host/secret.h"
 
 namespace tokenhost {
 
-// The file's content without the newline at its end.
-host::Result<host::Secret> read_pin_file(const std::string& path);
+// The one line of a regular file, without its end. Of a file that is anything else nothing is read,
+// and a second line is refused: what is no PIN would cost one of the card's tries.
+host::Result<host::Secret> ReadPinFile(const std::string& path);
 
 // Asks on the terminal, which does not show what is typed. Fails when there is no terminal.
-host::Result<host::Secret> ask_for_pin();
+host::Result<host::Secret> AskForPin();
 
 }  // namespace tokenhost
