@@ -11,6 +11,7 @@ namespace {
 
 using host::testing::Outcome;
 using host::testing::RunProgram;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -45,24 +46,40 @@ class TokenhostOnARealCard : public testing::Test, protected TokenhostOnCard {
   }
 };
 
-TEST_F(TokenhostOnARealCard, RefusesAWrongPinAndWritesNothing) {
-  std::ofstream(Path("wrong-pin")) << "000000\n";
-  const Outcome outcome =
-      Run({"sign", "--key", kRsaKey, "--algorithm", "RSASignatureMessagePKCS1v15SHA256", "--in",
-           Path("message"), "--out", Path("result")},
-          "wrong-pin");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("CryptoTokenKit, code -2"));
-  EXPECT_FALSE(std::filesystem::exists(Path("result")));
+TEST_F(TokenhostOnARealCard, RefusesAWrongAndAnEmptyPinWithTheExtensionsLastErrorLine) {
+  for (const auto& [pin, result] : {std::pair("000000\n", "CKR_PIN_INCORRECT (0xa0)"),
+                                    std::pair("\n", "CKR_PIN_INCORRECT (0xa0)")}) {
+    std::ofstream(Path("wrong-pin")) << pin;
+    const Outcome outcome =
+        Run({"--show-private", "sign", "--key", kRsaKey, "--algorithm",
+             "RSASignatureMessagePKCS1v15SHA256", "--in", Path("message"), "--out", Path("result")},
+            "wrong-pin");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors,
+                EndsWith("tokenhost: the token did not accept the PIN and gave no error "
+                         "(CryptoTokenKit, code -2); the extension's last error line: PKCS11 "
+                         "function C_Login failed: rv = " +
+                         std::string(result) + "\n"));
+    EXPECT_FALSE(std::filesystem::exists(Path("result")));
+  }
 }
 
-TEST_F(TokenhostOnARealCard, RefusesAnEmptyPin) {
-  std::ofstream(Path("empty-pin")) << "\n";
-  const Outcome outcome = Run({"sign", "--key", kEcKey, "--algorithm",
-                               "ECDSASignatureMessageX962SHA256", "--in", Path("message")},
-                              "empty-pin");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output, "");
+TEST_F(TokenhostOnARealCard, ExportsCertificatesAndPublicKeys) {
+  for (const auto& [key, name] : {std::pair(kRsaKey, "rsa"), std::pair(kEcKey, "ec")}) {
+    const Outcome outcome = Run({"export", key});
+    ASSERT_EQ(outcome.status, 0) << outcome.errors;
+    std::ofstream(Path("key.pem")) << outcome.output;
+    EXPECT_EQ(Run({"export", key, "--out", Path("same.pem")}).output, "");
+    EXPECT_EQ(ReadFile(Path("same.pem")), ReadFile(Path("key.pem")));
+    ASSERT_EQ(RunProgram({KELVRIN_OPENSSL, "x509", "-in", Path("key.pem"), "-outform", "DER",
+                          "-out", Path("key.der")})
+                  .status,
+              0);
+    EXPECT_EQ(ReadFile(Path("key.der")), card_.Read(std::string(name) + ".der"));
+    const Bytes public_key = card_.Read(std::string(name) + ".pub.pem");
+    EXPECT_THAT(outcome.output, EndsWith(std::string(public_key.begin(), public_key.end())));
+  }
 }
 
 TEST_F(TokenhostOnARealCard, RefusesKeyExchangeByTheSupportCheck) {

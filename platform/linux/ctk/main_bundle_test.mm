@@ -52,34 +52,24 @@ class MainBundle : public testing::Test {
   const fs::path root_ = folder_.path();
 };
 
-TEST_F(MainBundle, MissingFolderChangesNothing) {
+TEST_F(MainBundle, WhatIsNoFolderChangesNothing) {
   NSBundle *before = [NSBundle mainBundle];
   EXPECT_EQ(TKSetMainBundle(Path("none.appex")), nil);
   EXPECT_EQ([NSBundle mainBundle], before);
-}
-
-TEST_F(MainBundle, FileIsNoBundle) {
-  EXPECT_EQ(TKSetMainBundle(Path("X.appex/Contents/Info.plist")), nil);
-}
-
-TEST_F(MainBundle, FailureKeepsTheBundleSetBefore) {
   NSBundle *bundle = Set();
-  EXPECT_EQ(TKSetMainBundle(Path("none.appex")), nil);
+  EXPECT_EQ(TKSetMainBundle(Path("X.appex/Contents/Info.plist")), nil);
   EXPECT_EQ([NSBundle mainBundle], bundle);
 }
 
-TEST_F(MainBundle, FolderWithoutInfoHasNone) {
+TEST_F(MainBundle, MissingOrUnreadableInfoIsNone) {
+  Write("Info.plist", "<plist><dict><key>CFBundleExecutable</key>");
+  EXPECT_EQ([[Set() infoDictionary] count], 0U);
   fs::remove(root_ / "X.appex/Contents/Info.plist");
   NSBundle *bundle = Set();
   ASSERT_NE(bundle, nil);
   EXPECT_EQ([[bundle infoDictionary] count], 0U);
   EXPECT_EQ([bundle executablePath], nil);
   EXPECT_EQ([bundle bundleIdentifier], nil);
-}
-
-TEST_F(MainBundle, UnreadableInfoIsNone) {
-  Write("Info.plist", "<plist><dict><key>CFBundleExecutable</key>");
-  EXPECT_EQ([[Set() infoDictionary] count], 0U);
 }
 
 TEST_F(MainBundle, ExecutableThatIsNoStringIsNone) {
@@ -140,36 +130,25 @@ TEST_F(MainBundle, MovedBundleIsReadFromItsNewPlace) {
             (root_ / "Y.appex/Contents/Resources/config.plist").string());
 }
 
-TEST_F(MainBundle, StringsAreEnglishWhereNoLanguageIsNamed) {
+TEST_F(MainBundle, StringsAreOfTheFirstLanguageOfTheEnvironmentThatThereIs) {
   WriteStrings("de", "Wörter");
   WriteStrings("en", "words");
   Set();
   EXPECT_EQ(Localized(), "words");
-  setenv("LC_ALL", "C.UTF-8", 1);
-  Set();
-  EXPECT_EQ(Localized(), "words");
-}
-
-TEST_F(MainBundle, StringsFollowTheEnvironmentsLanguage) {
-  WriteStrings("de", "Wörter");
-  WriteStrings("en", "words");
-  for (const char *name : {"LANG", "LC_MESSAGES", "LC_ALL"}) {
-    setenv(name, "de_DE.UTF-8", 1);
+  // Each variable comes before those above it.
+  const struct {
+    const char *name;
+    const char *value;
+    const char *text;
+  } rows[] = {{"LANG", "de_DE.UTF-8", "Wörter"},   {"LC_MESSAGES", "en_US.UTF-8", "words"},
+              {"LC_MESSAGES", "de", "Wörter"},     {"LC_ALL", "C.UTF-8", "words"},
+              {"LC_ALL", "de_DE.UTF-8", "Wörter"}, {"LANGUAGES", "en", "words"},
+              {"LANGUAGES", "fr;de;en", "Wörter"}};
+  for (const auto &row : rows) {
+    setenv(row.name, row.value, 1);
     Set();
-    EXPECT_EQ(Localized(), "Wörter") << name;
-    setenv(name, "en_US.UTF-8", 1);
+    EXPECT_EQ(Localized(), row.text) << row.name << "=" << row.value;
   }
-  setenv("LANGUAGES", "de", 1);
-  Set();
-  EXPECT_EQ(Localized(), "Wörter");
-}
-
-TEST_F(MainBundle, StringsComeFromTheFirstLanguageThereIs) {
-  WriteStrings("de", "Wörter");
-  WriteStrings("en", "words");
-  setenv("LANGUAGES", "fr;de;en", 1);
-  Set();
-  EXPECT_EQ(Localized(), "Wörter");
 }
 
 TEST_F(MainBundle, StringsOfAForeignLanguageFallBackOnTheDevelopmentRegion) {

@@ -22,9 +22,6 @@ struct BundleCheck {
   // As Info.plist has them; empty where they are missing.
   std::string executable;  // absolute path
   std::string driver_class;
-  std::string class_id;
-
-  bool HasErrors() const;
 };
 
 // Reads a bundle's Info.plist, modules and config.plist. `path`: X.appex.

@@ -2,7 +2,6 @@
 
 #import <Foundation/Foundation.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -108,7 +107,7 @@ void Checker::CheckExtension(NSDictionary *extension) {
   if (![attributes isKindOfClass:[NSDictionary class]]) {
     return AddError("Info.plist lacks the dictionary NSExtensionAttributes in NSExtension");
   }
-  check_.class_id = Text(attributes, @"com.apple.ctk.class-id");
+  Text(attributes, @"com.apple.ctk.class-id");
   check_.driver_class = Text(attributes, @"com.apple.ctk.driver-class");
   Expect(attributes, @"com.apple.ctk.token-type", "smartcard");
 }
@@ -150,11 +149,6 @@ void Checker::CheckConfiguration() {
 }
 
 }  // namespace
-
-bool BundleCheck::HasErrors() const {
-  return std::ranges::any_of(
-      findings, [](const Finding &finding) { return finding.severity == Severity::kError; });
-}
 
 BundleCheck CheckBundle(const std::string &path) {
   BundleCheck check;

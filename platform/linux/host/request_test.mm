@@ -109,43 +109,58 @@ TEST_F(RequestTest, AnErrorOfTheTokenIsPassedOnUnchanged) {
   EXPECT_EQ(pins_asked, 0);
 }
 
-TEST_F(RequestTest, ARefusedPinWithoutErrorIsACommunicationErrorAndNothingIsTriedAgain) {
-  script.finish = Script::Finish::kNo;
-  const Result<Bytes> result = SignAfterThePin();
-  ASSERT_FALSE(result);
-  EXPECT_EQ(result.error().code, TKErrorCodeCommunicationError);
-  EXPECT_THAT(result.error().description, HasSubstr("PIN"));
-  EXPECT_THAT(calls(), ElementsAre("supports algid:sign:RSA:raw", "sign data", "beginAuth 2 PIN",
-                                   "finish 1234"));
-}
-
-TEST_F(RequestTest, ARefusedPinsErrorIsPassedOnUnchanged) {
-  script.finish = Script::Finish::kNoWithError;
-  EXPECT_EQ(SignAfterThePin().error().code, TKErrorCodeAuthenticationFailed);
-}
-
-TEST_F(RequestTest, NoAuthenticationToBeginEndsTheRequest) {
-  script.begin = Script::Begin::kNil;
-  EXPECT_EQ(SignAfterThePin().error().code, TKErrorCodeCommunicationError);
-  script.begin = Script::Begin::kNilWithError;
-  EXPECT_EQ(SignAfterThePin(true).error().code, TKErrorCodeBadParameter);
-  EXPECT_EQ(pins_asked, 0);
-}
-
-TEST_F(RequestTest, WithoutAConstraintToHandBackAuthenticationNeededIsFinal) {
-  const Result<Bytes> result = SignAfterThePin(false, [NSNumber numberWithBool:YES]);
-  ASSERT_FALSE(result);
-  EXPECT_EQ(result.error().code, TKErrorCodeAuthenticationNeeded);
-  EXPECT_EQ(pins_asked, 0);
-}
-
-TEST_F(RequestTest, AuthenticationNeededTwiceIsFinalAndThePinIsAskedOnce) {
-  const Result<Bytes> result = SignAfterThePin(true);
-  ASSERT_FALSE(result);
-  EXPECT_EQ(result.error().code, TKErrorCodeAuthenticationNeeded);
-  EXPECT_THAT(calls(), ElementsAre("supports algid:sign:RSA:raw", "sign data", "beginAuth 2 PIN",
-                                   "finish 1234", "sign data"));
-  EXPECT_EQ(pins_asked, 1);
+TEST_F(RequestTest, WhatGoesWrongWithThePinEndsTheRequestAndNothingIsAskedTwice) {
+  const std::string supports = "supports algid:sign:RSA:raw";
+  const struct {
+    Script::Begin begin;
+    Script::Finish finish;
+    id constraint;
+    long code;
+    std::vector<std::string> calls;  // after the question for support
+  } rows[] = {{Script::Begin::kPin,
+               Script::Finish::kNo,
+               @"PIN",
+               TKErrorCodeCommunicationError,
+               {"sign data", "beginAuth 2 PIN", "finish 1234"}},
+              {Script::Begin::kPin,
+               Script::Finish::kNoWithError,
+               @"PIN",
+               TKErrorCodeAuthenticationFailed,
+               {"sign data", "beginAuth 2 PIN", "finish 1234"}},
+              {Script::Begin::kNil,
+               {},
+               @"PIN",
+               TKErrorCodeCommunicationError,
+               {"sign data", "beginAuth 2 PIN"}},
+              {Script::Begin::kNilWithError,
+               {},
+               @"PIN",
+               TKErrorCodeBadParameter,
+               {"sign data", "beginAuth 2 PIN"}},
+              // Without a constraint to hand back there is nothing to begin.
+              {Script::Begin::kPin,
+               {},
+               [NSNumber numberWithBool : YES],
+               TKErrorCodeAuthenticationNeeded,
+               { "sign data" }},
+              {Script::Begin::kPin,
+               Script::Finish::kYes,
+               @"PIN",
+               TKErrorCodeAuthenticationNeeded,
+               {"sign data", "beginAuth 2 PIN", "finish 1234", "sign data"}}};
+  for (const auto &row : rows) {
+    script.Forget();
+    script.begin = row.begin;
+    script.finish = row.finish;
+    const Result<Bytes> result = SignAfterThePin(true, row.constraint);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().domain, "CryptoTokenKit");
+    EXPECT_EQ(result.error().code, row.code);
+    std::vector<std::string> expected = {supports};
+    expected.insert(expected.end(), row.calls.begin(), row.calls.end());
+    EXPECT_EQ(calls(), expected);
+  }
+  EXPECT_EQ(pins_asked, 3);
 }
 
 TEST_F(RequestTest, TheSameNumberInAnotherDomainAsksForNoPin) {

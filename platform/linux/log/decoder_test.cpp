@@ -34,48 +34,32 @@ std::vector<uint8_t> PointerItem(uint8_t descriptor, const void* pointer) {
   return buffer;
 }
 
-TEST(Decoder, EmptyBufferLeavesArgumentsMissing) {
-  const Line line = decode(OS_LOG_TYPE_ERROR, "a %d b %s", nullptr, 0, nullptr, 0);
-  EXPECT_EQ(line.text(), "a <decode: missing data> b <decode: missing data>");
-}
+constexpr char kMissing[] = "<decode: missing data>";
+constexpr char kMismatch[] = "<decode: mismatch>";
 
-TEST(Decoder, BufferOfOneByteHoldsNoItem) {
-  EXPECT_EQ(DecodeBytes("%d", {2}).text(), "<decode: missing data>");
-}
-
-TEST(Decoder, ItemLongerThanTheBufferIsMissing) {
-  EXPECT_EQ(DecodeBytes("%d", {0, 1, 0, 4, 1, 2, 3}).text(), "<decode: missing data>");
-  EXPECT_EQ(DecodeBytes("%d", {0, 1, 0}).text(), "<decode: missing data>");
-}
-
-TEST(Decoder, ItemsAfterAnOverlongOneAreMissingToo) {
-  EXPECT_EQ(DecodeBytes("%d %d", {0, 2, 0, 11, 1, 0, 0, 0, 0, 4, 1, 0, 0, 0}).text(),
-            "<decode: missing data> <decode: missing data>");
-}
-
-TEST(Decoder, WidthWithoutItsArgumentIsMissing) {
-  EXPECT_EQ(DecodeBytes("%*d", {0, 0}).text(), "<decode: missing data>");
-}
-
-TEST(Decoder, CountWithoutItsArgumentIsMissing) {
-  EXPECT_EQ(DecodeBytes("%.*s", {2, 1, 0x10, 4, 3, 0, 0, 0}).text(), "<decode: missing data>");
+TEST(Decoder, WhatTheBufferLacksIsMissing) {
+  const struct {
+    const char* format;
+    std::vector<uint8_t> buffer;
+  } rows[] = {{"%d", {}},
+              {"%d", {2}},
+              {"%d", {0, 1, 0}},
+              {"%d", {0, 1, 0, 4, 1, 2, 3}},  // an item longer than the buffer
+              {"%*d", {0, 0}},                // a width without its argument
+              {"%.*s", {2, 1, 0x10, 4, 3, 0, 0, 0}}};
+  for (const auto& row : rows) EXPECT_EQ(DecodeBytes(row.format, row.buffer).text(), kMissing);
+  EXPECT_EQ(DecodeBytes("%d %s", {0, 2, 0, 11, 1, 0, 0, 0, 0, 4, 1, 0, 0, 0}).text(),
+            std::string(kMissing) + " " + kMissing);
 }
 
 TEST(Decoder, ItemThatDoesNotFitItsConversionIsAMismatch) {
-  EXPECT_EQ(DecodeBytes("%s", {0, 1, 0, 4, 1, 0, 0, 0}).text(), "<decode: mismatch>");
-  EXPECT_EQ(DecodeBytes("%d", PointerItem(0x20, "text")).text(), "<decode: mismatch>");
-  EXPECT_EQ(DecodeBytes("%f", {0, 1, 0, 4, 1, 0, 0, 0}).text(), "<decode: mismatch>");
-  EXPECT_EQ(DecodeBytes("%d", PointerItem(0xF0, nullptr)).text(), "<decode: mismatch>");
-}
-
-TEST(Decoder, WideStringIsAMismatch) {
-  EXPECT_EQ(DECODE("%ls", L"wide").text(), "<decode: mismatch>");
-}
-
-TEST(Decoder, FormatThatEndsInsideAConversionIsAMismatch) {
-  EXPECT_EQ(DecodeBytes("%", {0, 1, 0, 4, 1, 0, 0, 0}).text(), "<decode: mismatch>");
-  EXPECT_EQ(DecodeBytes("%{public", {0, 1, 0, 4, 1, 0, 0, 0}).text(), "<decode: mismatch>");
-  EXPECT_EQ(DecodeBytes("%l", {0, 1, 0, 4, 1, 0, 0, 0}).text(), "<decode: mismatch>");
+  const std::vector<uint8_t> number = {0, 1, 0, 4, 1, 0, 0, 0};
+  for (const char* format : {"%s", "%f", "%", "%{public", "%l"}) {
+    EXPECT_EQ(DecodeBytes(format, number).text(), kMismatch) << format;
+  }
+  EXPECT_EQ(DecodeBytes("%d", PointerItem(0x20, "text")).text(), kMismatch);
+  EXPECT_EQ(DecodeBytes("%d", PointerItem(0xF0, nullptr)).text(), kMismatch);
+  EXPECT_EQ(DECODE("%ls", L"wide").text(), kMismatch);
 }
 
 TEST(Decoder, NullStringAndNullObjectReadNull) {
@@ -83,49 +67,29 @@ TEST(Decoder, NullStringAndNullObjectReadNull) {
   EXPECT_EQ(DecodeBytes("%{public}@", PointerItem(0x42, nullptr)).text(), "(null)");
 }
 
-TEST(Decoder, EmptyFormatHasNoText) {
-  const Line line = DecodeBytes("", {0, 0});
-  EXPECT_EQ(line.text(), "");
-  EXPECT_TRUE(line.arguments.empty());
-}
-
-TEST(Decoder, TrailingNewlineIsKept) {
-  EXPECT_EQ(DECODE("%d Slot(s) gefunden.\n", 3).text(), "3 Slot(s) gefunden.\n");
-}
-
-TEST(Decoder, DoubledPercentIsOne) { EXPECT_EQ(DECODE("100%% of %d%%", 7).text(), "100% of 7%"); }
-
-TEST(Decoder, NumbersFollowTheirConversion) {
-  EXPECT_EQ(DECODE("%d|%5d|%-5d|%05d|%+d", -1, 2, 3, 4, 5).text(), "-1|    2|3    |00004|+5");
-  EXPECT_EQ(DECODE("0x%02X (0x%0x) 0x%X", 10U, 160U, 0xDEADBEEFU).text(), "0x0A (0xa0) 0xDEADBEEF");
-  EXPECT_EQ(DECODE("%lu %lld", 18446744073709551615UL, -5000000000LL).text(),
-            "18446744073709551615 -5000000000");
-  EXPECT_EQ(DECODE("%hhd %hu %zu %#o", static_cast<signed char>(-2),
-                   static_cast<unsigned short>(65535), sizeof(int), 8U)
-                .text(),
-            "-2 65535 4 010");
-  EXPECT_EQ(DECODE("%c%c", 'o', 'k').text(), "ok");
-  EXPECT_EQ(DECODE("%.2f %Lg", 1.5, 2.5L).text(), "1.50 2.5");
-  EXPECT_EQ(DECODE("%p", reinterpret_cast<void*>(0x1234)).text(), "0x1234");
-}
-
-TEST(Decoder, WidthAndPrecisionMayBeArguments) {
-  EXPECT_EQ(DECODE("%*d", 4, 7).text(), "   7");
-  EXPECT_EQ(DECODE("%{public}.*s", 3, "abcdef").text(), "abc");
-  EXPECT_EQ(DECODE("%{public}.2s", "abcdef").text(), "ab");
-  EXPECT_EQ(DECODE("%.3d", 7).text(), "007");
-}
-
-TEST(Decoder, NegativePrecisionIsNone) {
-  EXPECT_EQ(DECODE("%{public}.*s", -1, "abcdef").text(), "abcdef");
-}
-
-TEST(Decoder, BytesReadAsHex) {
-  EXPECT_EQ(DECODE("%{public}.3P", "\x01\xAB\xFF").text(), "01ABFF");
-}
-
-TEST(Decoder, ErrorNumberReadsAsItsMessage) {
-  EXPECT_EQ(DecodeBytes("%m", ENCODE("%m"), nullptr, ENOENT).text(), "No such file or directory");
+TEST(Decoder, TextFollowsTheFormat) {
+  const std::pair<Line, const char*> rows[] = {
+      {DecodeBytes("", {0, 0}), ""},
+      {DECODE("%d Slot(s) gefunden.\n", 3), "3 Slot(s) gefunden.\n"},
+      {DECODE("100%% of %d%%", 7), "100% of 7%"},
+      {DECODE("%d|%5d|%-5d|%05d|%+d", -1, 2, 3, 4, 5), "-1|    2|3    |00004|+5"},
+      {DECODE("0x%02X (0x%0x) 0x%X", 10U, 160U, 0xDEADBEEFU), "0x0A (0xa0) 0xDEADBEEF"},
+      {DECODE("%lu %lld", 18446744073709551615UL, -5000000000LL),
+       "18446744073709551615 -5000000000"},
+      {DECODE("%hhd %hu %zu %#o", static_cast<signed char>(-2), static_cast<unsigned short>(65535),
+              sizeof(int), 8U),
+       "-2 65535 4 010"},
+      {DECODE("%c%c", 'o', 'k'), "ok"},
+      {DECODE("%.2f %Lg", 1.5, 2.5L), "1.50 2.5"},
+      {DECODE("%p", reinterpret_cast<void*>(0x1234)), "0x1234"},
+      {DECODE("%*d", 4, 7), "   7"},
+      {DECODE("%{public}.*s", 3, "abcdef"), "abc"},
+      {DECODE("%{public}.2s", "abcdef"), "ab"},
+      {DECODE("%.3d", 7), "007"},
+      {DECODE("%{public}.*s", -1, "abcdef"), "abcdef"},  // a negative precision is none
+      {DECODE("%{public}.3P", "\x01\xAB\xFF"), "01ABFF"},
+      {DecodeBytes("%m", ENCODE("%m"), nullptr, ENOENT), "No such file or directory"}};
+  for (const auto& [line, text] : rows) EXPECT_EQ(line.text(), text);
 }
 
 TEST(Decoder, TextIsCopiedWhenDecoded) {
@@ -135,26 +99,22 @@ TEST(Decoder, TextIsCopiedWhenDecoded) {
   EXPECT_EQ(line.text(), "before");
 }
 
-TEST(Decoder, StringIsHiddenUnlessPublic) {
-  EXPECT_EQ(DECODE("%s and %{public}s", "a", "b").text(), "<private> and b");
-  EXPECT_EQ(DECODE("%s and %{public}s", "a", "b").private_text(), "a and b");
-}
-
-TEST(Decoder, NumberIsShownUnlessPrivate) {
-  EXPECT_EQ(DECODE("%d %{private}d %{public}d", 1, 2, 3).text(), "1 <private> 3");
-  EXPECT_EQ(DECODE("%d %{private}d %{public}d", 1, 2, 3).private_text(), "1 2 3");
-}
-
-TEST(Decoder, SensitiveAndMaskedAreHidden) {
-  EXPECT_EQ(DECODE("%{sensitive}s", "a").text(), "<private>");
-  EXPECT_EQ(DECODE("%{mask.hash}s", "a").text(), "<private>");
-  EXPECT_EQ(DECODE("%{mask.hash}s", "a").private_text(), "a");
-}
-
-TEST(Decoder, FailureLineOfACallHidesItsNames) {
-  const Line line = DECODE("PKCS11 function %s failed: rv = %s (0x%0x)", "C_Login", "CKR_X", 0xa0U);
-  EXPECT_EQ(line.text(), "PKCS11 function <private> failed: rv = <private> (0xa0)");
-  EXPECT_EQ(line.private_text(), "PKCS11 function C_Login failed: rv = CKR_X (0xa0)");
+TEST(Decoder, NumbersAreShownUnlessPrivateAndOthersWhenPublic) {
+  const struct {
+    Line line;
+    const char* text;
+    const char* with_private;
+  } rows[] = {{DECODE("%s and %{public}s", "a", "b"), "<private> and b", "a and b"},
+              {DECODE("%d %{private}d %{public}d", 1, 2, 3), "1 <private> 3", "1 2 3"},
+              {DECODE("%{sensitive}s", "a"), "<private>", "a"},
+              {DECODE("%{mask.hash}s", "a"), "<private>", "a"},
+              {DECODE("PKCS11 function %s failed: rv = %s (0x%0x)", "C_Login", "CKR_X", 0xa0U),
+               "PKCS11 function <private> failed: rv = <private> (0xa0)",
+               "PKCS11 function C_Login failed: rv = CKR_X (0xa0)"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.line.text(), row.text);
+    EXPECT_EQ(row.line.private_text(), row.with_private);
+  }
 }
 
 TEST(Decoder, ArgumentsTellPrivacyKindAndText) {
@@ -179,7 +139,7 @@ TEST(Decoder, FormatAndTypeAreKept) {
   EXPECT_EQ(line.typed_text(), "error: n = 1");
 }
 
-TEST(Decoder, ObjectIsDescribedByItsHook) {
+TEST(Decoder, ObjectIsDescribedByItsHookOrShowsItsAddress) {
   const auto describe = [](const void* object) -> std::string {
     return "object " + std::string(static_cast<const char*>(object));
   };
@@ -187,9 +147,6 @@ TEST(Decoder, ObjectIsDescribedByItsHook) {
   EXPECT_EQ(shown.text(), "object x");
   EXPECT_EQ(shown.arguments[0].kind, Kind::kObject);
   EXPECT_EQ(DecodeBytes("%@", PointerItem(0x40, "x"), describe).text(), "<private>");
-}
-
-TEST(Decoder, ObjectWithoutAHookShowsItsAddress) {
   const void* object = reinterpret_cast<const void*>(0xabc);
   EXPECT_EQ(DecodeBytes("%{public}@", PointerItem(0x42, object)).text(), "0xabc");
 }

@@ -17,15 +17,18 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-TEST(Recorder, KeepsNothingFromBeforeOrAfter) {
+TEST(Recorder, KeepsTheLinesOfItsLifeUntilItForgetsThem) {
   os_log(OS_LOG_DEFAULT, "before");
+  const Recorder outer;
+  os_log(OS_LOG_DEFAULT, "one");
   {
-    const Recorder recorder;
-    EXPECT_THAT(recorder.lines(), IsEmpty());
+    Recorder inner;
+    os_log(OS_LOG_DEFAULT, "two");
+    EXPECT_THAT(inner.texts(), ElementsAre("two"));
+    inner.clear();
+    EXPECT_THAT(inner.lines(), IsEmpty());
   }
-  os_log(OS_LOG_DEFAULT, "after");
-  const Recorder later;
-  EXPECT_THAT(later.lines(), IsEmpty());
+  EXPECT_THAT(outer.texts(), ElementsAre("one", "two"));
 }
 
 TEST(Recorder, TextsHidePrivateDataOnDemand) {
@@ -34,23 +37,6 @@ TEST(Recorder, TextsHidePrivateDataOnDemand) {
   EXPECT_THAT(recorder.texts(), ElementsAre("secret"));
   EXPECT_THAT(recorder.texts(ShowPrivate::kNo), ElementsAre("<private>"));
   EXPECT_THAT(recorder.typed_texts(ShowPrivate::kNo), ElementsAre("default: <private>"));
-}
-
-TEST(Recorder, SeveralKeepEachLine) {
-  const Recorder outer;
-  os_log(OS_LOG_DEFAULT, "one");
-  const Recorder inner;
-  os_log(OS_LOG_DEFAULT, "two");
-  EXPECT_THAT(outer.texts(), ElementsAre("one", "two"));
-  EXPECT_THAT(inner.texts(), ElementsAre("two"));
-}
-
-TEST(Recorder, ForgetsOnDemand) {
-  Recorder recorder;
-  os_log(OS_LOG_DEFAULT, "one");
-  recorder.clear();
-  os_log(OS_LOG_DEFAULT, "two");
-  EXPECT_THAT(recorder.texts(), ElementsAre("two"));
 }
 
 TEST(Recorder, KeepsEveryLineOfAllThreads) {
@@ -73,33 +59,18 @@ TEST(Recorder, KeepsEveryLineOfAllThreads) {
   }
 }
 
-TEST(Sink, GetsNothingOnceTakenAway) {
-  int lines = 0;
-  set_sink([&lines](const Line&) { ++lines; });
-  set_sink(nullptr);
-  os_log(OS_LOG_DEFAULT, "line");
-  EXPECT_EQ(lines, 0);
-}
-
-TEST(Sink, GetsLinesAsTheyAreWritten) {
+TEST(Sink, GetsLinesAsTheyAreWrittenUntilItIsReplacedOrTakenAway) {
   std::vector<std::string> texts;
+  int others = 0;
   set_sink([&texts](const Line& line) { texts.push_back(line.typed_text()); });
   os_log(OS_LOG_DEFAULT, "one");
   EXPECT_THAT(texts, ElementsAre("default: one"));
+  set_sink([&others](const Line&) { ++others; });
   os_log_error(OS_LOG_DEFAULT, "two");
-  EXPECT_THAT(texts, ElementsAre("default: one", "error: two"));
   set_sink(nullptr);
-}
-
-TEST(Sink, ReplacesTheOneBefore) {
-  int first = 0;
-  int second = 0;
-  set_sink([&first](const Line&) { ++first; });
-  set_sink([&second](const Line&) { ++second; });
-  os_log(OS_LOG_DEFAULT, "line");
-  set_sink(nullptr);
-  EXPECT_EQ(first, 0);
-  EXPECT_EQ(second, 1);
+  os_log(OS_LOG_DEFAULT, "three");
+  EXPECT_THAT(texts, ElementsAre("default: one"));
+  EXPECT_EQ(others, 1);
 }
 
 TEST(Sink, LinesItWritesItselfGoToRecordersAlone) {

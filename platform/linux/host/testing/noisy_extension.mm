@@ -115,6 +115,7 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
 // Makes tokens named after the main bundle, with one key.
 @interface NoisyDriver : TKSmartCardTokenDriver <TKSmartCardTokenDriverDelegate>
 - (NSArray *)items;
+- (TKSmartCardToken *)tokenForCard:(TKSmartCard *)smartCard error:(NSError **)error;
 @end
 
 @implementation NoisyDriver
@@ -139,11 +140,15 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
           createTokenForSmartCard:(TKSmartCard *)smartCard
                               AID:(NSData *)AID
                             error:(NSError **)error {
+  return [self tokenForCard:smartCard error:error];
+}
+
+- (TKSmartCardToken *)tokenForCard:(TKSmartCard *)smartCard error:(NSError **)error {
   MakeNoise("token");
   os_log(OS_LOG_DEFAULT, "a line, %s", "private part");
   os_log_error(OS_LOG_DEFAULT, "an error line, %s", "private part");
   NoisyToken *token = [[[NoisyToken alloc] initWithSmartCard:smartCard
-                                                         AID:AID
+                                                         AID:nil
                                                   instanceID:[[NSBundle mainBundle] bundlePath]
                                                  tokenDriver:self] autorelease];
   [[token keychainContents] fillWithItems:[self items]];
@@ -165,10 +170,7 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
 @interface BareDriver : NoisyDriver
 @end
 @implementation BareDriver
-- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
-          createTokenForSmartCard:(TKSmartCard *)smartCard
-                              AID:(NSData *)AID
-                            error:(NSError **)error {
+- (TKSmartCardToken *)tokenForCard:(TKSmartCard *)smartCard error:(NSError **)error {
   os_log(OS_LOG_DEFAULT, "trying");
   os_log_error(OS_LOG_DEFAULT, "no reader, %s", "private part");
   printf("noise that is not flushed\n");
@@ -180,10 +182,7 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
 @interface SilentDriver : NoisyDriver
 @end
 @implementation SilentDriver
-- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
-          createTokenForSmartCard:(TKSmartCard *)smartCard
-                              AID:(NSData *)AID
-                            error:(NSError **)error {
+- (TKSmartCardToken *)tokenForCard:(TKSmartCard *)smartCard error:(NSError **)error {
   return [[NoisyToken alloc] autorelease];
 }
 @end
@@ -192,10 +191,7 @@ static void Fail(NSError **error, NSInteger code, NSString *text) {
 @interface FailingDriver : NoisyDriver
 @end
 @implementation FailingDriver
-- (TKSmartCardToken *)tokenDriver:(TKSmartCardTokenDriver *)driver
-          createTokenForSmartCard:(TKSmartCard *)smartCard
-                              AID:(NSData *)AID
-                            error:(NSError **)error {
+- (TKSmartCardToken *)tokenForCard:(TKSmartCard *)smartCard error:(NSError **)error {
   os_log_error(OS_LOG_DEFAULT, "a detail");
   Fail(error, TKErrorCodeCorruptedData, @"the card is broken");
   return nil;

@@ -25,6 +25,7 @@ class Script {
   // Keeps a call; any thread.
   void Note(const std::string &call);
   std::vector<std::string> calls() const;
+  void Forget() { calls_.clear(); }
 
   // Driver: what it returns, from a card number of 1, 2, ...
   enum class Token { kGood, kNil, kNilWithError, kUninitialised } token = Token::kGood;
