@@ -53,7 +53,7 @@ int Run(int argc, char** argv) {
     return 2;
   }
   for (const os_log_type_t type : {OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO, OS_LOG_TYPE_ERROR}) {
-    oslog::set_enabled(type, false);
+    oslog::SetEnabled(type, false);
   }
   const Fixture fixture = section->second();
   return benchmark::RunSpecifiedBenchmarks() == 0 ? EXIT_FAILURE : EXIT_SUCCESS;

@@ -13,7 +13,7 @@ namespace {
 // Lines of the log are made, and dropped where the system would take them over; or not made at all.
 void SwitchLog(bool on) {
   for (const os_log_type_t type : {OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO, OS_LOG_TYPE_ERROR}) {
-    oslog::set_enabled(type, on);
+    oslog::SetEnabled(type, on);
   }
 }
 

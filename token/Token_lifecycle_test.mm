@@ -140,9 +140,9 @@ TEST_F(TokenLifecycleTest, TeardownFinalizesThenUnloadsThenClearsPropertiesAndFl
   };
   lindel().ForgetCalls();
   lindel().Observe([&](const scripted::Call &call) { note(call.Text()); });
-  oslog::set_sink([&](const oslog::Line &line) { note(line.typed_text()); });
+  oslog::SetSink([&](const oslog::Line &line) { note(line.typed_text()); });
   Release(token);
-  oslog::set_sink({});
+  oslog::SetSink({});
   EXPECT_THAT(states,
               ElementsAre("C_Finalize(NULL): dlclose 0, flag 1, properties there",
                           std::string(kDeallocFinalized) + ": dlclose 0, flag 1, properties there",

@@ -8,11 +8,11 @@ namespace token_testing {
 
 Timeline::Timeline(scripted::ScriptedModule& module) : module_(module) {
   module_.Observe([this](const scripted::Call& call) { Note(call.Text()); });
-  oslog::set_sink([this](const oslog::Line& line) { Note(line.typed_text()); });
+  oslog::SetSink([this](const oslog::Line& line) { Note(line.typed_text()); });
 }
 
 Timeline::~Timeline() {
-  oslog::set_sink({});
+  oslog::SetSink({});
   module_.Observe({});
 }
 

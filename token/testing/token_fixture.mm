@@ -83,7 +83,7 @@ TokenFixture::~TokenFixture() {
   // What a test's observers captured is gone by now.
   lindel().Observe({});
   vumo().Observe({});
-  oslog::set_sink({});
+  oslog::SetSink({});
   for (id session : sessions_) [session release];
   for (id token : tokens_) [token release];
   [AID_ release];

@@ -14,5 +14,5 @@ static std::string Describe(const void *object) {
 
 // Runs when the library is loaded, before anything that links it can log.
 __attribute__((constructor)) static void RegisterDescriber() {
-  oslog::set_object_describer(Describe);
+  oslog::SetObjectDescriber(Describe);
 }

@@ -53,13 +53,13 @@ class ItemReader {
       : at_(size < 2 ? buffer + size : buffer + 2), end_(buffer + size) {}
 
   // The next item, left where it is.
-  std::optional<Item> peek() const {
+  std::optional<Item> Peek() const {
     if (end_ - at_ < 2 || end_ - at_ - 2 < at_[1]) return std::nullopt;
     return Item{static_cast<uint8_t>(at_[0] >> 4), static_cast<uint8_t>(at_[0] & 0xF), at_ + 2,
                 at_[1]};
   }
-  std::optional<Item> next() {
-    const std::optional<Item> item = peek();
+  std::optional<Item> Next() {
+    const std::optional<Item> item = Peek();
     at_ = item ? item->value + item->size : end_;
     return item;
   }
@@ -78,11 +78,11 @@ struct Conversion {
   char letter = 0;
 };
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Takes the characters that satisfy the test off the front.
 template <typename Test>
-std::string_view take_while(std::string_view* text, Test test) {
+std::string_view TakeWhile(std::string_view* text, Test test) {
   size_t length = 0;
   while (length < text->size() && test((*text)[length])) ++length;
   const std::string_view taken = text->substr(0, length);
@@ -91,23 +91,23 @@ std::string_view take_while(std::string_view* text, Test test) {
 }
 
 // Takes a conversion off the front of the format, behind its "%".
-Conversion take_conversion(std::string_view* format) {
+Conversion TakeConversion(std::string_view* format) {
   Conversion conversion;
   if (format->starts_with('{')) format->remove_prefix(std::min(format->find('}'), format->size()));
   if (format->starts_with('}')) format->remove_prefix(1);
   const auto is_flag = [](char c) { return strchr("-+ #0", c) != nullptr && c != 0; };
-  const auto is_width = [](char c) { return is_digit(c) || c == '*'; };
-  conversion.flags = take_while(format, is_flag);
-  conversion.width = take_while(format, is_width);
+  const auto is_width = [](char c) { return IsDigit(c) || c == '*'; };
+  conversion.flags = TakeWhile(format, is_flag);
+  conversion.width = TakeWhile(format, is_width);
   if (format->starts_with('.')) {
     format->remove_prefix(1);
-    const std::string_view digits = take_while(format, is_width);
+    const std::string_view digits = TakeWhile(format, is_width);
     int precision = 0;
     std::from_chars(digits.data(), digits.data() + digits.size(), precision);
     if (digits != "*") conversion.precision = precision;
   }
   const auto is_length = [](char c) { return strchr("hlqjztL", c) != nullptr && c != 0; };
-  const std::string_view length = take_while(format, is_length);
+  const std::string_view length = TakeWhile(format, is_length);
   if (!format->empty()) {
     conversion.letter = format->front();
     format->remove_prefix(1);
@@ -121,7 +121,7 @@ Conversion take_conversion(std::string_view* format) {
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wformat-nonliteral"
 template <typename Value>
-std::string print(const std::string& format, Value value) {
+std::string Print(const std::string& format, Value value) {
   const int length = snprintf(nullptr, 0, format.c_str(), value);
   if (length < 0) return "";
   std::string text(static_cast<size_t>(length) + 1, '\0');
@@ -137,108 +137,108 @@ class ArgumentReader {
   ArgumentReader(ItemReader* items, ObjectDescriber describe, int error)
       : items_(items), describe_(describe), error_(error) {}
 
-  Argument read(Conversion conversion) {
+  Argument Read(Conversion conversion) {
     if (conversion.width == "*") {
-      const std::optional<Item> width = items_->next();
-      if (!width) return failure("missing data");
+      const std::optional<Item> width = items_->Next();
+      if (!width) return Failure("missing data");
       conversion.width = std::to_string(width->number());
     }
     bool masked = false;
-    for (std::optional<Item> item = items_->peek();
-         item && (item->kind == kCountItem || item->kind == kMaskItem); item = items_->peek()) {
+    for (std::optional<Item> item = items_->Peek();
+         item && (item->kind == kCountItem || item->kind == kMaskItem); item = items_->Peek()) {
       if (item->kind == kCountItem) conversion.precision = static_cast<int>(item->number());
       masked = masked || item->kind == kMaskItem;
-      items_->next();
+      items_->Next();
     }
-    const std::optional<Item> item = items_->next();
-    if (!item) return failure("missing data");
-    Argument argument = text_of(*item, conversion);
-    argument.privacy = privacy_of(*item, masked);
+    const std::optional<Item> item = items_->Next();
+    if (!item) return Failure("missing data");
+    Argument argument = TextOf(*item, conversion);
+    argument.privacy = PrivacyOf(*item, masked);
     return argument;
   }
 
  private:
-  static Argument failure(const std::string& what) {
+  static Argument Failure(const std::string& what) {
     return {Privacy::kPublic, Kind::kScalar, "<decode: " + what + ">"};
   }
 
-  static Privacy privacy_of(const Item& item, bool masked) {
+  static Privacy PrivacyOf(const Item& item, bool masked) {
     if (masked) return Privacy::kPrivate;
     if ((item.privacy & 2) != 0) return Privacy::kPublic;
     return item.privacy == 0 ? Privacy::kUnspecified : Privacy::kPrivate;
   }
 
-  Argument text_of(const Item& item, const Conversion& conversion) const {
+  Argument TextOf(const Item& item, const Conversion& conversion) const {
     std::string conversion_text = "%" + conversion.flags + conversion.width;
     const int precision = conversion.precision.value_or(-1);
     if (precision >= 0) conversion_text += "." + std::to_string(precision);
     switch (item.kind) {
       case kScalarItem:
-        return scalar(item, conversion, conversion_text);
+        return Scalar(item, conversion, conversion_text);
       case kErrnoItem:
         return {{}, Kind::kScalar, std::generic_category().message(error_)};
       case kStringItem:
-        if (conversion.letter != 's' || conversion.wide) return failure("mismatch");
-        return {{}, Kind::kString, string(item, conversion_text)};
+        if (conversion.letter != 's' || conversion.wide) return Failure("mismatch");
+        return {{}, Kind::kString, String(item, conversion_text)};
       case kObjectItem:
-        return {{}, Kind::kObject, object(item)};
+        return {{}, Kind::kObject, Object(item)};
       case kBytesItem:
-        return {{}, Kind::kBytes, bytes(item, conversion.precision.value_or(0))};
+        return {{}, Kind::kBytes, Bytes(item, conversion.precision.value_or(0))};
       default:
-        return failure("mismatch");
+        return Failure("mismatch");
     }
   }
 
-  static Argument scalar(const Item& item, const Conversion& conversion,
+  static Argument Scalar(const Item& item, const Conversion& conversion,
                          const std::string& conversion_text) {
     const char letter = conversion.letter;
     switch (letter) {
       case 'd':
       case 'i':
-        return {{}, Kind::kScalar, print(conversion_text + "ll" + letter, item.number())};
+        return {{}, Kind::kScalar, Print(conversion_text + "ll" + letter, item.number())};
       case 'o':
       case 'u':
       case 'x':
       case 'X':
-        return {{}, Kind::kScalar, print(conversion_text + "ll" + letter, item.bits())};
+        return {{}, Kind::kScalar, Print(conversion_text + "ll" + letter, item.bits())};
       case 'c':
         return {
-            {}, Kind::kScalar, print(conversion_text + letter, static_cast<int>(item.number()))};
+            {}, Kind::kScalar, Print(conversion_text + letter, static_cast<int>(item.number()))};
       case 'p':
-        return {{}, Kind::kScalar, print(conversion_text + letter, item.pointer())};
+        return {{}, Kind::kScalar, Print(conversion_text + letter, item.pointer())};
       default:
-        return floating(item, letter, conversion_text);
+        return Floating(item, letter, conversion_text);
     }
   }
 
-  static Argument floating(const Item& item, char letter, const std::string& conversion_text) {
-    if (letter == 0 || strchr("aAeEfFgG", letter) == nullptr) return failure("mismatch");
+  static Argument Floating(const Item& item, char letter, const std::string& conversion_text) {
+    if (letter == 0 || strchr("aAeEfFgG", letter) == nullptr) return Failure("mismatch");
     if (item.size == sizeof(double)) {
       double value = 0;
       memcpy(&value, item.value, sizeof(value));
-      return {{}, Kind::kScalar, print(conversion_text + letter, value)};
+      return {{}, Kind::kScalar, Print(conversion_text + letter, value)};
     }
-    if (item.size != sizeof(long double)) return failure("mismatch");
+    if (item.size != sizeof(long double)) return Failure("mismatch");
     long double value = 0;
     memcpy(&value, item.value, sizeof(value));
-    return {{}, Kind::kScalar, print(conversion_text + "L" + letter, value)};
+    return {{}, Kind::kScalar, Print(conversion_text + "L" + letter, value)};
   }
 
-  static std::string string(const Item& item, const std::string& conversion_text) {
+  static std::string String(const Item& item, const std::string& conversion_text) {
     const char* text = static_cast<const char*>(item.pointer());
-    return text == nullptr ? "(null)" : print(conversion_text + "s", text);
+    return text == nullptr ? "(null)" : Print(conversion_text + "s", text);
   }
 
-  std::string object(const Item& item) const {
+  std::string Object(const Item& item) const {
     if (item.pointer() == nullptr) return "(null)";
-    return describe_ == nullptr ? print("%p", item.pointer()) : describe_(item.pointer());
+    return describe_ == nullptr ? Print("%p", item.pointer()) : describe_(item.pointer());
   }
 
-  static std::string bytes(const Item& item, int count) {
+  static std::string Bytes(const Item& item, int count) {
     if (item.pointer() == nullptr) return "(null)";
     const auto* byte = static_cast<const uint8_t*>(item.pointer());
     std::string text;
-    for (int i = 0; i < count; ++i) text += print("%02X", static_cast<unsigned>(byte[i]));
+    for (int i = 0; i < count; ++i) text += Print("%02X", static_cast<unsigned>(byte[i]));
     return text;
   }
 
@@ -249,7 +249,7 @@ class ArgumentReader {
 
 }  // namespace
 
-Line decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
+Line Decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
             ObjectDescriber describe, int error) {
   Line line;
   line.type = type;
@@ -258,15 +258,15 @@ Line decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_
   ArgumentReader arguments(&items, describe, error);
   std::string_view rest = format;
   while (!rest.empty()) {
-    line.pieces.back() += take_while(&rest, [](char c) { return c != '%'; });
+    line.pieces.back() += TakeWhile(&rest, [](char c) { return c != '%'; });
     if (rest.empty()) break;
     rest.remove_prefix(1);
-    const Conversion conversion = take_conversion(&rest);
+    const Conversion conversion = TakeConversion(&rest);
     if (conversion.letter == '%') {
       line.pieces.back() += '%';
       continue;
     }
-    line.arguments.push_back(arguments.read(conversion));
+    line.arguments.push_back(arguments.Read(conversion));
     line.pieces.emplace_back();
   }
   return line;

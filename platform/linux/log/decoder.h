@@ -16,7 +16,7 @@ using ObjectDescriber = std::string (*)(const void* object);
 // buffer points to is copied. `describe` may be null: objects then show their address. `error`
 // is what "%m" stands for. An argument that the buffer lacks reads "<decode: missing data>"; one
 // whose encoding or conversion is none of ours (wide characters) "<decode: mismatch>".
-Line decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
+Line Decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
             ObjectDescriber describe, int error);
 
 }  // namespace oslog

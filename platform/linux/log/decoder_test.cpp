@@ -23,7 +23,7 @@ using testing::ElementsAre;
 
 Line DecodeBytes(const char* format, const std::vector<uint8_t>& buffer,
                  ObjectDescriber describe = nullptr, int error = 0) {
-  return decode(OS_LOG_TYPE_DEFAULT, format, buffer.data(), buffer.size(), describe, error);
+  return Decode(OS_LOG_TYPE_DEFAULT, format, buffer.data(), buffer.size(), describe, error);
 }
 
 // Items as the compiler writes them: kind and privacy, size, value.
@@ -133,7 +133,7 @@ TEST(Decoder, ArgumentsTellPrivacyKindAndText) {
 
 TEST(Decoder, FormatAndTypeAreKept) {
   const std::vector<uint8_t> buffer = ENCODE("n = %d", 1);
-  const Line line = decode(OS_LOG_TYPE_ERROR, "n = %d", buffer.data(), buffer.size(), nullptr, 0);
+  const Line line = Decode(OS_LOG_TYPE_ERROR, "n = %d", buffer.data(), buffer.size(), nullptr, 0);
   EXPECT_EQ(line.format, "n = %d");
   EXPECT_EQ(line.type, OS_LOG_TYPE_ERROR);
   EXPECT_EQ(line.typed_text(), "error: n = 1");
@@ -152,12 +152,12 @@ TEST(Decoder, ObjectIsDescribedByItsHookOrShowsItsAddress) {
 }
 
 TEST(TypeName, EveryTypeHasOne) {
-  EXPECT_STREQ(type_name(OS_LOG_TYPE_DEFAULT), "default");
-  EXPECT_STREQ(type_name(OS_LOG_TYPE_INFO), "info");
-  EXPECT_STREQ(type_name(OS_LOG_TYPE_DEBUG), "debug");
-  EXPECT_STREQ(type_name(OS_LOG_TYPE_ERROR), "error");
-  EXPECT_STREQ(type_name(OS_LOG_TYPE_FAULT), "fault");
-  EXPECT_STREQ(type_name(0x42), "unknown");
+  EXPECT_STREQ(TypeName(OS_LOG_TYPE_DEFAULT), "default");
+  EXPECT_STREQ(TypeName(OS_LOG_TYPE_INFO), "info");
+  EXPECT_STREQ(TypeName(OS_LOG_TYPE_DEBUG), "debug");
+  EXPECT_STREQ(TypeName(OS_LOG_TYPE_ERROR), "error");
+  EXPECT_STREQ(TypeName(OS_LOG_TYPE_FAULT), "fault");
+  EXPECT_STREQ(TypeName(0x42), "unknown");
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 namespace oslog {
 
-bool Argument::is_visible() const {
+bool Argument::IsVisible() const {
   if (privacy == Privacy::kUnspecified) return kind == Kind::kScalar;
   return privacy == Privacy::kPublic;
 }
@@ -10,7 +10,7 @@ bool Argument::is_visible() const {
 std::string Line::text(ShowPrivate show) const {
   std::string text = pieces.front();
   for (size_t i = 0; i < arguments.size(); ++i) {
-    const bool shown = show == ShowPrivate::kYes || arguments[i].is_visible();
+    const bool shown = show == ShowPrivate::kYes || arguments[i].IsVisible();
     text += shown ? arguments[i].text : "<private>";
     text += pieces[i + 1];
   }
@@ -18,10 +18,10 @@ std::string Line::text(ShowPrivate show) const {
 }
 
 std::string Line::typed_text(ShowPrivate show) const {
-  return std::string(type_name(type)) + ": " + text(show);
+  return std::string(TypeName(type)) + ": " + text(show);
 }
 
-const char* type_name(os_log_type_t type) {
+const char* TypeName(os_log_type_t type) {
   switch (type) {
     case OS_LOG_TYPE_DEFAULT:
       return "default";

@@ -20,7 +20,7 @@ struct Argument {
 
   // Whether a stock system shows the argument: numbers unless marked private, anything else only
   // when marked public.
-  bool is_visible() const;
+  bool IsVisible() const;
 };
 
 enum class ShowPrivate { kNo, kYes };
@@ -41,6 +41,6 @@ struct Line {
 };
 
 // "default", "info", "debug", "error" or "fault"; "unknown" for any other value.
-const char* type_name(os_log_type_t type);
+const char* TypeName(os_log_type_t type);
 
 }  // namespace oslog

@@ -1,11 +1,13 @@
+// What is kept and handed on of the log, and the entry points that <os/log.h> declares.
 #include "platform/linux/log/log_recorder.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <mutex>
 #include <utility>
 
-#include "platform/linux/log/delivery.h"
+#include "platform/linux/log/decoder.h"
 
 namespace oslog {
 namespace {
@@ -19,66 +21,63 @@ std::mutex sink_mutex;       // held while the sink runs
 thread_local bool in_sink = false;
 
 // Never destroyed, for the same reason.
-std::vector<Recorder*>& recorders() {
+std::vector<Recorder*>& Recorders() {
   static auto* const all = new std::vector<Recorder*>;
   return *all;
 }
 
-Sink& sink() {
+Sink& TheSink() {
   static auto* const the_sink = new Sink;
   return *the_sink;
 }
 
-uint32_t type_bit(os_log_type_t type) { return 1U << (type & 31U); }
+uint32_t TypeBit(os_log_type_t type) { return 1U << (type & 31U); }
+
+bool IsEnabled(os_log_type_t type) {
+  return (enabled_types.load(std::memory_order_relaxed) & TypeBit(type)) != 0;
+}
 
 }  // namespace
 
-bool has_listeners() { return listeners.load(std::memory_order_relaxed) != 0; }
+void SetObjectDescriber(ObjectDescriber describe) { describer.store(describe); }
 
-bool is_enabled(os_log_type_t type) {
-  return (enabled_types.load(std::memory_order_relaxed) & type_bit(type)) != 0;
-}
-
-ObjectDescriber object_describer() { return describer.load(); }
-
-void set_object_describer(ObjectDescriber describe) { describer.store(describe); }
-
-void set_enabled(os_log_type_t type, bool enabled) {
+void SetEnabled(os_log_type_t type, bool enabled) {
   if (enabled) {
-    enabled_types.fetch_or(type_bit(type));
+    enabled_types.fetch_or(TypeBit(type));
   } else {
-    enabled_types.fetch_and(~type_bit(type));
+    enabled_types.fetch_and(~TypeBit(type));
   }
 }
 
-void deliver(const Line& line) {
+// Hands a line to the recorders and the sink.
+void Deliver(const Line& line) {
   {
     const std::lock_guard lock(recorders_mutex);
-    for (Recorder* recorder : recorders()) recorder->lines_.push_back(line);
+    for (Recorder* recorder : Recorders()) recorder->lines_.push_back(line);
   }
   if (in_sink) return;
   const std::lock_guard lock(sink_mutex);
-  if (!sink()) return;
+  if (!TheSink()) return;
   in_sink = true;
-  sink()(line);
+  TheSink()(line);
   in_sink = false;
 }
 
-void set_sink(Sink new_sink) {
+void SetSink(Sink new_sink) {
   const std::lock_guard lock(sink_mutex);
-  listeners += static_cast<int>(new_sink != nullptr) - static_cast<int>(sink() != nullptr);
-  sink() = std::move(new_sink);
+  listeners += static_cast<int>(new_sink != nullptr) - static_cast<int>(TheSink() != nullptr);
+  TheSink() = std::move(new_sink);
 }
 
 Recorder::Recorder() {
   const std::lock_guard lock(recorders_mutex);
-  recorders().push_back(this);
+  Recorders().push_back(this);
   ++listeners;
 }
 
 Recorder::~Recorder() {
   const std::lock_guard lock(recorders_mutex);
-  std::erase(recorders(), this);
+  std::erase(Recorders(), this);
   --listeners;
 }
 
@@ -104,10 +103,24 @@ void Recorder::clear() {
   lines_.clear();
 }
 
-Disabled::Disabled(os_log_type_t type) : type_(type), was_enabled_(is_enabled(type)) {
-  set_enabled(type, false);
+Disabled::Disabled(os_log_type_t type) : type_(type), was_enabled_(IsEnabled(type)) {
+  SetEnabled(type, false);
 }
 
-Disabled::~Disabled() { set_enabled(type_, was_enabled_); }
+Disabled::~Disabled() { SetEnabled(type_, was_enabled_); }
 
 }  // namespace oslog
+
+struct os_log_s {};
+struct os_log_s _os_log_default;
+
+bool os_log_type_enabled(os_log_t /*log*/, os_log_type_t type) { return oslog::IsEnabled(type); }
+
+// Without a listener a line costs one relaxed load, and is not even decoded.
+void _os_log_impl(void* /*dso*/, os_log_t /*log*/, os_log_type_t type, const char* format,
+                  uint8_t* buffer, uint32_t size) {
+  const int error = errno;
+  if (oslog::listeners.load(std::memory_order_relaxed) == 0 || !oslog::IsEnabled(type)) return;
+  oslog::Deliver(oslog::Decode(type, format, buffer, size, oslog::describer.load(), error));
+  errno = error;
+}

@@ -32,13 +32,13 @@ class Recorder {
   void clear();
 
  private:
-  friend void deliver(const Line& line);
+  friend void Deliver(const Line& line);
   std::vector<Line> lines_;
 };
 
 // Sets whether lines of a type are written; os_log_type_enabled answers the same. At the start all
 // types are but debug.
-void set_enabled(os_log_type_t type, bool enabled);
+void SetEnabled(os_log_type_t type, bool enabled);
 
 // Turns a type off while it lives, and then back to what it was.
 class Disabled {
@@ -55,13 +55,13 @@ class Disabled {
 
 // Hands each line to the function as it is written, on the thread that writes it, one at a time; a
 // line that the function itself writes is not handed to it. An empty function ends that: when
-// set_sink returns, the function set before is not running and will not run. Not to be called from
+// SetSink returns, the function set before is not running and will not run. Not to be called from
 // within a sink.
 using Sink = std::function<void(const Line&)>;
-void set_sink(Sink sink);
+void SetSink(Sink sink);
 
 // Sets how "%@" arguments become text; null for their address. The Foundation side does this when
 // it is loaded.
-void set_object_describer(ObjectDescriber describe);
+void SetObjectDescriber(ObjectDescriber describe);
 
 }  // namespace oslog

@@ -33,12 +33,12 @@ TEST(Log, AllTypesButDebugAreOnAtTheStartAndEachIsSwitchedAlone) {
   for (const os_log_type_t switched : types) {
     const bool at_start = switched != OS_LOG_TYPE_DEBUG;
     EXPECT_EQ(os_log_type_enabled(OS_LOG_DEFAULT, switched), at_start);
-    set_enabled(switched, !at_start);
+    SetEnabled(switched, !at_start);
     for (const os_log_type_t other : types) {
       EXPECT_EQ(os_log_type_enabled(OS_LOG_DEFAULT, other),
                 (other != OS_LOG_TYPE_DEBUG) != (other == switched));
     }
-    set_enabled(switched, at_start);
+    SetEnabled(switched, at_start);
   }
 }
 

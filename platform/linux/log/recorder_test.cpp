@@ -62,12 +62,12 @@ TEST(Recorder, KeepsEveryLineOfAllThreads) {
 TEST(Sink, GetsLinesAsTheyAreWrittenUntilItIsReplacedOrTakenAway) {
   std::vector<std::string> texts;
   int others = 0;
-  set_sink([&texts](const Line& line) { texts.push_back(line.typed_text()); });
+  SetSink([&texts](const Line& line) { texts.push_back(line.typed_text()); });
   os_log(OS_LOG_DEFAULT, "one");
   EXPECT_THAT(texts, ElementsAre("default: one"));
-  set_sink([&others](const Line&) { ++others; });
+  SetSink([&others](const Line&) { ++others; });
   os_log_error(OS_LOG_DEFAULT, "two");
-  set_sink(nullptr);
+  SetSink(nullptr);
   os_log(OS_LOG_DEFAULT, "three");
   EXPECT_THAT(texts, ElementsAre("default: one"));
   EXPECT_EQ(others, 1);
@@ -76,12 +76,12 @@ TEST(Sink, GetsLinesAsTheyAreWrittenUntilItIsReplacedOrTakenAway) {
 TEST(Sink, LinesItWritesItselfGoToRecordersAlone) {
   const Recorder recorder;
   int calls = 0;
-  set_sink([&calls](const Line&) {
+  SetSink([&calls](const Line&) {
     ++calls;
     os_log(OS_LOG_DEFAULT, "from the sink");
   });
   os_log(OS_LOG_DEFAULT, "line");
-  set_sink(nullptr);
+  SetSink(nullptr);
   EXPECT_EQ(calls, 1);
   EXPECT_THAT(recorder.texts(), ElementsAre("line", "from the sink"));
 }
@@ -90,7 +90,7 @@ TEST(Sink, IsNeverInTwoThreadsAtOnce) {
   std::atomic<int> inside = 0;
   std::atomic<int> overlaps = 0;
   int lines = 0;  // unguarded: the sink is called one line at a time
-  set_sink([&](const Line&) {
+  SetSink([&](const Line&) {
     if (++inside != 1) ++overlaps;
     ++lines;
     --inside;
@@ -103,7 +103,7 @@ TEST(Sink, IsNeverInTwoThreadsAtOnce) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  set_sink(nullptr);
+  SetSink(nullptr);
   EXPECT_EQ(overlaps, 0);
   EXPECT_EQ(lines, 400);
 }

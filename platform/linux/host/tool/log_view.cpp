@@ -29,12 +29,12 @@ std::string Harmless(std::string text) {
 LogView::LogView(Log log, bool show_private)
     : log_(log), show_private_(show_private ? oslog::ShowPrivate::kYes : oslog::ShowPrivate::kNo) {
   if (log_ == Log::kOff) return;
-  oslog::set_sink([this](const oslog::Line& line) {
+  oslog::SetSink([this](const oslog::Line& line) {
     if (log_ == Log::kDefault || IsError(line)) Show(line);
   });
 }
 
-LogView::~LogView() { oslog::set_sink({}); }
+LogView::~LogView() { oslog::SetSink({}); }
 
 void LogView::ShowErrors() const {
   if (log_ != Log::kOff) return;
