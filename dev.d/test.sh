@@ -11,7 +11,7 @@ stage() {
   say "$* took $((SECONDS - start)) s"
 }
 
-# Counts a command of ours as one test, in a process of its own: when it fails, the others still run.
+# Counts a command of ours as one test, in a process of its own: the others run after a failure too.
 #   step COMMAND [ARGUMENT...]
 step() {
   if "$root/dev" "$@"; then
@@ -60,7 +60,7 @@ run_bench_once() {
   fi
 }
 
-# The stages of ./dev test: the sanitizers' tree with the inspection of the macOS bundle, and the demo.
+# The stages of ./dev test. The sanitizers' tree inspects the macOS bundle too.
 test_stages() {
   stage build_macos
   stage run_tree sanitize
