@@ -7,7 +7,7 @@
 namespace kelvrin::encoding {
 namespace {
 
-const Bytes kP256 = {0x06, 0x08, 0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x07};
+const Bytes kP256Parameters = {0x06, 0x08, 0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x07};
 
 Bytes Join(const Bytes& a, const Bytes& b) {
   Bytes joined = a;
@@ -27,15 +27,15 @@ TEST(CurveSizeTest, IsUnknownForAnythingButACompleteObjectIdentifier) {
   EXPECT_EQ(CurveSize(Bytes{0x06, 0x01, 0x2a}), 0u);
   EXPECT_EQ(CurveSize(Bytes{0x06, 0x80}), 0u);
   EXPECT_EQ(CurveSize(Bytes{0x06, 0x84, 0xff, 0xff, 0xff, 0xff}), 0u);
-  EXPECT_EQ(CurveSize(Bytes(kP256.begin(), kP256.end() - 1)), 0u);
-  EXPECT_EQ(CurveSize(Join(kP256, {0x00})), 0u);
-  EXPECT_EQ(CurveSize(Join({0x30}, Bytes(kP256.begin() + 1, kP256.end()))), 0u);
+  EXPECT_EQ(CurveSize(Bytes(kP256Parameters.begin(), kP256Parameters.end() - 1)), 0u);
+  EXPECT_EQ(CurveSize(Join(kP256Parameters, {0x00})), 0u);
+  EXPECT_EQ(CurveSize(Join({0x30}, Bytes(kP256Parameters.begin() + 1, kP256Parameters.end()))), 0u);
   EXPECT_EQ(CurveSize(Brainpool(15)), 0u);
   EXPECT_EQ(CurveSize(Certicom(0x24)), 0u);
 }
 
 TEST(CurveSizeTest, KnowsTheNamedPrimeCurves) {
-  EXPECT_EQ(CurveSize(kP256), 32u);
+  EXPECT_EQ(CurveSize(kP256Parameters), 32u);
   EXPECT_EQ(CurveSize(Certicom(0x0a)), 32u);
   EXPECT_EQ(CurveSize(Certicom(0x21)), 28u);
   EXPECT_EQ(CurveSize(Certicom(0x22)), 48u);
