@@ -1,0 +1,261 @@
+// The program as its users see it.
+#include "modulecheck/testing/modulecheck_fixture.h"
+
+namespace kelvrin::modulecheck {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+// The element of which this is true; null when there is none.
+nlohmann::json With(const nlohmann::json& elements, const char* key, const char* value) {
+  const auto found = std::find_if(elements.begin(), elements.end(),
+                                  [&](const auto& element) { return element.at(key) == value; });
+  EXPECT_NE(found, elements.end()) << value;
+  return found == elements.end() ? nlohmann::json() : *found;
+}
+
+TEST_F(ModulecheckTest, WrongUsageExitsWith2) {
+  const std::vector<std::vector<std::string>> wrong = {{},
+                                                       {"--json"},
+                                                       {SoftHsm(), "more"},
+                                                       {SoftHsm(), "--loud"},
+                                                       {SoftHsm(), "--timeout", "0"},
+                                                       {SoftHsm(), "--pin-file", ""},
+                                                       {SoftHsm(), "--adapter-config", ""}};
+  for (const auto& arguments : wrong) {
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors, StartsWith("modulecheck: "));
+  }
+  EXPECT_THAT(Run({SoftHsm(), "--pin-file", ""}).errors,
+              HasSubstr("--pin-file: its value is empty"));
+}
+
+TEST_F(ModulecheckTest, HelpIsNoFailureAndTellsOfTheAdaptersConfiguration) {
+  const Outcome outcome = Run({"--help"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output, AllOf(HasSubstr("--adapter-config"), HasSubstr("reserved"),
+                                    HasSubstr("(both as far as it was")));
+}
+
+TEST_F(ModulecheckTest, AFileThatIsNoModuleIsNamedInOneLine) {
+  const std::vector<std::string> files = {folder_ / "missing", folder_.path(),
+                                          folder_.Write("text", "text"), KELVRIN_NO_MODULE,
+                                          FaultyModule("no-list")};
+  for (const std::string& file : files) {
+    const Outcome outcome = Run({file});
+    EXPECT_EQ(outcome.status, 1) << file;
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors, AllOf(StartsWith("modulecheck: "), HasSubstr(file)));
+    EXPECT_EQ(std::ranges::count(outcome.errors, '\n'), 1) << outcome.errors;
+  }
+}
+
+TEST_F(ModulecheckTest, AModuleThatDoesAllThatIsExpectedWorksAsItIs) {
+  const Outcome outcome = Run({GoodModule(), "--pin-file", PinFile()});
+  EXPECT_EQ(outcome.status, 0) << outcome.output << outcome.errors;
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_THAT(outcome.output,
+              AllOf(HasSubstr("0 met through the adapter, 0 not met"),
+                    HasSubstr("The module works as it is"), HasSubstr("Card number: 4711"),
+                    HasSubstr("key \"EC key\", object ID 0202: sign key-exchange")));
+}
+
+TEST_F(ModulecheckTest, AModuleThatDoesNotWorksWithTheAdapter) {
+  const nlohmann::json report = RunJson({SoftHsm(), "--pin-file", PinFile()});
+  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_EQ(report.at("conclusion"), "works-with-adapter");
+  EXPECT_THAT(WithVerdict(report, "not-met"), IsEmpty());
+  const nlohmann::json& search = Find(report, "second-search");
+  EXPECT_EQ(search.at("verdict"), "met-through-adapter");
+  EXPECT_EQ(search.at("asItIs").at("result"), 0x90);
+  EXPECT_EQ(search.at("asItIs").at("resultName"), "CKR_OPERATION_ACTIVE (0x90)");
+  EXPECT_THAT(search.at("rules"), ElementsAre("finished-searches"));
+  EXPECT_THAT(search.at("advice"), HasSubstr("rule finished-searches"));
+  EXPECT_EQ(VerdictOn(report, "ecdsa-der"), "met-through-adapter");
+  EXPECT_EQ(VerdictOn(report, "raw-rsa-block"), "met");
+  EXPECT_EQ(VerdictOn(report, "decrypt-pkcs1"), "met");
+  EXPECT_EQ(VerdictOn(report, "derivation"), "not-tried");
+}
+
+TEST_F(ModulecheckTest, TheProbeThatEndsTheProcessIsNamedAndTheOthersGoOn) {
+  const nlohmann::json report = RunJson({SoftHsm(), "--pin-file", PinFile()});
+  EXPECT_THAT(Find(report, "raw-rsa-too-long").at("asItIs").at("detail"),
+              HasSubstr("the module ended the process (exit status "));
+  EXPECT_EQ(AsItIs(report, "ecdsa-long-digests"), "met");
+}
+
+TEST_F(ModulecheckTest, WithoutAPinNobodyLogsInAndWhatNeedsItDoesNotCount) {
+  const nlohmann::json report = RunJson({FaultyModule("none")});
+  EXPECT_EQ(report.at("exitStatus"), 0);
+  EXPECT_EQ(Calls("C_Login"), 0u);
+  EXPECT_EQ(Calls("C_Sign"), 0u);
+  EXPECT_THAT(WithVerdict(report, "not-tried"),
+              AllOf(Contains("login"), Contains("ecdsa-der"), Contains("derivation")));
+  EXPECT_EQ(Find(report, "login").at("asItIs").at("detail"), "needs --pin-file");
+}
+
+TEST_F(ModulecheckTest, KeysAreDerivedBehindTheAdapterAlone) {
+  EXPECT_EQ(RunJson({FaultyModule("none", SoftHsm()), "--pin-file", PinFile()}).at("exitStatus"),
+            3);
+  EXPECT_EQ(Calls("C_DeriveKey"), 0u);
+
+  const std::string module = FaultyModule("none", SoftHsm());
+  const nlohmann::json report = RunJson({module, "--adapter", "--pin-file", PinFile()});
+  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_EQ(Calls("C_DeriveKey"), 2u);
+  EXPECT_EQ(VerdictOn(report, "derivation"), "met-through-adapter");
+  EXPECT_THAT(Find(report, "derivation").at("rules"), ElementsAre("derivation"));
+}
+
+TEST_F(ModulecheckTest, WithAdapterTheListingIsWhatTheExtensionWouldSee) {
+  const nlohmann::json alone = RunJson({SoftHsm()});
+  const nlohmann::json behind = RunJson({SoftHsm(), "--adapter", "--reader", "My Reader"});
+  EXPECT_EQ(alone.at("listing").at("of"), "module");
+  EXPECT_EQ(alone.at("listing").at("slots").size(), 2u);
+  EXPECT_EQ(behind.at("listing").at("of"), "adapter");
+  EXPECT_EQ(behind.at("exitStatus"), 3);
+  const nlohmann::json& listing = behind.at("listing");
+  ASSERT_EQ(listing.at("slots").size(), 1u);
+  EXPECT_EQ(listing.at("slots")[0].at("readerName"), "My Reader");
+  EXPECT_EQ(listing.at("published").at("items").size(), 4u);
+  EXPECT_EQ(VerdictOn(behind, "reader-name"), "met-through-adapter");
+}
+
+TEST_F(ModulecheckTest, WhatWouldBePublishedOrWhyNothingIsSaid) {
+  const nlohmann::json good = RunJson({GoodModule()}).at("listing").at("published");
+  ASSERT_EQ(good.at("items").size(), 4u);
+  const nlohmann::json key = With(good.at("items"), "objectId", "0201");
+  EXPECT_EQ(key.at("kind"), "key");
+  EXPECT_EQ(key.at("name"), "RSA key");
+  EXPECT_THAT(key.at("capabilities"), ElementsAre("sign", "decrypt"));
+  EXPECT_EQ(good.at("ended"), "");
+
+  const nlohmann::json bad =
+      RunJson({SoftHsm(), "--reader", "SoftHSM"}).at("listing").at("published");
+  EXPECT_TRUE(bad.at("items").empty());
+  EXPECT_THAT(bad.at("ended"), AllOf(HasSubstr("search for the public key"),
+                                     HasSubstr("CKR_OPERATION_ACTIVE (0x90)")));
+}
+
+TEST_F(ModulecheckTest, KeysAreListedWithUsageAndMechanisms) {
+  const nlohmann::json listing = RunJson({GoodModule(), "--pin-file", PinFile()}).at("listing");
+  EXPECT_EQ(listing.at("cardNumber"), "4711");
+  const nlohmann::json rsa = With(listing.at("publicKeys"), "id", "01");
+  EXPECT_EQ(rsa.at("type"), "RSA-2048");
+  EXPECT_THAT(rsa.at("usage"), ElementsAre("VERIFY", "ENCRYPT", "WRAP"));
+  EXPECT_THAT(rsa.at("allowedMechanisms"), Contains("CKM_RSA_X_509"));
+  const nlohmann::json certificate = With(listing.at("certificates"), "id", "01");
+  EXPECT_EQ(certificate.at("label"), "RSA certificate");
+  EXPECT_EQ(certificate.at("size"), card_.Read("rsa.der").size());
+  EXPECT_EQ(listing.at("privateKeys").size(), 2u);
+}
+
+TEST_F(ModulecheckTest, OfSeveralSlotsTheOneWithTheReaderNameIsPicked) {
+  const nlohmann::json listing = RunJson({SoftHsm(), "--reader", "SoftHSM slot"}).at("listing");
+  EXPECT_EQ(listing.at("picked"), 1);
+  EXPECT_THAT(listing.at("why"), HasSubstr("the first that contains"));
+  EXPECT_EQ(listing.at("fallback"), false);
+}
+
+TEST_F(ModulecheckTest, AReaderNameThatFitsNoSlotIsWarnedOf) {
+  const Outcome outcome = Run({SoftHsm(), "--reader", "No such reader"});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_THAT(outcome.output,
+              AllOf(HasSubstr("WARNING: no slot's description contains \"No such reader\""),
+                    HasSubstr("LAST slot"), HasSubstr("picks slot 2"),
+                    HasSubstr("What follows is of slot 1")));
+  EXPECT_THAT(Run({SoftHsm(), "--reader", "SoftHSM"}).output, Not(HasSubstr("WARNING")));
+}
+
+TEST_F(ModulecheckTest, SeveralSlotsWithoutAReaderNameAreARefusal) {
+  const nlohmann::json report = RunJson({SoftHsm()});
+  EXPECT_EQ(report.at("listing").at("picked"), 0);
+  EXPECT_EQ(VerdictOn(report, "reader-name"), "met-through-adapter");
+  EXPECT_EQ(report.at("listing").at("judged"), 1);
+}
+
+TEST_F(ModulecheckTest, TextsOfTheModuleCannotDisturbTheReport) {
+  const Outcome outcome = Run({FaultyModule("odd-description")});
+  EXPECT_THAT(outcome.output,
+              AllOf(HasSubstr("\"A<B &  [31m?"), HasSubstr("<string>A&lt;B &amp;  [31m?"),
+                    Not(HasSubstr("\x1b"))));
+}
+
+TEST_F(ModulecheckTest, StandardOutputHoldsTheReportAlone) {
+  const std::string module = FaultyModule("noise");
+  const Outcome outcome = Run({module, "--json"});
+  EXPECT_TRUE(nlohmann::json::accept(outcome.output));
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_THAT(Run({module}).output, AllOf(StartsWith(module), Not(HasSubstr("noise"))));
+}
+
+TEST_F(ModulecheckTest, AStandardOutputThatCannotBeWrittenIsAFailure) {
+  const Outcome outcome = host::testing::RunProgram(
+      {"/bin/sh", "-c", "exec " KELVRIN_MODULECHECK " " + SoftHsm() + " >/dev/full"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.errors, HasSubstr("standard output cannot be written"));
+}
+
+TEST_F(ModulecheckTest, TheAdaptersFolderIsGoneAfterwards) {
+  const auto temporary = folder_ / "temporary";
+  std::filesystem::create_directory(temporary);
+  setenv("TMPDIR", temporary.c_str(), 1);
+  const nlohmann::json report = RunJson({SoftHsm(), "--adapter"});
+  unsetenv("TMPDIR");
+  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_TRUE(std::filesystem::is_empty(temporary));
+}
+
+TEST_F(ModulecheckTest, WhatWasNotTriedIsNotVouchedFor) {
+  EXPECT_THAT(Run({GoodModule()}).output,
+              HasSubstr("The module works as it is, as far as it was tried."));
+  EXPECT_THAT(
+      Run({SoftHsm()}).output,
+      HasSubstr("The module works with the adapter in front of it, as far as it was tried."));
+  EXPECT_THAT(Run({GoodModule(), "--adapter", "--pin-file", PinFile()}).output,
+              HasSubstr("The module works with the adapter in front of it.\n"));
+}
+
+TEST_F(ModulecheckTest, FurtherLinesGoToTheAdaptersConfiguration) {
+  const std::string lines = folder_.Write("lines", "reader-name = Another name\n");
+  const nlohmann::json report =
+      RunJson({SoftHsm(), "--adapter", "--adapter-config", lines, "--reader", "Another"});
+  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_EQ(report.at("listing").at("slots")[0].at("readerName"), "Another name");
+}
+
+class EmptyCardTest : public ModulecheckTest {
+ protected:
+  EmptyCardTest() : ModulecheckTest({.empty = true}) {}
+};
+
+TEST_F(EmptyCardTest, ACardWithoutCertificatesDoesNotWork) {
+  const nlohmann::json report = RunJson({GoodModule(), "--pin-file", PinFile()});
+  EXPECT_EQ(report.at("exitStatus"), 1);
+  EXPECT_THAT(WithVerdict(report, "not-met"), ElementsAre("certificates", "set-up"));
+  EXPECT_EQ(VerdictOn(report, "ecdsa-der"), "not-concerned");
+}
+
+class FullCardTest : public ModulecheckTest {
+ protected:
+  FullCardTest() : ModulecheckTest({.extra_certificates = 20, .lone_certificate = true}) {}
+};
+
+TEST_F(FullCardTest, MoreCertificatesWithKeysThanAreReadCannotBeHelped) {
+  const nlohmann::json report = RunJson({SoftHsm(), "--pin-file", PinFile()});
+  EXPECT_EQ(report.at("exitStatus"), 1);
+  EXPECT_THAT(WithVerdict(report, "not-met"), ElementsAre("certificate-order"));
+  EXPECT_EQ(VerdictOn(report, "private-keys"), "met-through-adapter");
+  EXPECT_EQ(AsItIs(report, "certificate-keys"), "unmet");
+}
+
+}  // namespace
+}  // namespace kelvrin::modulecheck

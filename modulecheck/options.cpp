@@ -1,0 +1,77 @@
+#include "modulecheck/options.h"
+
+#include <CLI/CLI.hpp>
+
+#include "modulecheck/report.h"
+#include "modulecheck/text.h"
+
+namespace kelvrin::modulecheck {
+namespace {
+
+constexpr char kDescription[] =
+    "Says whether a PKCS#11 module does what the token extension expects, as it is or with the "
+    "adapter in front of it, and which reader name to configure.\n\n"
+    "Without --pin-file nobody logs in, and what takes a login is not tried. With it, keys of the "
+    "card sign and decrypt a text that means nothing; nothing on the card is changed. One wrong "
+    "PIN ends that, and a card that says that one try is left is not tried at all.";
+
+constexpr char kExitStatuses[] =
+    "Exit status: 0 the module works as it is, 3 it works with the adapter (both as far as it was "
+    "tried), 1 it does not, or nothing could be judged, 2 wrong usage.";
+
+std::string UsageError(const CLI::App* /*app*/, const CLI::Error& error) {
+  return "modulecheck: " + Printable(error.what()) + "\nRun modulecheck --help for more.\n";
+}
+
+// Refuses an option whose value is an empty text.
+const CLI::Validator& NotEmpty() {
+  static const CLI::Validator validator(
+      [](const std::string& text) { return std::string(text.empty() ? "its value is empty" : ""); },
+      "");
+  return validator;
+}
+
+void AddOptions(CLI::App* app, Options* options) {
+  app->add_option("MODULE", options->module, "The PKCS#11 module's library")->required();
+  app->add_option("--reader", options->reader_name,
+                  "Reader name, as readerName in config.plist would have it")
+      ->type_name("NAME");
+  app->add_option("--pin-file", options->pin_file, "Log in with the PIN in this file's first line")
+      ->check(NotEmpty())
+      ->type_name("FILE");
+  app->add_flag("--adapter", options->through_adapter,
+                "List and judge the module behind the adapter, with a PIN key agreement too");
+  app->add_option("--adapter-config", options->adapter_config,
+                  "File with further lines for the adapter's configuration, such as "
+                  "`reserved = ...`, `token-label = ...` or `slot-reader = ...`")
+      ->check(NotEmpty())
+      ->type_name("FILE");
+  app->add_flag("--json", options->json, "Print one JSON document");
+  app->add_option("--timeout", options->timeout, "Seconds that one probe may take")
+      ->check(CLI::Range(1, 3600))
+      ->capture_default_str()
+      ->type_name("SECONDS");
+  app->add_option("--adapter-library", options->adapter_library,
+                  "The adapter's library (default: the one beside this program)")
+      ->check(NotEmpty())
+      ->type_name("FILE")
+      ->group("");
+}
+
+}  // namespace
+
+std::variant<Options, int> Parse(int argc, char** argv) {
+  Options options;
+  CLI::App app(kDescription, "modulecheck");
+  app.footer(kExitStatuses);
+  app.failure_message(UsageError);
+  AddOptions(&app, &options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kWrongUsage;
+  }
+  return options;
+}
+
+}  // namespace kelvrin::modulecheck
