@@ -8,7 +8,7 @@
 #include <sstream>
 #include <system_error>
 
-#include "modulecheck/failure.h"
+#include "modulecheck/conclusion.h"
 #include "modulecheck/files.h"
 
 namespace kelvrin::modulecheck {
@@ -16,6 +16,20 @@ namespace {
 
 constexpr char kLibrary[] = "adapter.module";
 constexpr char kConfiguration[] = "adapter.conf";
+
+std::string MakeFolder() {
+  const char* const parent = std::getenv("TMPDIR");
+  std::string name =
+      std::string(parent != nullptr && IsFolder(parent) ? parent : "/tmp") + "/modulecheck.XXXXXX";
+  if (mkdtemp(name.data()) == nullptr) {
+    throw Failure(
+        "no folder for the adapter can be made: " + std::generic_category().message(errno),
+        Conclusion::kNotJudged);
+  }
+  return name;
+}
+
+}  // namespace
 
 bool HasKey(const std::string& lines, const std::string& key) {
   std::istringstream text(lines);
@@ -26,24 +40,6 @@ bool HasKey(const std::string& lines, const std::string& key) {
     if (next != std::string::npos && line[next] == '=') return true;
   }
   return false;
-}
-
-std::string MakeFolder() {
-  const char* const parent = std::getenv("TMPDIR");
-  std::string name =
-      std::string(parent != nullptr && IsFolder(parent) ? parent : "/tmp") + "/modulecheck.XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) {
-    throw Failure("no folder for the adapter can be made: " +
-                  std::generic_category().message(errno));
-  }
-  return name;
-}
-
-}  // namespace
-
-bool ChoosesSlot(const std::string& lines) {
-  return HasKey(lines, "token-label") || HasKey(lines, "token-serial") ||
-         HasKey(lines, "slot-reader");
 }
 
 AdapterCopy::AdapterCopy(const std::string& adapter, const std::string& module,
@@ -60,8 +56,9 @@ AdapterCopy::AdapterCopy(const std::string& adapter, const std::string& module,
   file.close();
   if (failure.empty() && file) return;
   Remove();
-  throw Failure("the adapter " + adapter + " cannot be copied" +
-                (failure.empty() ? "" : ": " + failure));
+  throw Failure(
+      "the adapter " + adapter + " cannot be copied" + (failure.empty() ? "" : ": " + failure),
+      Conclusion::kNotJudged);
 }
 
 AdapterCopy::~AdapterCopy() { Remove(); }

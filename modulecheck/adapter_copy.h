@@ -5,8 +5,8 @@
 
 namespace kelvrin::modulecheck {
 
-// Whether lines of an adapter's configuration say which slot it takes.
-bool ChoosesSlot(const std::string& lines);
+// Whether one of the lines of an adapter's configuration gives this key a value.
+bool HasKey(const std::string& lines, const std::string& key);
 
 // Lives in a folder that nobody else may look into, and goes with it.
 class AdapterCopy {
@@ -23,12 +23,13 @@ class AdapterCopy {
 
   std::string library() const;
 
+  std::string configuration() const;
+
   // A message of the adapter's with `file` in the place of the configuration's own path.
   std::string Renamed(std::string message, const std::string& file) const;
 
  private:
   void Remove() const;
-  std::string configuration() const;
 
   std::string folder_;
 };

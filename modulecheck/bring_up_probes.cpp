@@ -1,33 +1,29 @@
 // Bringing the module up, slots and the token.
 #include <algorithm>
 
-#include "p11/bringup.h"
 #include "modulecheck/probes.h"
 #include "modulecheck/text.h"
+#include "p11/bringup.h"
 
 namespace kelvrin::modulecheck {
-namespace {
 
-std::string Quoted(std::string_view text) { return "\"" + Printable(text) + "\""; }
-
-}  // namespace
-
-Judgement ProbeInitialise(Module& module) {
-  if (module.is_initialised()) return Met();
-  return Unmet("C_Initialize", module.bring_up_result());
+Judgement ProbeInitialise(ProbeContext& context) {
+  if (context.module.is_initialised()) return Met();
+  return Unmet("C_Initialize", context.module.bring_up_result());
 }
 
-Judgement ProbeInitialiseAgain(Module& module) {
-  const CK_RV result = module.p11()->C_Initialize(nullptr);
+Judgement ProbeInitialiseAgain(ProbeContext& context) {
+  const CK_RV result = context.module.p11()->C_Initialize(nullptr);
   if (result == CKR_OK || result == CKR_CRYPTOKI_ALREADY_INITIALIZED) return Met();
   return Unmet("C_Initialize", result);
 }
 
-Judgement ProbeReaderName(Module& module) {
+Judgement ProbeReaderName(ProbeContext& context) {
+  const Module& module = context.module;
   const std::string name = Quoted(module.reader_name());
   switch (module.choice().choice) {
     case Choice::kNoSlot:
-      return Unmet("the module has no slot");
+      return Unknown("the module shows no slot");
     case Choice::kOnlySlot:
       return Met("there is one slot, so no reader name is needed");
     case Choice::kMatch:
@@ -42,7 +38,8 @@ Judgement ProbeReaderName(Module& module) {
                " and no reader name: the extension refuses to choose");
 }
 
-Judgement ProbeDescription(Module& module) {
+Judgement ProbeDescription(ProbeContext& context) {
+  const Module& module = context.module;
   for (const SlotFacts& slot : module.slots()) {
     if (slot.info_result != CKR_OK) return Unmet("C_GetSlotInfo", slot.info_result);
     const std::size_t end = slot.description.find('\0');
@@ -57,36 +54,40 @@ Judgement ProbeDescription(Module& module) {
   return Met();
 }
 
-Judgement ProbeToken(Module& module) {
-  const auto& slots = module.slots();
-  const Choice choice = module.choice().choice;
-  if (std::none_of(slots.begin(), slots.end(),
-                   [](const SlotFacts& slot) { return slot.is_initialised(); })) {
-    return Unmet("no slot has an initialised token");
-  }
+Judgement ProbeToken(ProbeContext& context) {
+  const Module& module = context.module;
+  if (!module.WhyNoCard().empty()) return Unknown(module.WhyNoCard());
   if (module.open_result() != CKR_OK) return Unmet("C_OpenSession", module.open_result());
-  if (choice == Choice::kRefused) return Unmet("the extension opens no session: it picks no slot");
-  if (!slots[module.choice().index].is_initialised()) {
+  if (module.choice().choice == Choice::kRefused) {
+    return Unmet("the extension opens no session: it picks no slot");
+  }
+  if (module.judged() == 0) return Unmet("no session can be opened");
+  if (!module.slots()[module.choice().index].has_card()) {
     return Unmet("the slot that the extension picks has no initialised token");
   }
   return Met();
 }
 
-Judgement ProbeCardNumber(Module& module) {
+// What several cards share, such as "piv", is no number of one.
+Judgement ProbeCardNumber(ProbeContext& context) {
   char number[kCardNumberSize] = {};
-  const CK_RV result = get_card_no(module.p11(), module.slot(), number);
+  const CK_RV result = get_card_no(context.module.p11(), context.module.slot().id, number);
   if (result != CKR_OK) return Unmet("C_GetTokenInfo", result);
   const std::string_view text = number;
   if (text.empty()) return Unmet("the token's label begins with a blank, or is empty");
   const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
-  if (!std::all_of(text.begin(), text.end(), is_ascii)) {
+  if (!std::ranges::all_of(text, is_ascii)) {
     return Unmet("the first word of the token's label is not ASCII");
+  }
+  if (text.find_first_of("0123456789") == std::string_view::npos) {
+    return Unmet("the first word of the token's label, " + Quoted(text) +
+                 ", has no digit: cards that share it could not be told apart");
   }
   return Met("it is " + Quoted(text));
 }
 
-Judgement ProbeFinalise(Module& module) {
-  const CK_RV result = module.Finalise();
+Judgement ProbeFinalise(ProbeContext& context) {
+  const CK_RV result = context.module.Finalise();
   return result == CKR_OK ? Met() : Unmet("C_Finalize", result);
 }
 

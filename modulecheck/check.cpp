@@ -3,27 +3,37 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <optional>
 
 #include "modulecheck/adapter_copy.h"
-#include "modulecheck/channel.h"
-#include "modulecheck/comparison.h"
-#include "modulecheck/failure.h"
 #include "modulecheck/files.h"
-#include "modulecheck/phase.h"
+#include "modulecheck/left_out.h"
+#include "modulecheck/login.h"
 #include "modulecheck/text.h"
 #include "modulecheck/verdict.h"
+#include "modulecheck/worker.h"
+#include "modulecheck/worker_process.h"
 
 namespace kelvrin::modulecheck {
 namespace {
 
-constexpr char kNeverAsItIs[] = "never tried without the adapter";
+using nlohmann::json;
+
 // How the adapter begins what it says on standard error.
 constexpr char kAdapterSays[] = "Kelvrin adapter: ";
+
+// What is known of the PIN. A run makes one failed login at most.
+enum class LoginState {
+  kUntried,
+  kAccepted,
+  kOver,  // refused, withheld, or nobody knows what became of the login
+};
 
 // Where the module is, without following a link in its own name: it may look at that.
 std::string Locate(const std::string& module) {
   if (!Exists(module)) throw Failure("there is no file " + module);
-  if (IsFolder(module)) throw Failure(module + " is a folder");
+  if (!IsPlainFile(module)) throw Failure(module + " is no plain file");
   std::string absolute = AbsolutePath(module);
   const std::string parent = RealPath(ParentOf(absolute));
   if (parent.empty()) return absolute;
@@ -32,230 +42,269 @@ std::string Locate(const std::string& module) {
 
 std::string ReadText(const std::string& path) {
   if (path.empty()) return "";
-  std::ifstream file(path, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  if (!file || IsFolder(path)) throw Failure("the file " + path + " cannot be read");
-  return text;
+  std::string text;
+  if (IsPlainFile(path)) {
+    std::ifstream file(path, std::ios::binary);
+    text.assign(std::istreambuf_iterator<char>(file), {});
+    if (file) return text;
+  }
+  throw Failure("the file " + path + " cannot be read", Conclusion::kWrongUsage);
 }
 
-bool IsToBeTriedBehindAdapter(const Judgement& as_it_is) {
-  return as_it_is.outcome == Outcome::kUnmet || as_it_is.outcome == Outcome::kUnknown ||
-         as_it_is.outcome == Outcome::kNotConcerned;
+// The last line of standard error that begins so; empty when there is none.
+std::string LastLine(const std::vector<std::string>& lines, std::string_view beginning) {
+  const auto found = std::find_if(lines.rbegin(), lines.rend(), [&](const std::string& line) {
+    return line.starts_with(beginning);
+  });
+  return found == lines.rend() ? "" : *found;
 }
+
+// What a worker found, with a judgement for every expectation.
+struct Phase {
+  json listing = json::object();
+  std::map<std::string, Judgement> results;
+  std::optional<json> not_judged;
+  std::vector<std::string> errors;
+  bool has_crashed = false;
+
+  const json* judged_slot() const {
+    const std::size_t number = listing.value("judged", std::size_t{0});
+    return number == 0 ? nullptr : &listing.at("slots").at(number - 1);
+  }
+  bool is_met(std::string_view name) const {
+    return results.at(std::string(name)).outcome == Outcome::kMet;
+  }
+  // Nobody knows anything behind an adapter that cannot be used.
+  void Forget(const std::string& why) {
+    for (const Expectation& expectation : Expectations()) {
+      results[std::string(expectation.name)] = Unknown(why);
+    }
+  }
+};
 
 class Run {
  public:
   Run(const CheckOrder& order, const Secret* pin)
       : order_(order),
         pin_(pin),
-        login_(pin == nullptr ? LoginState::kNoPin : LoginState::kUntried),
         module_(Locate(order.module)),
-        lines_(ReadText(order.adapter_config)) {
-    report_.module = module_;
-    report_.reader_name = order.reader_name;
-  }
+        lines_(ReadText(order.adapter_config)),
+        start_(std::chrono::steady_clock::now()) {}
 
-  Report Make() {
-    AsItIs();
-    std::vector<std::string> steps = StepsBehindAdapter();
-    if (!steps.empty()) BehindAdapter(std::move(steps));
-    TakeListing();
-    for (const Expectation& expectation : Expectations()) Judge(expectation);
-    report_.conclusion = Conclude(report_.expectations);
-    return report_;
+  json Make() {
+    as_it_is_ = Go({.library = module_}, order_.time / 2.0);
+    not_judged_ = as_it_is_.not_judged;
+    // A card that shows only behind the adapter is not the one that the PIN is of.
+    if (not_judged_) login_ = LoginState::kOver;
+    if (NeedsAdapter()) BehindAdapter();
+    json report = {{"module", module_}, {"reader", order_.reader_name}};
+    report["expectations"] = Judge();
+    report["leftOutByAdapter"] = json::array();
+    if (behind_) report["leftOutByAdapter"] = LeftOut(as_it_is_.listing, behind_->listing);
+    WarnOfSlots();
+    const bool shows_behind =
+        behind_ && (order_.through_adapter ||
+                    (as_it_is_.judged_slot() == nullptr && behind_->judged_slot() != nullptr));
+    report["listing"] = shows_behind ? behind_->listing : as_it_is_.listing;
+    report["listing"]["of"] = shows_behind ? "adapter" : "module";
+    report["warnings"] = warnings_;
+    const Conclusion conclusion = Conclude(verdicts_, !not_judged_);
+    if (not_judged_) report["notJudged"] = *not_judged_;
+    report["conclusion"] = conclusion;
+    report["exitStatus"] = static_cast<int>(conclusion);
+    return report;
   }
 
  private:
-  PhaseResult Go(const std::string& library, std::vector<std::string> steps) {
-    PhaseResult result =
-        RunPhase({order_.program, library, order_.reader_name, std::move(steps), order_.patience},
-                 pin_, &login_);
-    for (const std::string& warning : result.warnings) Warn(warning);
-    return result;
+  // Runs a worker until so long after the start.
+  Phase Go(WorkerOrder order, std::chrono::duration<double> time) {
+    order.reader_name = order_.reader_name;
+    order.log_in = pin_ != nullptr && login_ != LoginState::kOver;
+    using Clock = std::chrono::steady_clock;
+    const WorkerResult worker =
+        RunWorkerProcess(order_.program, ToArguments(order), order.log_in ? pin_ : nullptr,
+                         start_ + std::chrono::duration_cast<Clock::duration>(time));
+    const json document = worker.document.is_object() ? worker.document : json::object();
+    if (document.contains("failure")) FailToLoad(order, worker);
+    Phase phase;
+    phase.errors = worker.errors;
+    phase.has_crashed = !worker.ending.empty();
+    phase.listing = document.value("listing", json::object());
+    phase.results = document.value("results", json::object()).get<decltype(phase.results)>();
+    if (document.contains("notJudged")) phase.not_judged = document.at("notJudged");
+    for (const json& warning : document.value("warnings", json::array())) Warn(warning);
+    const std::string login = document.value("login", "none");
+    if (login != "none") {
+      login_ = login == "accepted" ? LoginState::kAccepted : LoginState::kOver;
+    }
+    if (phase.has_crashed) {
+      const std::string step = document.value("step", std::string(kBringUpStep));
+      const std::string where = order.is_adapter ? "behind the adapter " : "";
+      Warn(where + "the check ended in the step " + step + ": " + worker.ending);
+      phase.results[step == kBringUpStep ? std::string(kInitialise) : step] = Unmet(worker.ending);
+    }
+    Complete(order, &phase);
+    return phase;
   }
 
-  void AsItIs() {
-    std::vector<std::string> steps = {std::string(kListingStep)};
+  // The linker's own reason, where there is one.
+  [[noreturn]] void FailToLoad(const WorkerOrder& order, const WorkerResult& worker) const {
+    constexpr std::string_view kLoader = "kvdl_dlopen failed: ";
+    std::string reason = worker.document.at("failure");
+    if (!worker.errors.empty()) reason = worker.errors.back();
+    if (reason.starts_with(kLoader)) reason.erase(0, kLoader.size());
+    if (!order.is_adapter) throw Failure(module_ + " is no PKCS#11 module: " + reason);
+    throw Failure("the adapter " + order_.adapter + " cannot be used: " + reason,
+                  Conclusion::kNotJudged);
+  }
+
+  void Complete(const WorkerOrder& order, Phase* phase) const {
     for (const Expectation& expectation : Expectations()) {
-      if (expectation.needs != Needs::kLoginToAdapter) steps.emplace_back(expectation.name);
-    }
-    as_it_is_ = Go(module_, std::move(steps));
-    if (!as_it_is_.failure.empty()) {
-      throw Failure(module_ + " is no PKCS#11 module: " + as_it_is_.failure);
+      const std::string name(expectation.name);
+      if (NeedsLogin(expectation) && pin_ == nullptr) {
+        phase->results[name] = NotTried("needs --pin-file");
+      } else if (expectation.needs == Needs::kLoginToAdapter && !order.derives) {
+        phase->results[name] = NotTried("needs --adapter");
+      } else {
+        phase->results.try_emplace(name, Unknown("not reached"));
+      }
     }
   }
 
-  // None when there is nothing to be found out there.
-  std::vector<std::string> StepsBehindAdapter() const {
-    std::vector<std::string> steps = {std::string(kListingStep)};
-    bool is_needed = order_.through_adapter;
-    bool needs_login = false;
-    for (const Expectation& expectation : Expectations()) {
-      const auto found = as_it_is_.judgements.find(std::string(expectation.name));
-      if (expectation.needs == Needs::kNothing) {
-        // Whether the adapter comes up is asked always.
-        steps.emplace_back(expectation.name);
-        is_needed |= found->second.outcome != Outcome::kMet;
-        continue;
-      }
-      if (found != as_it_is_.judgements.end()) {
-        const Outcome outcome = found->second.outcome;
-        is_needed |= outcome == Outcome::kUnmet || outcome == Outcome::kUnknown;
-        if (!order_.through_adapter && !IsToBeTriedBehindAdapter(found->second)) continue;
-      } else if (!order_.through_adapter) {
-        continue;
-      }
-      needs_login |= NeedsLogin(expectation);
-      steps.emplace_back(expectation.name);
-    }
-    if (!is_needed) return {};
-    // A login there is judged too.
-    const std::string login(kLoginName);
-    if (needs_login && std::find(steps.begin(), steps.end(), login) == steps.end()) {
-      const auto first = std::find_if(steps.begin(), steps.end(), [](const std::string& step) {
-        const Expectation* const expectation = FindExpectation(step);
-        return expectation != nullptr && NeedsLogin(*expectation);
-      });
-      steps.insert(first, login);
-    }
-    return steps;
+  bool NeedsAdapter() const {
+    return order_.through_adapter || std::ranges::any_of(as_it_is_.results, [](const auto& result) {
+             return result.second.outcome == Outcome::kUnmet ||
+                    result.second.outcome == Outcome::kUnknown;
+           });
   }
 
-  void BehindAdapter(std::vector<std::string> steps) {
-    if (order_.adapter.empty()) {
-      Blame("the adapter's library was not found: the module was judged without it",
-            "install the adapter's library beside this program");
+  void BehindAdapter() {
+    behind_.emplace();
+    if (not_judged_ && not_judged_->at("reason") == "card-pulled") {
+      behind_->Forget("the card was pulled");
       return;
     }
-    const AdapterCopy copy(order_.adapter, module_, order_.reader_name, lines_);
-    if (ChoosesSlot(lines_)) KeepPinFromAnotherToken(copy.library());
-    PhaseResult result = Go(copy.library(), std::move(steps));
-    const std::string configuration =
+    if (order_.adapter.empty()) {
+      Blame("the adapter's library was not found: install it beside this program");
+      return;
+    }
+    std::string lines = lines_;
+    if (!as_it_is_.is_met(kCardNumber) && !HasKey(lines, "card-number")) {
+      lines += "\ncard-number = serial\n";
+    }
+    const AdapterCopy copy(order_.adapter, module_, order_.reader_name, lines);
+    WorkerOrder order = {.library = copy.library(), .is_adapter = true};
+    order.derives = order_.through_adapter;
+    if (const json* const slot = as_it_is_.judged_slot()) {
+      order.serial = slot->at("serial");
+      order.label = slot->at("label");
+    }
+    behind_ = Go(order, order_.time);
+    TakeTrouble(copy);
+  }
+
+  // What stands in the way behind the adapter: is it the module, or the adapter's configuration?
+  void TakeTrouble(const AdapterCopy& copy) {
+    const std::string said = LastLine(behind_->errors, kAdapterSays);
+    const bool names_configuration = said.find(copy.configuration()) != std::string::npos;
+    const std::string file =
         order_.adapter_config.empty() ? "its configuration" : order_.adapter_config;
-    if (!result.failure.empty()) {
-      throw Failure("the adapter " + order_.adapter +
-                    " cannot be used: " + copy.Renamed(result.failure, configuration));
+    const std::string why = copy.Renamed(said.empty() ? "" : ": " + said, Printable(file));
+    if (!behind_->is_met(kInitialise)) {
+      const bool is_adapters = as_it_is_.is_met(kInitialise) || names_configuration;
+      if (!behind_->has_crashed && is_adapters) Blame("the adapter does not come up" + why);
+      return;
     }
-    // The adapter says on standard error why it does not come up, or shows no slot.
-    const std::string reason = copy.Renamed(result.last_error, configuration);
-    Judgement& initialise = result.judgements["initialise"];
-    if (initialise.outcome != Outcome::kMet) {
-      if (!reason.empty()) initialise.detail = reason;
-      Blame("the adapter does not come up" +
-                (initialise.detail.empty() ? "" : ": " + initialise.detail),
-            CureOfStart(reason));
-    } else if (KeysFitNoToken(result)) {
-      Blame("the adapter shows no slot" + (reason.empty() ? "" : ": " + reason),
-            "let the keys that choose the slot, in " + Printable(order_.adapter_config) +
-                ", fit a token that is there");
+    const bool is_card_missing =
+        behind_->not_judged && behind_->not_judged->at("reason") == "no-card";
+    if (is_card_missing && as_it_is_.judged_slot() != nullptr) {
+      Blame("the adapter shows no card: none that is there fits " + Printable(file) + why);
+    } else if (!not_judged_) {
+      not_judged_ = behind_->not_judged;
     }
-    behind_ = std::move(result);
   }
 
-  // The PIN is of the token that is judged as it is. Where the adapter's keys choose another one,
-  // nobody logs in behind it.
-  void KeepPinFromAnotherToken(const std::string& library) {
-    if (login_ == LoginState::kNoPin || login_ == LoginState::kOver || !as_it_is_.listing) return;
-    const PhaseResult look = Go(library, {std::string(kListingStep)});
-    if (!look.listing || AnotherTokenWarning(&*as_it_is_.listing, &*look.listing).empty()) return;
-    login_ = LoginState::kOver;
-    Warn(
-        "not logged in behind the adapter: its keys choose another token, and the PIN is not that "
-        "one's");
+  void Blame(const std::string& why) {
+    behind_->Forget(why);
+    if (!not_judged_) not_judged_ = {{"reason", "adapter"}, {"text", why}};
   }
 
-  // What the adapter says is of its configuration; else it is the module that does not come up.
-  std::string CureOfStart(const std::string& reason) const {
-    if (!reason.starts_with(kAdapterSays)) {
-      return "give the adapter's configuration what the module needs, such as `reserved = ...` "
-             "(see --adapter-config)";
+  json Judge() {
+    json all = json::array();
+    for (const Expectation& expectation : Expectations()) {
+      const std::string name(expectation.name);
+      const Judgement& as_it_is = as_it_is_.results.at(name);
+      std::optional<Judgement> behind;
+      if (behind_) behind = behind_->results.at(name);
+      const Verdict verdict = Decide(expectation, as_it_is, behind, order_.through_adapter);
+      verdicts_.push_back(verdict);
+      const bool helps =
+          verdict == Verdict::kThroughAdapter && as_it_is.outcome != Outcome::kUnknown;
+      json one = {{"name", name},
+                  {"topic", expectation.topic},
+                  {"expects", expectation.sentence},
+                  {"verdict", verdict},
+                  {"rules", helps ? RuleNames(expectation) : std::vector<std::string>()},
+                  {"asItIs", as_it_is},
+                  {"advice", Advise(expectation, verdict, as_it_is.outcome)}};
+      if (behind) one["throughAdapter"] = *behind;
+      all.push_back(one);
     }
-    return order_.adapter_config.empty() ? "mend what the warning says of it"
-                                         : "correct " + Printable(order_.adapter_config);
+    return all;
   }
 
-  // Whether there are tokens, and the configuration's keys leave none of them.
-  bool KeysFitNoToken(const PhaseResult& behind) const {
-    if (!ChoosesSlot(lines_) || !behind.listing || !behind.listing->slots.empty()) return false;
-    // A module that does not come up as it is shows none.
-    if (!as_it_is_.listing || as_it_is_.judgements.at("initialise").outcome != Outcome::kMet) {
-      return true;
+  // A reader name that no slot has, and two different tokens, which would go by without a word.
+  void WarnOfSlots() {
+    const Phase* const phases[] = {&as_it_is_, behind_ ? &*behind_ : nullptr};
+    for (const Phase* const phase : phases) {
+      if (phase == nullptr || !phase->listing.value("fallback", false)) continue;
+      const json& last = phase->listing.at("slots").back();
+      Warn("no slot's description contains " + Quoted(order_.reader_name) + ": " +
+           (phase == &as_it_is_ ? "" : "behind the adapter ") +
+           "the extension would use the LAST slot, " +
+           Quoted(last.at("readerName").get<std::string>()) + ", without a word");
     }
-    const auto& slots = as_it_is_.listing->slots;
-    return std::any_of(slots.begin(), slots.end(),
-                       [](const SlotListing& slot) { return slot.initialised; });
-  }
-
-  // Nobody knows what the adapter would do until the cure is done.
-  void Blame(const std::string& warning, const std::string& cure) {
-    report_.adapter_failed = true;
-    cure_ = cure;
-    Warn(warning);
-  }
-
-  // The listing of what is judged, or of what came up.
-  void TakeListing() {
-    const bool came_up = as_it_is_.listing && as_it_is_.listing->judged != 0;
-    const bool came_up_behind = behind_ && behind_->listing && behind_->listing->judged != 0;
-    report_.behind_adapter = order_.through_adapter || (!came_up && came_up_behind);
-    const PhaseResult* const shown = report_.behind_adapter && behind_ ? &*behind_ : &as_it_is_;
-    if (shown->listing) report_.listing = *shown->listing;
-    report_.private_keys = shown->private_keys;
-    const Listing* const alone = as_it_is_.listing ? &*as_it_is_.listing : nullptr;
-    const Listing* const behind = behind_ && behind_->listing ? &*behind_->listing : nullptr;
-    for (const std::string& warning :
-         FallbackWarnings(order_.reader_name, alone, behind, ChoosesSlot(lines_))) {
-      Warn(warning);
+    const json* const one = as_it_is_.judged_slot();
+    const json* const other = behind_ ? behind_->judged_slot() : nullptr;
+    if (one == nullptr || other == nullptr ||
+        IsSameToken(one->at("serial"), one->at("label"), other->at("serial"), other->at("label"))) {
+      return;
     }
-    const std::string another = AnotherTokenWarning(alone, behind);
-    if (!another.empty()) Warn(another);
-  }
-
-  void Judge(const Expectation& expectation) {
-    const std::string name(expectation.name);
-    ExpectationReport judged = {.expectation = &expectation};
-    const auto alone = as_it_is_.judgements.find(name);
-    if (alone != as_it_is_.judgements.end()) {
-      judged.as_it_is = alone->second;
-    } else if (order_.through_adapter) {
-      judged.as_it_is = NotTried(pin_ == nullptr ? "needs --pin-file" : kNeverAsItIs);
-    } else {
-      judged.as_it_is =
-          NotTried(pin_ == nullptr ? "needs --adapter and --pin-file" : "needs --adapter");
-    }
-    if (behind_ && behind_->judgements.contains(name)) {
-      judged.through_adapter = behind_->judgements.at(name);
-    }
-    judged.verdict = Decide(judged.as_it_is, judged.through_adapter, order_.through_adapter);
-    judged.advice = Advise(judged, cure_);
-    // What an adapter that cannot be used leaves open was not tried there.
-    if (report_.adapter_failed && judged.verdict == Verdict::kNotMet && judged.through_adapter &&
-        judged.through_adapter->outcome == Outcome::kUnknown) {
-      judged.through_adapter.reset();
-    }
-    report_.expectations.push_back(judged);
+    const auto token = [](const json& slot) {
+      return "the token " + Quoted(slot.at("label").get<std::string>()) + ", serial number " +
+             Quoted(slot.at("serial").get<std::string>());
+    };
+    Warn("two different tokens were judged: as it is " + token(*one) + "; behind the adapter " +
+         token(*other));
   }
 
   void Warn(const std::string& warning) {
-    auto& warnings = report_.warnings;
-    if (std::find(warnings.begin(), warnings.end(), warning) == warnings.end()) {
-      warnings.push_back(warning);
-    }
+    if (std::ranges::find(warnings_, warning) == warnings_.end()) warnings_.push_back(warning);
   }
 
   const CheckOrder& order_;
   const Secret* pin_;
-  LoginState login_;
+  LoginState login_ = LoginState::kUntried;
   std::string module_;
   std::string lines_;
-  PhaseResult as_it_is_;
-  std::optional<PhaseResult> behind_;
-  std::string cure_;  // of what the adapter could not be used for; else empty
-  Report report_;
+  std::chrono::steady_clock::time_point start_;
+  Phase as_it_is_;
+  std::optional<Phase> behind_;
+  std::optional<json> not_judged_;
+  std::vector<std::string> warnings_;
+  std::vector<Verdict> verdicts_;
 };
 
 }  // namespace
 
-Report Check(const CheckOrder& order, const Secret* pin) { return Run(order, pin).Make(); }
+json Check(const CheckOrder& order, const Secret* pin) { return Run(order, pin).Make(); }
+
+json FailureReport(const CheckOrder& order, const Failure& failure) {
+  return {{"module", order.module},
+          {"reader", order.reader_name},
+          {"failure", Printable(failure.what())},
+          {"conclusion", failure.conclusion()},
+          {"exitStatus", static_cast<int>(failure.conclusion())}};
+}
 
 }  // namespace kelvrin::modulecheck

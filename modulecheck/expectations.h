@@ -14,35 +14,40 @@ namespace kelvrin::modulecheck {
 enum class Needs {
   kNothing,         // judged whatever the module is like
   kInitialised,     // a module that is initialised
-  kToken,           // a session on a token
+  kToken,           // a session on a card
   kLogin,           // a session that is logged in
-  kLoginToAdapter,  // the same, through the adapter alone
+  kLoginToAdapter,  // the same, and only behind the adapter, where that is what is judged
 };
+
+// Whether the adapter has anything to do with it.
+enum class Help { kNone, kAlways, kByRules };
 
 struct Expectation {
   std::string_view name;      // in the JSON report
   std::string_view topic;     // the heading in the report for people
   std::string_view sentence;  // what is expected
   Needs needs;
-  Probe probe;  // null for the login itself
-  // The adapter's rules that bring it about; none when it has nothing to do with it.
-  std::vector<adapter::Rule> rules;
-  std::string_view advice;  // one sentence for when the adapter does not help either
+  Probe probe;  // null for what the worker itself judges
+  Help help;
+  std::vector<adapter::Rule> rules;  // the switchable ones that bring it about, with kByRules
+  std::string_view advice;           // one sentence for when the adapter does not help either
 };
 
-// The name of the expectation that the PIN is accepted, which the login itself judges.
-inline constexpr std::string_view kLoginName = "login";
+// The names of those that the worker itself judges.
+inline constexpr std::string_view kListing = "listing";
+inline constexpr std::string_view kSetUp = "set-up";
+inline constexpr std::string_view kLogin = "login";
+// Those in which a worker finds itself when the module does not come up, and at the end.
+inline constexpr std::string_view kInitialise = "initialise";
+inline constexpr std::string_view kCardNumber = "card-number";
 
 // All of them, in the order in which they are judged: those that want a login come last, and
 // finalising ends it.
 std::span<const Expectation> Expectations();
 
-// Null when there is none of that name.
-const Expectation* FindExpectation(std::string_view name);
-
 bool NeedsLogin(const Expectation& expectation);
 
-// The names of the rules as the adapter's configuration has them: "raw-rsa, missing-raw-rsa".
-std::string RuleNames(const std::vector<adapter::Rule>& rules);
+// The names of the rules as the adapter's configuration has them.
+std::vector<std::string> RuleNames(const Expectation& expectation);
 
 }  // namespace kelvrin::modulecheck

@@ -44,7 +44,11 @@ bool WriteAll(int descriptor, const char* bytes, std::size_t size) {
 
 bool Exists(const std::string& path) { return TypeOf(path) != 0; }
 bool IsFolder(const std::string& path) { return TypeOf(path) == S_IFDIR; }
-bool IsFile(const std::string& path) { return TypeOf(path) == S_IFREG; }
+bool IsPlainFile(const std::string& path) { return TypeOf(path) == S_IFREG; }
+bool IsPlainFile(int descriptor) {
+  struct stat facts = {};
+  return fstat(descriptor, &facts) == 0 && S_ISREG(facts.st_mode);
+}
 
 std::string AbsolutePath(const std::string& path) {
   if (path.starts_with('/')) return path;

@@ -8,7 +8,9 @@ namespace kelvrin::modulecheck {
 // Whether the path leads to anything, to a folder, to a plain file. Links are followed.
 bool Exists(const std::string& path);
 bool IsFolder(const std::string& path);
-bool IsFile(const std::string& path);
+bool IsPlainFile(const std::string& path);
+// Whether the descriptor is a plain file's.
+bool IsPlainFile(int descriptor);
 
 // The path as seen from the process's working folder; as it is when that has no path.
 std::string AbsolutePath(const std::string& path);

@@ -12,6 +12,13 @@ NLOHMANN_JSON_SERIALIZE_ENUM(Outcome, {{Outcome::kUnknown, "unknown"},
                                        {Outcome::kNotConcerned, "not-concerned"},
                                        {Outcome::kNotTried, "not-tried"}})
 
+std::string Seen(const Judgement& judgement) {
+  std::string text;
+  if (judgement.result) text = judgement.call + " gave " + ResultText(*judgement.result);
+  if (judgement.detail.empty()) return text;
+  return text.empty() ? judgement.detail : text + ", " + judgement.detail;
+}
+
 void to_json(nlohmann::json& json, const Judgement& judgement) {
   json = {{"outcome", judgement.outcome}};
   if (!judgement.call.empty()) json["call"] = judgement.call;

@@ -39,6 +39,9 @@ inline Judgement Unknown(std::string detail) {
   return {Outcome::kUnknown, "", {}, std::move(detail)};
 }
 
+// What was seen, in one line: "C_Sign gave CKR_DEVICE_ERROR (0x30), of 51 bytes".
+std::string Seen(const Judgement& judgement);
+
 // As JSON: outcome, call, result (a number), resultName, detail; empty ones are left out.
 void to_json(nlohmann::json& json, const Judgement& judgement);
 // Throws nlohmann::json::exception when it is none.

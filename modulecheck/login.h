@@ -2,34 +2,28 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
-#include "modulecheck/channel.h"
+#include "encoding/secret.h"
 #include "modulecheck/judgement.h"
 #include "modulecheck/module.h"
-#include "modulecheck/secret.h"
 
 namespace kelvrin::modulecheck {
 
-// Logs in at most once, and not at all where the token says that its last try would be used up, or
-// where it may be another card's PIN: of several readers none has the name that was given, or there
-// are several cards and no name was.
-class Login {
- public:
-  // All must outlive the object.
-  Login(const Module& module, const Channel& channel, Secret& pin)
-      : module_(module), channel_(channel), pin_(pin) {}
+using encoding::Secret;
 
-  // Logs in the first time that it is called; always the same answer.
-  const Judgement& Judge();
-  bool is_tried() const { return judgement_.has_value(); }
+// Why the PIN is not to be entered: it may be another card's, or it would take the card's last try.
+// Empty when it may be. `serial` and `label` are of the token that the PIN is known to belong to;
+// empty when none is known.
+std::string WhyToWithhold(const Module& module, const std::string& serial,
+                          const std::string& label);
 
- private:
-  Judgement LogIn() const;
+// Whether the results of C_Login say that it is the PIN that is wrong.
+bool IsWrongPin(CK_RV result);
 
-  const Module& module_;
-  const Channel& channel_;
-  Secret& pin_;
-  std::optional<Judgement> judgement_;
-};
+// Whether two slots' serial numbers and labels are of one token, as far as they tell. Behind the
+// adapter the serial number may stand in front of the label.
+bool IsSameToken(const std::string& serial, const std::string& label,
+                 const std::string& serial_behind, const std::string& label_behind);
 
 }  // namespace kelvrin::modulecheck

@@ -1,18 +1,38 @@
 #include "modulecheck/module.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
+#include "modulecheck/conclusion.h"
+#include "modulecheck/text.h"
 #include "p11/bringup.h"
-#include "modulecheck/failure.h"
 
 namespace kelvrin::modulecheck {
 namespace {
 
-constexpr CK_FLAGS kReadWrite = CKF_SERIAL_SESSION | CKF_RW_SESSION;
 // More slots than any module has.
 constexpr CK_ULONG kMaxSlots = 1024;
 
+constexpr CK_FLAGS kReadWrite = CKF_SERIAL_SESSION | CKF_RW_SESSION;
+
+// Opens a session as the extension does, or a read-only one where the module has no other.
+CK_RV Open(CK_FUNCTION_LIST* p11, CK_SLOT_ID slot, CK_SESSION_HANDLE* session) {
+  const CK_RV result = p11->C_OpenSession(slot, kReadWrite, nullptr, nullptr, session);
+  if (result == CKR_OK) return result;
+  const bool is_open =
+      p11->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, session) == CKR_OK;
+  return is_open ? CKR_OK : result;
+}
+
 }  // namespace
+
+std::string SlotFacts::reader_name() const {
+  const auto* const bytes = reinterpret_cast<const CK_BYTE*>(description.data());
+  return Printable(Field({bytes, description.size()}));
+}
+std::string SlotFacts::label() const { return Printable(Field(token.label)); }
+std::string SlotFacts::serial() const { return Printable(Field(token.serialNumber)); }
 
 Module::Module(const std::string& library, const std::string& reader_name)
     : reader_name_(reader_name) {
@@ -49,37 +69,79 @@ void Module::ListSlots() {
   choice_ = ChooseSlot(descriptions, reader_name_);
 }
 
+// Judges the slot that the bring-up took, which may be another one than a second look would pick.
 void Module::FindSession(CK_SLOT_ID slot) {
+  if (slots_.empty()) return;
   if (result_ == CKR_OK) {
-    for (std::size_t i = 0; i < slots_.size(); ++i) {
-      if (slots_[i].id == slot) judged_ = i + 1;
+    const auto taken =
+        std::ranges::find_if(slots_, [&](const SlotFacts& known) { return known.id == slot; });
+    if (taken == slots_.end()) return;
+    choice_.index = static_cast<std::size_t>(taken - slots_.begin());
+    if (taken->has_card()) {
+      judged_ = choice_.index + 1;
+      return;
     }
-    if (judged_ != 0) return;
+    p11_->C_CloseSession(session_);
   }
-  if (result_ == INIT_ERR_SESSION && !slots_.empty()) {
+  if (result_ == INIT_ERR_SESSION) {
     open_result_ =
         p11_->C_OpenSession(slots_[choice_.index].id, kReadWrite, nullptr, nullptr, &session_);
+    if (open_result_ == CKR_OK) p11_->C_CloseSession(session_);
   }
-  for (std::size_t i = 0; i < slots_.size(); ++i) {
-    if (!slots_[i].is_initialised() ||
-        p11_->C_OpenSession(slots_[i].id, kReadWrite, nullptr, nullptr, &session_) != CKR_OK) {
-      continue;
-    }
-    judged_ = i + 1;
+  if (IsSlotNamed()) {
+    TakeSlot(choice_.index);
     return;
+  }
+  for (std::size_t i = 0; i < slots_.size() && !TakeSlot(i); ++i) {
   }
 }
 
-ProbeSession::ProbeSession(const Module& module) : module_(module), handle_(module.session()) {
+bool Module::IsSlotNamed() const {
+  return choice_.choice == Choice::kMatch || choice_.choice == Choice::kOnlySlot;
+}
+
+std::string Module::WhyNoCard() const {
+  if (!is_initialised() || judged_ != 0) return "";
+  if (slots_.empty()) return "the module shows no slot, as without a reader";
+  if (!IsSlotNamed()) {
+    const bool has_any = std::ranges::any_of(slots_, &SlotFacts::has_card);
+    return has_any ? "" : "no slot has a card, or none that is initialised";
+  }
+  const SlotFacts& named = slots_[choice_.index];
+  if (named.has_card()) return "";
+  return "slot " + std::to_string(choice_.index + 1) + ", \"" + named.reader_name() +
+         "\", has no card, or none that is initialised";
+}
+
+bool Module::TakeSlot(std::size_t index) {
+  const bool is_taken =
+      slots_[index].has_card() && Open(p11_, slots_[index].id, &session_) == CKR_OK;
+  if (is_taken) judged_ = index + 1;
+  return is_taken;
+}
+
+bool Module::IsCardGone() const {
+  CK_TOKEN_INFO token = {};
+  return p11_->C_GetTokenInfo(slot().id, &token) != CKR_OK ||
+         std::memcmp(token.serialNumber, slot().token.serialNumber, sizeof(token.serialNumber)) !=
+             0;
+}
+
+CK_RV Module::Finalise() {
+  if (judged_ != 0) p11_->C_CloseSession(session_);
+  return p11_->C_Finalize(nullptr);
+}
+
+Session::Session(const Module& module) : module_(module), handle_(module.session()) {
   CK_SESSION_HANDLE handle = CK_INVALID_HANDLE;
-  if (module.p11()->C_OpenSession(module.slot(), kReadWrite, nullptr, nullptr, &handle) == CKR_OK) {
+  if (Open(module.p11(), module.slot().id, &handle) == CKR_OK) {
     handle_ = handle;
   } else {
     module.p11()->C_FindObjectsFinal(handle_);
   }
 }
 
-ProbeSession::~ProbeSession() {
+Session::~Session() {
   if (handle_ != module_.session()) {
     module_.p11()->C_CloseSession(handle_);
   } else {

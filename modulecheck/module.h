@@ -7,9 +7,14 @@
 #include <vector>
 
 #include "modulecheck/slot_choice.h"
-#include "modulecheck/text.h"
 
 namespace kelvrin::modulecheck {
+
+// A call that is needed and that the module refused.
+struct CallFailed {
+  std::string call;
+  CK_RV result;
+};
 
 // A slot and its token.
 struct SlotFacts {
@@ -19,17 +24,21 @@ struct SlotFacts {
   CK_RV token_result = CKR_OK;  // of C_GetTokenInfo
   CK_TOKEN_INFO token = {};     // all zero when that failed
 
-  bool is_initialised() const {
+  bool has_card() const {
     return token_result == CKR_OK && (token.flags & CKF_TOKEN_INITIALIZED) != 0;
   }
+  std::string reader_name() const;  // the description without its padding, printable
+  std::string label() const;        // the token's, printable
+  std::string serial() const;
 };
 
-// Lives as long as the process: nothing is unloaded, and finalised only by Finalise.
+// Lives as long as the process: nothing is unloaded.
 class Module {
  public:
   // Loads the library, initialises it with C_Initialize(NULL), lists the slots and opens a session
-  // on the one that the extension picks. Where the extension gets no session, the first slot with
-  // an initialised token is looked at instead. Throws Failure when the library cannot be loaded.
+  // on the one that the extension picks. Where the extension gets no session, and no slot has the
+  // reader name that was given, the first slot with a card is looked at instead. Throws Failure
+  // when the library cannot be loaded.
   Module(const std::string& library, const std::string& reader_name);
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
@@ -45,20 +54,30 @@ class Module {
   const std::vector<SlotFacts>& slots() const { return slots_; }
   // What the extension picks among them.
   const SlotChoice& choice() const { return choice_; }
-  // The number of the slot that has the session, from 1; 0 when none has.
+  // The number of the slot that is judged and has the session, from 1; 0 when none has.
   std::size_t judged() const { return judged_; }
-  // That slot.
-  CK_SLOT_ID slot() const { return slots_[judged_ - 1].id; }
+  const SlotFacts& slot() const { return slots_[judged_ - 1]; }
   // Stays open: as long as it is, so is the login.
   CK_SESSION_HANDLE session() const { return session_; }
   // Result of the C_OpenSession that the extension would make; CKR_OK when it picks no slot.
   CK_RV open_result() const { return open_result_; }
 
-  CK_RV Finalise() { return p11_->C_Finalize(nullptr); }
+  // Why there is no card to be judged, for the user; empty when there is one, or when the module
+  // does not come up.
+  std::string WhyNoCard() const;
+
+  // Whether the card that is judged is in its reader no more, or another one is.
+  bool IsCardGone() const;
+
+  // Closes all sessions, which destroys what was made in them, and finalises the module. Returns
+  // C_Finalize's result.
+  CK_RV Finalise();
 
  private:
   void ListSlots();
   void FindSession(CK_SLOT_ID slot);
+  bool IsSlotNamed() const;
+  bool TakeSlot(std::size_t index);
 
   std::string reader_name_;
   CK_FUNCTION_LIST* p11_ = nullptr;
@@ -72,14 +91,15 @@ class Module {
 
 // A session for one probe, so that nothing that it leaves behind meets the next one. Where the
 // token has no session left it is the module's own.
-class ProbeSession {
+class Session {
  public:
-  explicit ProbeSession(const Module& module);
-  ~ProbeSession();
-  ProbeSession(const ProbeSession&) = delete;
-  ProbeSession& operator=(const ProbeSession&) = delete;
+  explicit Session(const Module& module);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   CK_SESSION_HANDLE handle() const { return handle_; }
+  CK_FUNCTION_LIST* p11() const { return module_.p11(); }
 
  private:
   const Module& module_;

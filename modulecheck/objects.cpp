@@ -1,10 +1,9 @@
 #include "modulecheck/objects.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 
-#include "modulecheck/curves.h"
-#include "modulecheck/rsa_public.h"
+#include "encoding/elliptic_curve.h"
 
 namespace kelvrin::modulecheck {
 namespace {
@@ -12,150 +11,186 @@ namespace {
 constexpr std::size_t kMaxObjects = 1000;
 constexpr CK_ULONG kMaxValue = CK_ULONG{64} * 1024;
 constexpr CK_ULONG kMaxMechanisms = 4096;
+constexpr std::string_view kData =
+    "modulecheck signs this text to try the module, and nothing else.";
+static_assert(kData.size() == 64);
 
-Bytes ReadOrEmpty(const Module& module, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
-                  CK_ATTRIBUTE_TYPE type) {
-  return ReadBytes(module, session, object, type).value_or(Bytes());
+Object ReadObject(const Session& session, CK_OBJECT_HANDLE handle) {
+  return {handle, ReadOrEmpty(session, handle, CKA_ID), ReadOrEmpty(session, handle, CKA_LABEL)};
 }
 
-Key ReadKey(const Module& module, CK_SESSION_HANDLE session, CK_OBJECT_CLASS object_class,
-            CK_OBJECT_HANDLE handle) {
-  Key key;
-  key.handle = handle;
-  key.object_class = object_class;
-  key.type = ReadNumber(module, session, handle, CKA_KEY_TYPE).value_or(key.type);
-  key.id = ReadOrEmpty(module, session, handle, CKA_ID);
-  key.label = ReadOrEmpty(module, session, handle, CKA_LABEL);
-  if (key.type == CKK_RSA) {
-    key.modulus = ReadOrEmpty(module, session, handle, CKA_MODULUS);
-    key.exponent = ReadOrEmpty(module, session, handle, CKA_PUBLIC_EXPONENT);
-  } else if (key.type == CKK_EC) {
-    key.ec_params = ReadOrEmpty(module, session, handle, CKA_EC_PARAMS);
-    if (object_class == CKO_PUBLIC_KEY) {
-      key.ec_point = ReadOrEmpty(module, session, handle, CKA_EC_POINT);
-    }
-  }
-  return key;
+CK_KEY_TYPE ReadKeyType(const Session& session, CK_OBJECT_HANDLE handle) {
+  CK_KEY_TYPE type = CK_UNAVAILABLE_INFORMATION;
+  // Some modules want exactly this much room.
+  CK_ATTRIBUTE attribute = {CKA_KEY_TYPE, &type, sizeof(type)};
+  const CK_RV result = session.p11()->C_GetAttributeValue(session.handle(), handle, &attribute, 1);
+  const bool is_read = result == CKR_OK && attribute.ulValueLen == sizeof(type);
+  return is_read ? type : CK_UNAVAILABLE_INFORMATION;
 }
 
-std::vector<Key> ReadAll(const Module& module, CK_SESSION_HANDLE session,
-                         CK_OBJECT_CLASS object_class, const Handles& handles) {
-  std::vector<Key> keys;
-  keys.reserve(handles.size());
-  for (const CK_OBJECT_HANDLE handle : handles) {
-    keys.push_back(ReadKey(module, session, object_class, handle));
+std::string TypeText(const Session& session, CK_OBJECT_HANDLE handle, CK_KEY_TYPE type) {
+  std::size_t bits = 0;
+  if (type == CKK_RSA) {
+    const Bytes modulus = ReadOrEmpty(session, handle, CKA_MODULUS);
+    const auto first = std::ranges::find_if(modulus, [](CK_BYTE byte) { return byte != 0; });
+    bits = 8 * static_cast<std::size_t>(modulus.end() - first);
+    return bits == 0 ? "RSA" : "RSA-" + std::to_string(bits);
   }
-  return keys;
+  if (type != CKK_EC) return "of another type";
+  bits = 8 * encoding::CurveSize(ReadOrEmpty(session, handle, CKA_EC_PARAMS));
+  // The one curve whose size is no whole number of bytes.
+  if (bits == 528) bits = 521;
+  return bits == 0 ? "EC" : "EC of " + std::to_string(bits) + " bits";
+}
+
+Key ReadKey(const Session& session, CK_OBJECT_HANDLE handle) {
+  const CK_KEY_TYPE type = ReadKeyType(session, handle);
+  return {ReadObject(session, handle), type, TypeText(session, handle, type), {}, {}};
+}
+
+bool IsUsable(const Key& key) { return key.type == CKK_RSA || key.type == CKK_EC; }
+
+using OperationCall = CK_RV (*)(CK_SESSION_HANDLE, CK_BYTE*, CK_ULONG, CK_BYTE*, CK_ULONG*);
+
+// The second call of an operation.
+OperationResult Finish(OperationCall function, const char* name, const Session& session,
+                       ByteView data, CK_ULONG room) {
+  // More than the module is told of: what it writes beyond does no harm.
+  std::array<CK_BYTE, 4 * kRoom> buffer = {};
+  CK_ULONG size = room;
+  OperationResult result = {.call = name};
+  result.result = function(session.handle(), const_cast<CK_BYTE*>(data.data()), data.size(),
+                           buffer.data(), &size);
+  if (result.result == CKR_OK) {
+    result.output.assign(buffer.begin(), buffer.begin() + static_cast<long>(std::min(size, room)));
+  }
+  return result;
 }
 
 }  // namespace
 
-Handles FindAll(const Module& module, CK_SESSION_HANDLE session, std::span<CK_ATTRIBUTE> wanted) {
-  CK_FUNCTION_LIST* const p11 = module.p11();
-  CK_RV result = p11->C_FindObjectsInit(session, wanted.data(), wanted.size());
+Handles FindAll(const Session& session, std::span<CK_ATTRIBUTE> wanted) {
+  CK_FUNCTION_LIST* const p11 = session.p11();
+  CK_RV result = p11->C_FindObjectsInit(session.handle(), wanted.data(), wanted.size());
   if (result != CKR_OK) throw CallFailed{"C_FindObjectsInit", result};
   Handles all;
   CK_ULONG count = 0;
   do {
     CK_OBJECT_HANDLE found[20] = {};
     count = 0;
-    result = p11->C_FindObjects(session, found, std::size(found), &count);
+    result = p11->C_FindObjects(session.handle(), found, std::size(found), &count);
     count = std::min<CK_ULONG>(count, std::size(found));
     if (result == CKR_OK) all.insert(all.end(), found, found + count);
   } while (result == CKR_OK && count != 0 && all.size() < kMaxObjects);
-  p11->C_FindObjectsFinal(session);
+  p11->C_FindObjectsFinal(session.handle());
   if (result != CKR_OK) throw CallFailed{"C_FindObjects", result};
   return all;
 }
 
-Handles FindClass(const Module& module, CK_SESSION_HANDLE session, CK_OBJECT_CLASS object_class) {
+Handles FindClass(const Session& session, CK_OBJECT_CLASS object_class) {
   CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)}};
-  return FindAll(module, session, wanted);
+  return FindAll(session, wanted);
 }
 
-Handles FindId(const Module& module, CK_SESSION_HANDLE session, CK_OBJECT_CLASS object_class,
-               const Bytes& id) {
+Handles FindId(const Session& session, CK_OBJECT_CLASS object_class, const Bytes& id) {
   CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)},
                            {CKA_ID, const_cast<CK_BYTE*>(id.data()), id.size()}};
-  return FindAll(module, session, wanted);
+  return FindAll(session, wanted);
 }
 
-std::optional<Bytes> ReadBytes(const Module& module, CK_SESSION_HANDLE session,
-                               CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+std::optional<Bytes> ReadBytes(const Session& session, CK_OBJECT_HANDLE object,
+                               CK_ATTRIBUTE_TYPE type) {
   CK_ATTRIBUTE attribute = {type, nullptr, 0};
-  CK_RV result = module.p11()->C_GetAttributeValue(session, object, &attribute, 1);
-  if (result != CKR_OK || attribute.ulValueLen > kMaxValue) return std::nullopt;
+  const auto read = [&] {
+    return session.p11()->C_GetAttributeValue(session.handle(), object, &attribute, 1);
+  };
+  if (read() != CKR_OK || attribute.ulValueLen > kMaxValue) return std::nullopt;
   Bytes value(attribute.ulValueLen);
   // Some modules take a null pointer for a question, whatever the length.
   CK_BYTE nothing = 0;
   attribute.pValue = value.empty() ? &nothing : value.data();
-  result = module.p11()->C_GetAttributeValue(session, object, &attribute, 1);
-  if (result != CKR_OK || attribute.ulValueLen > value.size()) return std::nullopt;
+  if (read() != CKR_OK || attribute.ulValueLen > value.size()) return std::nullopt;
   value.resize(attribute.ulValueLen);
   return value;
 }
 
-std::optional<CK_ULONG> ReadNumber(const Module& module, CK_SESSION_HANDLE session,
-                                   CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
-  CK_ULONG number = 0;
-  // Some modules want exactly this much room.
-  CK_ATTRIBUTE attribute = {type, &number, sizeof(number)};
-  const CK_RV result = module.p11()->C_GetAttributeValue(session, object, &attribute, 1);
-  if (result != CKR_OK || attribute.ulValueLen != sizeof(number)) return std::nullopt;
-  return number;
+Bytes ReadOrEmpty(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+  return ReadBytes(session, object, type).value_or(Bytes());
 }
 
-bool ReadFlag(const Module& module, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
-              CK_ATTRIBUTE_TYPE type) {
+bool ReadFlag(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
   CK_BBOOL flag = CK_FALSE;
   CK_ATTRIBUTE attribute = {type, &flag, sizeof(flag)};
-  const CK_RV result = module.p11()->C_GetAttributeValue(session, object, &attribute, 1);
+  const CK_RV result = session.p11()->C_GetAttributeValue(session.handle(), object, &attribute, 1);
   return result == CKR_OK && attribute.ulValueLen == sizeof(flag) && flag == CK_TRUE;
 }
 
-std::vector<Certificate> ReadCertificates(const Module& module, CK_SESSION_HANDLE session) {
+std::string NameOf(const Object& object) {
+  return "\"" + Text(object.label) + "\" (CKA_ID " +
+         (object.id.empty() ? "empty" : Hex(object.id)) + ")";
+}
+
+std::vector<Certificate> ReadCertificates(const Session& session) {
   std::vector<Certificate> certificates;
-  for (const CK_OBJECT_HANDLE handle : FindClass(module, session, CKO_CERTIFICATE)) {
-    certificates.push_back({handle, ReadOrEmpty(module, session, handle, CKA_ID),
-                            ReadOrEmpty(module, session, handle, CKA_LABEL),
-                            ReadOrEmpty(module, session, handle, CKA_VALUE)});
+  for (const CK_OBJECT_HANDLE handle : FindClass(session, CKO_CERTIFICATE)) {
+    certificates.push_back({ReadObject(session, handle), ReadOrEmpty(session, handle, CKA_VALUE)});
   }
   return certificates;
 }
 
-std::vector<Key> ReadKeys(const Module& module, CK_SESSION_HANDLE session,
-                          CK_OBJECT_CLASS object_class) {
-  return ReadAll(module, session, object_class, FindClass(module, session, object_class));
+std::vector<Key> ReadKeys(const Session& session, const Handles& handles) {
+  std::vector<Key> keys;
+  keys.reserve(handles.size());
+  for (const CK_OBJECT_HANDLE handle : handles) keys.push_back(ReadKey(session, handle));
+  return keys;
 }
 
-std::vector<Key> ReadKeysById(const Module& module, CK_SESSION_HANDLE session,
-                              CK_OBJECT_CLASS object_class, const Bytes& id) {
-  return ReadAll(module, session, object_class, FindId(module, session, object_class, id));
-}
-
-std::string TypeText(const Key& key) {
-  if (key.type == CKK_RSA) {
-    const std::size_t size = ModulusSize({key.modulus, key.exponent});
-    return size == 0 ? "RSA" : "RSA-" + std::to_string(8 * size);
+std::vector<Key> PublicKeys(const Session& session) {
+  std::vector<Key> keys;
+  for (const CK_OBJECT_HANDLE certificate : FindClass(session, CKO_CERTIFICATE)) {
+    const Bytes id = ReadOrEmpty(session, certificate, CKA_ID);
+    for (Key& key : ReadKeys(session, FindId(session, CKO_PUBLIC_KEY, id))) {
+      const bool is_known =
+          std::ranges::any_of(keys, [&](const Key& known) { return known.handle == key.handle; });
+      if (!is_known && IsUsable(key)) keys.push_back(std::move(key));
+    }
   }
-  if (key.type == CKK_EC) {
-    const Curve* const curve = FindCurve(key.ec_params);
-    return curve == nullptr ? "EC" : "EC " + std::string(curve->name);
-  }
-  return "of another type";
+  return keys;
 }
 
-std::string NameOf(const Bytes& label, const Bytes& id) {
-  const std::string name = Printable({reinterpret_cast<const char*>(label.data()), label.size()});
-  return "\"" + name + "\" (CKA_ID " + (id.empty() ? "empty" : Hex(id)) + ")";
+std::vector<Key> CertifiedKeys(const Session& session, CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) {
+  std::vector<Key> keys;
+  for (const Certificate& certificate : ReadCertificates(session)) {
+    const auto facts = encoding::ReadCertificate(certificate.der);
+    if (!facts || facts->key_type != type) continue;
+    const Handles found = FindId(session, CKO_PRIVATE_KEY, certificate.id);
+    if (found.empty()) continue;
+    const bool is_known =
+        std::ranges::any_of(keys, [&](const Key& known) { return known.handle == found.front(); });
+    if (is_known || !ReadFlag(session, found.front(), usage)) continue;
+    Key key = ReadKey(session, found.front());
+    if (key.type != type) continue;
+    key.certificate = certificate.der;
+    key.facts = *facts;
+    keys.push_back(std::move(key));
+  }
+  return keys;
+}
+
+std::vector<Key> OrdinaryKeys(const Session& session, CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) {
+  const std::vector<Key> all = CertifiedKeys(session, type, usage);
+  std::vector<Key> keys = all;
+  std::erase_if(
+      keys, [&](const Key& key) { return ReadFlag(session, key.handle, CKA_ALWAYS_AUTHENTICATE); });
+  return keys.empty() ? all : keys;
 }
 
 std::vector<CK_MECHANISM_TYPE> SlotMechanisms(const Module& module) {
   CK_ULONG count = 0;
-  CK_RV result = module.p11()->C_GetMechanismList(module.slot(), nullptr, &count);
+  CK_RV result = module.p11()->C_GetMechanismList(module.slot().id, nullptr, &count);
   if (result != CKR_OK || count == 0 || count > kMaxMechanisms) return {};
   std::vector<CK_MECHANISM_TYPE> list(count);
-  result = module.p11()->C_GetMechanismList(module.slot(), list.data(), &count);
+  result = module.p11()->C_GetMechanismList(module.slot().id, list.data(), &count);
   if (result != CKR_OK || count > list.size()) return {};
   list.resize(count);
   return list;
@@ -163,7 +198,27 @@ std::vector<CK_MECHANISM_TYPE> SlotMechanisms(const Module& module) {
 
 bool Offers(const Module& module, CK_MECHANISM_TYPE mechanism) {
   const std::vector<CK_MECHANISM_TYPE> list = SlotMechanisms(module);
-  return std::find(list.begin(), list.end(), mechanism) != list.end();
+  return std::ranges::find(list, mechanism) != list.end();
+}
+
+ByteView ProbeData(std::size_t size) {
+  return {reinterpret_cast<const CK_BYTE*>(kData.data()), size};
+}
+
+OperationResult Sign(const Session& session, const Key& key, CK_MECHANISM_TYPE mechanism,
+                     ByteView data, CK_ULONG room) {
+  CK_MECHANISM used = {mechanism, nullptr, 0};
+  const CK_RV result = session.p11()->C_SignInit(session.handle(), &used, key.handle);
+  if (result != CKR_OK) return {"C_SignInit", result, {}};
+  return Finish(session.p11()->C_Sign, "C_Sign", session, data, room);
+}
+
+OperationResult Decrypt(const Session& session, const Key& key, CK_MECHANISM_TYPE mechanism,
+                        ByteView data) {
+  CK_MECHANISM used = {mechanism, nullptr, 0};
+  const CK_RV result = session.p11()->C_DecryptInit(session.handle(), &used, key.handle);
+  if (result != CKR_OK) return {"C_DecryptInit", result, {}};
+  return Finish(session.p11()->C_Decrypt, "C_Decrypt", session, data, kRoom);
 }
 
 }  // namespace kelvrin::modulecheck

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "modulecheck/report.h"
+#include "modulecheck/conclusion.h"
 #include "modulecheck/text.h"
 
 namespace kelvrin::modulecheck {
@@ -17,7 +17,8 @@ constexpr char kDescription[] =
 
 constexpr char kExitStatuses[] =
     "Exit status: 0 the module works as it is, 3 it works with the adapter (both as far as it was "
-    "tried), 1 it does not, or nothing could be judged, 2 wrong usage.";
+    "tried), 1 it does not, 4 it could not be judged (no card, a wrong PIN, no login, a card that "
+    "was pulled, no usable adapter), 2 wrong usage.";
 
 std::string UsageError(const CLI::App* /*app*/, const CLI::Error& error) {
   return "modulecheck: " + Printable(error.what()) + "\nRun modulecheck --help for more.\n";
@@ -36,18 +37,18 @@ void AddOptions(CLI::App* app, Options* options) {
   app->add_option("--reader", options->reader_name,
                   "Reader name, as readerName in config.plist would have it")
       ->type_name("NAME");
-  app->add_option("--pin-file", options->pin_file, "Log in with the PIN in this file's first line")
+  app->add_option("--pin-file", options->pin_file, "Log in with the PIN in this file's one line")
       ->check(NotEmpty())
       ->type_name("FILE");
   app->add_flag("--adapter", options->through_adapter,
                 "List and judge the module behind the adapter, with a PIN key agreement too");
   app->add_option("--adapter-config", options->adapter_config,
                   "File with further lines for the adapter's configuration, such as "
-                  "`reserved = ...`, `token-label = ...` or `slot-reader = ...`")
+                  "`reserved = ...`, `token-label = ...` or `any-reader = yes`")
       ->check(NotEmpty())
       ->type_name("FILE");
   app->add_flag("--json", options->json, "Print one JSON document");
-  app->add_option("--timeout", options->timeout, "Seconds that one probe may take")
+  app->add_option("--timeout", options->timeout, "Seconds that everything may take")
       ->check(CLI::Range(1, 3600))
       ->capture_default_str()
       ->type_name("SECONDS");
@@ -69,7 +70,7 @@ std::variant<Options, int> Parse(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUsage;
+    return app.exit(error) == 0 ? 0 : static_cast<int>(Conclusion::kWrongUsage);
   }
   return options;
 }

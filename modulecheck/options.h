@@ -14,7 +14,7 @@ struct Options {
   std::string adapter_config;   // empty: none
   bool through_adapter = false;
   bool json = false;
-  unsigned timeout = 60;  // seconds that one probe may take
+  unsigned timeout = 300;  // seconds for everything
 };
 
 // The options, or, when help was asked for or the usage is wrong, the exit status: 0 or 2; what

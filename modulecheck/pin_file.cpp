@@ -1,19 +1,15 @@
 #include "modulecheck/pin_file.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
-#ifdef __linux__
-#include <sys/prctl.h>
-#endif
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <system_error>
 
+#include "modulecheck/conclusion.h"
 #include "modulecheck/descriptor.h"
-#include "modulecheck/failure.h"
+#include "modulecheck/files.h"
 
 namespace kelvrin::modulecheck {
 namespace {
@@ -33,39 +29,31 @@ ssize_t Fill(int descriptor, std::span<char> room) {
 }
 
 [[noreturn]] void Fail(const std::string& path, const std::string& why) {
-  throw Failure("the PIN file " + path + " " + why);
+  throw Failure("the PIN file " + path + " " + why, Conclusion::kWrongUsage);
 }
 
 }  // namespace
 
-void ForbidCoreFiles() {
-  const rlimit none = {0, 0};
-  setrlimit(RLIMIT_CORE, &none);
-}
-
-void ForbidDumps() {
-#ifdef __linux__
-  prctl(PR_SET_DUMPABLE, 0);
-#endif
-}
-
 void ReadPinFile(const std::string& path, Secret* pin) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  const ssize_t count = file.get() < 0 ? -1 : Fill(file.get(), pin->room());
+  // A pipe would be waited for.
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) Fail(path, "cannot be read: " + std::generic_category().message(errno));
+  if (!IsPlainFile(file.get())) Fail(path, "is no plain file");
+  const ssize_t count = Fill(file.get(), pin->room());
   if (count < 0) Fail(path, "cannot be read: " + std::generic_category().message(errno));
-  const auto read = pin->room().first(static_cast<std::size_t>(count));
-  const auto end = std::find(read.begin(), read.end(), '\n');
-  if (end == read.end() && read.size() == Secret::kRoom) Fail(path, "is too long for a PIN");
-  auto size = static_cast<std::size_t>(end - read.begin());
-  if (size > 0 && read[size - 1] == '\r') --size;
-  if (size == 0) Fail(path, "has no PIN in its first line");
+  const auto text = pin->room().first(static_cast<std::size_t>(count));
+  const auto end = std::ranges::find(text, '\n');
+  if (end != text.end() && end + 1 != text.end()) Fail(path, "has more than one line");
+  if (end == text.end() && text.size() == Secret::kRoom) Fail(path, "is too long for a PIN");
+  auto size = static_cast<std::size_t>(end - text.begin());
+  if (size > 0 && text[size - 1] == '\r') --size;
+  if (size == 0) Fail(path, "has no PIN in it");
   pin->Resize(size);
 }
 
 void ReadPin(int descriptor, Secret* pin) {
   const ssize_t count = Fill(descriptor, pin->room());
-  if (count < 0) throw Failure("the PIN did not arrive");
-  pin->Resize(static_cast<std::size_t>(count));
+  pin->Resize(count < 0 ? 0 : static_cast<std::size_t>(count));
 }
 
 }  // namespace kelvrin::modulecheck

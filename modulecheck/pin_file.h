@@ -3,23 +3,18 @@
 
 #include <string>
 
-#include "modulecheck/secret.h"
+#include "encoding/secret.h"
 
 namespace kelvrin::modulecheck {
 
-// Keeps this process and its children from leaving their memory in a file when they crash: a PIN
-// may be in it.
-void ForbidCoreFiles();
+using encoding::Secret;
 
-// Keeps this process from being dumped at all, where the system has that: a program that takes core
-// dumps through a pipe need not heed the limit. Such a process cannot be traced either.
-void ForbidDumps();
-
-// Takes the first line of the file `path`, without its end, as the PIN. Throws Failure, which names
-// the file and never its contents, when it cannot be read, has no PIN or one that is too long.
+// Takes the one line of the file `path`, without its end, as the PIN. Throws Failure, which names
+// the file and never its contents, when it is no plain file, cannot be read, has no PIN, one that
+// is too long or a second line: which of two was meant would cost a try to find out.
 void ReadPinFile(const std::string& path, Secret* pin);
 
-// Takes everything that the descriptor gives until its end. Throws Failure.
+// Takes everything that the descriptor gives until its end.
 void ReadPin(int descriptor, Secret* pin);
 
 }  // namespace kelvrin::modulecheck

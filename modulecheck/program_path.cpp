@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "modulecheck/failure.h"
+#include "modulecheck/conclusion.h"
 #include "modulecheck/files.h"
 
 namespace kelvrin::modulecheck {
@@ -26,7 +26,7 @@ std::string FindAdapter(const std::string& program) {
   const std::string folder = ParentOf(real.empty() ? program : real);
   for (const char* place : {"/../lib/", "/../adapter/", "/"}) {
     const std::string candidate = RealPath(folder + place + KELVRIN_ADAPTER_FILE);
-    if (!candidate.empty() && IsFile(candidate)) return candidate;
+    if (!candidate.empty() && IsPlainFile(candidate)) return candidate;
   }
   return {};
 }

@@ -1,39 +1,142 @@
-// The report for people.
-#include <algorithm>
+#include "modulecheck/report_text.h"
 
-#include "modulecheck/report.h"
-#include "modulecheck/report_listing.h"
+#include <nlohmann/json.hpp>
+
+#include "modulecheck/expectations.h"
 #include "modulecheck/text.h"
 
 namespace kelvrin::modulecheck {
 namespace {
 
+using nlohmann::json;
+
 constexpr char kIndent[] = "                 ";
 
-const char* Word(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kMet:
-      return "  met            ";
-    case Verdict::kThroughAdapter:
-      return "  with adapter   ";
-    case Verdict::kNotReached:
-      return "  not reached    ";
-    case Verdict::kNotTried:
-      return "  not tried      ";
-    case Verdict::kNotConcerned:
-      return "  not concerned  ";
-    case Verdict::kNotMet:
-      break;
-  }
-  return "  NOT MET        ";
+std::string Get(const json& element, const char* key) { return element.at(key).get<std::string>(); }
+
+std::string GetQuoted(const json& element, const char* key) { return Quoted(Get(element, key)); }
+
+std::string Numbered(std::size_t number) { return "  " + std::to_string(number) + ". "; }
+
+// The elements, or a word for their absence.
+std::string ListOr(const json& elements, const char* none) {
+  return elements.empty() ? none : Join(elements.get<std::vector<std::string>>(), " ");
 }
 
-// What was seen, in one line: "C_Sign gave CKR_DEVICE_ERROR (0x30): ...".
-std::string Seen(const Judgement& judgement) {
-  std::string text;
-  if (judgement.result) text = judgement.call + " gave " + ResultText(*judgement.result);
-  if (judgement.detail.empty()) return text;
-  return text.empty() ? judgement.detail : text + ", " + judgement.detail;
+std::string SlotText(const json& slot, std::size_t number) {
+  const std::string name = Get(slot, "readerName");
+  std::string text = Numbered(number) + "readerName " + Quoted(name);
+  text += slot.at("hasCard").get<bool>() ? ", token " + GetQuoted(slot, "label") +
+                                               ", serial number " + GetQuoted(slot, "serial") + "\n"
+                                         : ", no card, or none that is initialised\n";
+  const std::string xml = Xml(name);
+  if (xml != name) text += "     in config.plist <string>" + xml + "</string>\n";
+  const std::size_t leads_to = slot.at("readerNameLeadsTo");
+  if (leads_to != 0 && leads_to != number) {
+    text += "     this name would lead to slot " + std::to_string(leads_to) + "\n";
+  }
+  return text;
+}
+
+// The slots, the one that is picked, and the one that all that follows is of.
+std::string SlotsText(const json& listing) {
+  std::string text = "Slots\n";
+  const json& slots = listing.at("slots");
+  for (std::size_t i = 0; i < slots.size(); ++i) text += SlotText(slots[i], i + 1);
+  const std::size_t picked = listing.at("picked");
+  text += picked == 0 ? "  The extension picks none: "
+                      : "  The extension picks slot " + std::to_string(picked) + ": ";
+  text += Get(listing, "why") + ".\n";
+  const std::size_t judged = listing.at("judged");
+  if (judged == 0) return text + "  No slot is judged.\n";
+  const json& slot = slots.at(judged - 1);
+  return text + "  Judged is slot " + std::to_string(judged) + ", " +
+         GetQuoted(slot, "readerName") + ", with the token " + GetQuoted(slot, "label") + ".\n";
+}
+
+std::string NameText(const json& object) {
+  const std::string id = Get(object, "id");
+  return GetQuoted(object, "label") + ", CKA_ID " + (id.empty() ? "empty" : id) + ", ";
+}
+
+std::string CertificatesText(const json& certificates) {
+  std::string text = "Certificates\n";
+  if (certificates.empty()) text += "  none\n";
+  for (std::size_t i = 0; i < certificates.size(); ++i) {
+    text += Numbered(i + 1) + NameText(certificates[i]) +
+            Counted(certificates[i].at("size").get<std::size_t>(), "byte") + "\n";
+  }
+  return text;
+}
+
+std::string KeysText(const json& keys, const char* title, const char* none) {
+  std::string text = std::string(title) + "\n";
+  if (keys.empty()) text += std::string("  ") + none + "\n";
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const json& key = keys[i];
+    text += Numbered(i + 1) + NameText(key) + Get(key, "type") + "\n";
+    text += "     usage: " + ListOr(key.at("usage"), "none");
+    text += key.value("alwaysAuthenticate", false) ? ", wants a login for each operation\n" : "\n";
+    if (!key.contains("allowedMechanisms")) continue;
+    const std::string result = Get(key, "allowedMechanismsResult");
+    text += "     allowed mechanisms: " +
+            (result.empty() ? ListOr(key.at("allowedMechanisms"), "none")
+                            : "cannot be read: " + result) +
+            "\n";
+  }
+  return text;
+}
+
+std::string PublishedText(const json& published) {
+  const std::string ended = Get(published, "ended");
+  const json& items = published.at("items");
+  std::string text =
+      items.empty() ? "The token would publish nothing" : "The token would publish\n";
+  if (items.empty()) text += ended.empty() ? ".\n" : ": " + ended + ".\n";
+  for (const json& item : items) {
+    text += "  " + Get(item, "kind") + " " + GetQuoted(item, "name") + ", object ID " +
+            Get(item, "objectId");
+    if (item.at("kind") == "key") text += ": " + ListOr(item.at("capabilities"), "for nothing");
+    text += '\n';
+  }
+  const json& dropped = published.at("dropped");
+  if (!dropped.empty()) text += "It would leave out, without a word\n";
+  for (const json& one : dropped) text += "  " + one.get<std::string>() + "\n";
+  return text;
+}
+
+std::string ListingText(const json& listing) {
+  if (!listing.contains("slots")) return "";
+  std::string text = SlotsText(listing);
+  if (!listing.contains("privateKeys")) return text;
+  const std::string number = Get(listing, "cardNumber");
+  text += "Card number: " + (number.empty() ? "none" : number) + "\n";
+  text += CertificatesText(listing.at("certificates"));
+  text += KeysText(listing.at("publicKeys"), "Public keys", "none");
+  text += KeysText(listing.at("privateKeys"), "Private keys", "none that show without a login");
+  text += "Mechanisms of the slot that matter: " + ListOr(listing.at("mechanisms"), "none") + "\n";
+  if (listing.contains("published")) text += PublishedText(listing.at("published"));
+  return text;
+}
+
+std::string LeftOutText(const json& certificates) {
+  if (certificates.empty()) return "";
+  std::string text = "The adapter leaves out these certificates\n";
+  for (const json& certificate : certificates) {
+    text += "  " + NameText(certificate) + Get(certificate, "reason") + "\n";
+  }
+  return text;
+}
+
+std::string Word(const std::string& verdict) {
+  std::string word = verdict == "met-through-adapter" ? "with adapter"
+                     : verdict == "not-met"           ? "NOT MET"
+                     : verdict == "not-reached"       ? "not judged"
+                     : verdict == "not-tried"         ? "not tried"
+                     : verdict == "not-concerned"     ? "not concerned"
+                                                      : verdict;
+  word.resize(sizeof(kIndent) - 3, ' ');
+  return "  " + word;
 }
 
 std::string Further(const char* how, const Judgement& judgement) {
@@ -41,91 +144,71 @@ std::string Further(const char* how, const Judgement& judgement) {
   return seen.empty() ? "" : kIndent + std::string(how) + seen + "\n";
 }
 
-std::string ExpectationText(const ExpectationReport& report) {
-  std::string text = Word(report.verdict) + std::string(report.expectation->sentence);
-  if (report.verdict == Verdict::kNotTried) return text + " (" + report.as_it_is.detail + ")\n";
-  const bool was_reached = report.as_it_is.outcome != Outcome::kUnknown;
-  if (report.verdict == Verdict::kNotReached) return text + "\n";
-  if (report.verdict == Verdict::kThroughAdapter && !was_reached) {
-    return text + " (as it is, not reached)\n";
+std::string ExpectationText(const json& report) {
+  const std::string verdict = Get(report, "verdict");
+  const auto as_it_is = report.at("asItIs").get<Judgement>();
+  std::string text = Word(verdict) + Get(report, "expects") + "\n";
+  if (verdict == "met" || verdict == "not-tried" || verdict == "not-concerned") {
+    return text + Further("", as_it_is);
   }
-  text += '\n';
-  if (report.verdict == Verdict::kMet || report.verdict == Verdict::kNotConcerned) {
-    // What did not concern the module as it is was met behind the adapter.
-    const bool is_met_behind =
-        report.verdict == Verdict::kMet && report.as_it_is.outcome == Outcome::kNotConcerned;
-    return text + Further("", is_met_behind ? report.through_adapter.value_or(report.as_it_is)
-                                            : report.as_it_is);
+  text += Further("as it is: ", as_it_is);
+  if (report.contains("throughAdapter")) {
+    text += Further("with the adapter: ", report.at("throughAdapter").get<Judgement>());
   }
-  text += Further("as it is: ", report.as_it_is);
-  if (report.through_adapter) text += Further("with the adapter: ", *report.through_adapter);
-  return text + kIndent + report.advice + "\n";
+  const std::string advice = Get(report, "advice");
+  return advice.empty() ? text : text + kIndent + advice + "\n";
 }
 
 // The expectations under the headings of their topics, each heading once.
-std::string ExpectationsText(const Report& report) {
-  std::vector<std::string_view> topics;
-  for (const ExpectationReport& expectation : report.expectations) {
-    const std::string_view topic = expectation.expectation->topic;
-    if (std::find(topics.begin(), topics.end(), topic) == topics.end()) topics.push_back(topic);
+std::string ExpectationsText(const json& expectations) {
+  std::vector<std::string> topics;
+  std::vector<std::string> texts;
+  for (const json& expectation : expectations) {
+    const std::string topic = Get(expectation, "topic");
+    std::size_t i = 0;
+    while (i < topics.size() && topics[i] != topic) ++i;
+    if (i == topics.size()) {
+      topics.push_back(topic);
+      texts.push_back(topic + "\n");
+    }
+    texts[i] += ExpectationText(expectation);
+  }
+  return Join(texts, "");
+}
+
+std::string ConclusionText(const json& report) {
+  std::size_t not_tried = 0;
+  for (const json& one : report.at("expectations")) {
+    not_tried += one.at("verdict") == "not-tried" ? 1 : 0;
+  }
+  const std::string end =
+      not_tried == 0 ? ".\n"
+                     : ", as far as it was tried (" + std::to_string(not_tried) + " not tried).\n";
+  const std::string conclusion = Get(report, "conclusion");
+  if (conclusion == "works") return "The module works as it is" + end;
+  if (conclusion == "works-with-adapter") {
+    return "The module works with the adapter in front of it" + end;
   }
   std::string text;
-  for (const std::string_view topic : topics) {
-    text += std::string(topic) + "\n";
-    for (const ExpectationReport& expectation : report.expectations) {
-      if (expectation.expectation->topic == topic) text += ExpectationText(expectation);
-    }
+  if (report.contains("notJudged")) {
+    text = "Could not be judged: " + Get(report.at("notJudged"), "text") + ".\n";
   }
+  if (conclusion == "does-not-work") text += "The module does not work with the extension.\n";
   return text;
-}
-
-std::size_t Count(const Report& report, Verdict verdict) {
-  return static_cast<std::size_t>(
-      std::count_if(report.expectations.begin(), report.expectations.end(),
-                    [&](const ExpectationReport& one) { return one.verdict == verdict; }));
-}
-
-bool WorksAsItIs(const Report& report) {
-  return std::none_of(
-      report.expectations.begin(), report.expectations.end(), [](const ExpectationReport& one) {
-        return one.as_it_is.outcome == Outcome::kUnmet || one.as_it_is.outcome == Outcome::kUnknown;
-      });
-}
-
-std::string ConclusionText(const Report& report) {
-  const std::size_t not_tried = Count(report, Verdict::kNotTried);
-  std::string text = std::to_string(Count(report, Verdict::kMet)) + " met, " +
-                     std::to_string(Count(report, Verdict::kThroughAdapter)) +
-                     " met through the adapter, " +
-                     std::to_string(Count(report, Verdict::kNotMet)) + " not met, " +
-                     std::to_string(Count(report, Verdict::kNotReached)) + " not reached, " +
-                     std::to_string(not_tried) + " not tried, " +
-                     std::to_string(Count(report, Verdict::kNotConcerned)) + " not concerned.\n";
-  if (not_tried != 0) text += "What was not tried does not count.\n";
-  const std::string end = not_tried != 0 ? ", as far as it was tried.\n" : ".\n";
-  switch (report.conclusion) {
-    case Conclusion::kWorks:
-      return text + "The module works as it is" + end;
-    case Conclusion::kWorksWithAdapter:
-      return text + "The module works with the adapter in front of it" + end;
-    case Conclusion::kDoesNotWork:
-      break;
-  }
-  if (report.adapter_failed) {
-    text += WorksAsItIs(report) ? "The module works as it is" : "The module does not work as it is";
-    return text + "; behind the adapter it could not be judged.\n";
-  }
-  return text + "The module does not work with the extension.\n";
 }
 
 }  // namespace
 
-std::string ToText(const Report& report) {
-  std::string text = Printable(report.module);
-  text += report.behind_adapter ? ", behind the adapter\n" : "\n";
-  for (const std::string& warning : report.warnings) text += "WARNING: " + warning + ".\n";
-  return text + "\n" + ListingText(report) + "\n" + ExpectationsText(report) + "\n" +
-         ConclusionText(report);
+std::string ToText(const json& report) {
+  const bool is_behind = report.at("listing").at("of") == "adapter";
+  std::string text =
+      Printable(Get(report, "module")) + (is_behind ? ", behind the adapter\n" : "\n");
+  for (const json& warning : report.at("warnings")) {
+    text += "WARNING: " + warning.get<std::string>() + ".\n";
+  }
+  return text + "\n" + ListingText(report.at("listing")) +
+         LeftOutText(report.at("leftOutByAdapter")) + "\n" +
+         ExpectationsText(report.at("expectations")) + "\n" + ConclusionText(report);
 }
 
 }  // namespace kelvrin::modulecheck

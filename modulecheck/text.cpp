@@ -43,7 +43,7 @@ std::string Hexadecimal(CK_ULONG number) {
 
 }  // namespace
 
-std::string Hex(std::span<const CK_BYTE> bytes) {
+std::string Hex(ByteView bytes) {
   constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
   text.reserve(2 * bytes.size());
@@ -70,7 +70,13 @@ std::string Printable(std::string_view text) {
   return result;
 }
 
-std::string_view Field(std::span<const CK_BYTE> field) {
+std::string Text(ByteView bytes) {
+  return Printable({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+std::string Quoted(std::string_view text) { return "\"" + Printable(text) + "\""; }
+
+std::string_view Field(ByteView field) {
   std::string_view text(reinterpret_cast<const char*>(field.data()), field.size());
   text = text.substr(0, text.find('\0'));
   const std::size_t last = text.find_last_not_of(' ');
@@ -122,7 +128,7 @@ std::string Xml(std::string_view text) {
   return result;
 }
 
-bool IsAscii(std::span<const CK_BYTE> bytes) {
+bool IsAscii(ByteView bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](CK_BYTE byte) { return byte < 0x80; });
 }
 

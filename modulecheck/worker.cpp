@@ -3,107 +3,194 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
-#include "modulecheck/channel.h"
+#include "modulecheck/conclusion.h"
+#include "modulecheck/dumps.h"
 #include "modulecheck/expectations.h"
-#include "modulecheck/failure.h"
+#include "modulecheck/listing.h"
 #include "modulecheck/login.h"
-#include "modulecheck/make_listing.h"
 #include "modulecheck/objects.h"
 #include "modulecheck/pin_file.h"
+#include "modulecheck/set_up.h"
 
 namespace kelvrin::modulecheck {
 namespace {
 
+using nlohmann::json;
+
+constexpr char kNoLogin[] = "needs a login, and there was none";
+
 class Worker {
  public:
-  Worker(const WorkerOrder& order, const Channel& channel, Secret& pin)
+  Worker(const WorkerOrder& order, Secret& pin)
       : order_(order),
-        channel_(channel),
-        module_(order.library, order.reader_name),
-        login_(module_, channel, pin) {}
+        pin_(pin),
+        document_({{"step", kBringUpStep},
+                   {"listing", json::object()},
+                   {"results", json::object()},
+                   {"warnings", json::array()},
+                   {"login", "none"}}) {}
 
   void Run() {
-    for (const std::string& step : order_.steps) {
-      channel_.Send({{"begin", step}});
-      if (step == kListingStep) {
-        channel_.Send({{"listing", MakeListing(module_)}});
-      } else if (const Expectation* const expectation = FindExpectation(step)) {
-        channel_.Send({{"judgement", Judge(*expectation)}, {"of", step}});
-      }
+    Write();
+    try {
+      Probe();
+    } catch (const Failure& failure) {
+      document_["failure"] = failure.what();
     }
+    Begin("");
   }
 
  private:
-  Judgement Judge(const Expectation& expectation) {
-    if (expectation.needs != Needs::kNothing && !module_.is_initialised()) {
-      return Unknown("the module is not initialised");
-    }
-    const bool needs_token =
-        expectation.needs != Needs::kNothing && expectation.needs != Needs::kInitialised;
-    if (needs_token && module_.judged() == 0) return Unknown("there is no session on a token");
-    try {
-      if (!NeedsLogin(expectation)) return expectation.probe(module_);
-      if (!order_.log_in) return NotTried("needs a login, and there was none");
-      Judgement login = LogIn();
-      if (expectation.name == kLoginName) return login;
-      if (login.outcome != Outcome::kMet) return NotTried("needs a login, and there was none");
-      return expectation.probe(module_);
-    } catch (const CallFailed& failed) {
-      return {Outcome::kUnknown, failed.call, failed.result, "something that it needs failed"};
+  void Probe() {
+    Module module(order_.library, order_.reader_name);
+    document_["listing"] = ListSlots(module);
+    if (!module.WhyNoCard().empty()) GiveUp("no-card", module.WhyNoCard());
+    for (const Expectation& expectation : Expectations()) {
+      if (expectation.needs == Needs::kLoginToAdapter && !order_.derives) continue;
+      Begin(expectation.name);
+      Judgement judgement = Judge(module, expectation);
+      if (expectation.needs != Needs::kInitialised && IsPulled(module, judgement)) {
+        GiveUp("card-pulled", "the card was pulled, or was not answering any more, in the step " +
+                                  std::string(expectation.name));
+        is_pulled_ = true;
+        judgement.outcome = Outcome::kUnknown;
+      }
+      document_["results"][expectation.name] = judgement;
     }
   }
 
-  Judgement LogIn() {
-    const bool is_first = !login_.is_tried();
-    const Judgement& judgement = login_.Judge();
-    if (is_first && judgement.outcome == Outcome::kMet) {
-      channel_.Send({{"privateKeys", ListPrivateKeys(module_)}});
+  Judgement Judge(Module& module, const Expectation& expectation) {
+    const Needs needs = expectation.needs;
+    if (needs != Needs::kNothing && !module.is_initialised()) {
+      return Unknown("the module is not initialised");
     }
-    return judgement;
+    const bool needs_card = needs != Needs::kNothing && needs != Needs::kInitialised;
+    if (needs_card && module.judged() == 0) return Unknown("there is no session on a card");
+    if (needs_card && is_pulled_) return Unknown("the card was pulled");
+    if (NeedsLogin(expectation) && !order_.log_in) return NotTried(kNoLogin);
+    try {
+      if (expectation.name == kListing) {
+        ListCard(module, &document_["listing"], &warnings_);
+        return Met();
+      }
+      if (expectation.name == kSetUp) {
+        return GoThroughSetUp(module, &document_["listing"]["published"]);
+      }
+      if (expectation.name == kLogin) return LogIn(module);
+      if (NeedsLogin(expectation) && !is_logged_in_) return NotTried(kNoLogin);
+      ProbeContext context = {module};
+      context.is_strict = !order_.is_adapter && expectation.help != Help::kNone;
+      Judgement judgement = expectation.probe(context);
+      warnings_.insert(warnings_.end(), context.warnings.begin(), context.warnings.end());
+      return judgement;
+    } catch (const CallFailed& failed) {
+      return Unmet(failed.call, failed.result);
+    }
+  }
+
+  // Logs in once, and not at all where that could cost a card its PIN.
+  Judgement LogIn(const Module& module) {
+    const std::string why = WhyToWithhold(module, order_.serial, order_.label);
+    if (!why.empty()) {
+      document_["login"] = "over";
+      GiveUp("login-withheld", "not logged in: " + why);
+      return Unknown("not logged in: " + why);
+    }
+    if ((module.slot().token.flags & CKF_USER_PIN_COUNT_LOW) != 0) {
+      warnings_.emplace_back("the token says that a wrong PIN was entered before");
+    }
+    // Told before it happens: who ends here has perhaps used up a try.
+    document_["login"] = "tried";
+    Write();
+    const CK_RV result =
+        module.p11()->C_Login(module.session(), CKU_USER,
+                              reinterpret_cast<CK_BYTE*>(pin_.bytes().data()), pin_.bytes().size());
+    pin_.Wipe();
+    document_["login"] = result == CKR_OK ? "accepted" : "over";
+    if (IsWrongPin(result)) {
+      GiveUp("wrong-pin", "C_Login gave " + ResultText(result) +
+                              "; check the PIN before you try again: a card locks itself after a "
+                              "few wrong ones");
+      return {Outcome::kUnknown, "C_Login", result, ""};
+    }
+    if (result != CKR_OK) return Unmet("C_Login", result);
+    is_logged_in_ = true;
+    document_["listing"]["privateKeys"] = ListPrivateKeys(module);
+    return Met();
+  }
+
+  // Whether the card went while something was tried that failed.
+  bool IsPulled(const Module& module, const Judgement& judgement) const {
+    if (is_pulled_ || module.judged() == 0 || judgement.outcome != Outcome::kUnmet) return false;
+    const CK_RV result = judgement.result.value_or(CKR_OK);
+    return result == CKR_DEVICE_REMOVED || result == CKR_TOKEN_NOT_PRESENT || module.IsCardGone();
+  }
+
+  void GiveUp(const char* reason, const std::string& text) {
+    document_["notJudged"] = {{"reason", reason}, {"text", text}};
+  }
+
+  void Begin(std::string_view step) {
+    document_["step"] = step;
+    Write();
+  }
+
+  // Ends the process when nobody listens any more.
+  void Write() {
+    document_["warnings"] = warnings_;
+    // Texts are made printable where they are read; this is for what was forgotten.
+    const std::string line = document_.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
+    std::size_t written = 0;
+    while (written < line.size()) {
+      const ssize_t count =
+          write(kDocumentDescriptor, line.data() + written, line.size() - written);
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) _exit(EXIT_FAILURE);
+      written += static_cast<std::size_t>(count);
+    }
   }
 
   const WorkerOrder& order_;
-  const Channel& channel_;
-  Module module_;
-  Login login_;
+  Secret& pin_;
+  json document_;
+  std::vector<std::string> warnings_;
+  bool is_logged_in_ = false;
+  bool is_pulled_ = false;
 };
 
 }  // namespace
 
 std::vector<std::string> ToArguments(const WorkerOrder& order) {
-  std::vector<std::string> arguments = {std::string(kWorkerArgument), order.library,
-                                        order.reader_name, order.log_in ? "login" : "no-login"};
-  arguments.insert(arguments.end(), order.steps.begin(), order.steps.end());
-  return arguments;
+  return {std::string(kWorkerArgument),
+          order.library,
+          order.reader_name,
+          order.log_in ? "login" : "",
+          order.is_adapter ? "adapter" : "",
+          order.derives ? "derive" : "",
+          order.serial,
+          order.label};
 }
 
 WorkerOrder ToOrder(const std::vector<std::string>& arguments) {
-  if (arguments.size() < 4) return {};
-  return {arguments[1],
-          arguments[2],
-          arguments[3] == "login",
-          {arguments.begin() + 4, arguments.end()}};
+  if (arguments.size() != ToArguments({}).size()) return {};
+  return {arguments[1],          arguments[2], !arguments[3].empty(), !arguments[4].empty(),
+          !arguments[5].empty(), arguments[6], arguments[7]};
 }
 
 void RunWorker(const WorkerOrder& order) {
-  // What the module starts does not hold the channel open.
-  fcntl(kChannelDescriptor, F_SETFD, FD_CLOEXEC);
-  const Channel channel(kChannelDescriptor);
-  try {
-    Secret pin;
-    ForbidCoreFiles();
-    if (order.log_in) {
-      ForbidDumps();
-      ReadPin(STDIN_FILENO, &pin);
-    }
-    channel.Send({{"begin", kBringUpStep}});
-    Worker(order, channel, pin).Run();
-    channel.Send({{"end", true}});
-  } catch (const Failure& failure) {
-    channel.Send({{"failure", failure.what()}});
+  // What the module starts does not hold the document open.
+  fcntl(kDocumentDescriptor, F_SETFD, FD_CLOEXEC);
+  Secret pin;
+  ForbidCoreFiles();
+  if (order.log_in) {
+    ForbidDumps();
+    ReadPin(STDIN_FILENO, &pin);
   }
+  Worker(order, pin).Run();
   // The module's own code that runs at the end of a process is nothing that is judged.
   _exit(EXIT_SUCCESS);
 }

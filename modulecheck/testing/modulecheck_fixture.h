@@ -68,6 +68,9 @@ class ModulecheckTest : public testing::Test {
     return FaultyModule(fault, GoodModule());
   }
 
+  // A file with the line by which the adapter takes a card in any reader.
+  std::string AnyReader() const { return folder_.Write("any", "any-reader = yes\n"); }
+
   // How often the faulty module's function was called.
   std::size_t Calls(const std::string& function) const {
     const std::string calls = host::testing::ReadText(folder_ / "calls");
@@ -98,6 +101,9 @@ class ModulecheckTest : public testing::Test {
       if (one.at("verdict") == verdict) names.push_back(one.at("name"));
     }
     return names;
+  }
+  static std::string Reason(const nlohmann::json& report) {
+    return report.contains("notJudged") ? report.at("notJudged").value("reason", "") : "";
   }
   // The names of those that the module does not meet as it is.
   static std::vector<std::string> UnmetAsItIs(const nlohmann::json& report) {
