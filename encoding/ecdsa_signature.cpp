@@ -43,10 +43,6 @@ Bytes EcdsaSignatureToDer(ByteView raw) {
   return WrapDer(kDerSequence, numbers);
 }
 
-std::size_t MaxDerSignatureSize(std::size_t raw_size) {
-  return raw_size < 2 ? 0 : EcdsaSignatureToDer(Bytes(raw_size, 0xff)).size();
-}
-
 bool IsDerSignature(ByteView der) { return ReadNumbers(der).has_value(); }
 
 std::optional<Bytes> EcdsaSignatureToRaw(ByteView der, std::size_t size) {

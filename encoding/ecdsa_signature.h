@@ -12,9 +12,6 @@ namespace kelvrin::encoding {
 // `raw` has an even number of bytes, two at least.
 Bytes EcdsaSignatureToDer(ByteView raw);
 
-// The longest result of EcdsaSignatureToDer for a signature of `raw_size` bytes.
-std::size_t MaxDerSignatureSize(std::size_t raw_size);
-
 // Whether the bytes are exactly one DER SEQUENCE of two INTEGERs above zero.
 bool IsDerSignature(ByteView der);
 

@@ -28,13 +28,6 @@ TEST(EcdsaSignatureTest, LongSignaturesGetLongLengths) {
   EXPECT_TRUE(IsDerSignature(longer));
 }
 
-TEST(EcdsaSignatureTest, LongestSizeIsThatOfTheLargestNumbers) {
-  EXPECT_EQ(MaxDerSignatureSize(64), 72u);
-  EXPECT_EQ(MaxDerSignatureSize(96), 104u);
-  EXPECT_EQ(MaxDerSignatureSize(132), 141u);
-  EXPECT_EQ(MaxDerSignatureSize(0), 0u);
-}
-
 TEST(DerSignatureTest, TellsDerFromOtherBytes) {
   const Bytes der = EcdsaSignatureToDer(Bytes(64, 0x42));
   EXPECT_TRUE(IsDerSignature(der));

@@ -17,7 +17,7 @@ constexpr unsigned char kFiller = 0xff;
 std::optional<Bytes> UnpadSignatureBlock(ByteView block, std::size_t modulus_size) {
   if (modulus_size < kFrame + kMinFiller || block.size() > modulus_size) return std::nullopt;
   // Without leading zeros: the first of them belongs to the block, more would not.
-  for (std::size_t missing = modulus_size - block.size(); missing < 1; ++missing) {
+  if (block.size() == modulus_size) {
     if (block.front() != 0) return std::nullopt;
     block = block.subspan(1);
   }

@@ -5,12 +5,8 @@
 #include <atomic>
 #include <mutex>
 #include <new>
-#include <string>
 
-#include "adapter/boundary/function_names.h"
 #include "adapter/boundary/own_library.h"
-#include "adapter/config/file_path.h"
-#include "adapter/config/setup_error.h"
 #include "adapter/inner/inner_module.h"
 #include "adapter/session/adapter.h"
 
@@ -24,16 +20,9 @@ std::atomic<pid_t> owner = 0;
 std::atomic<bool> has_fresh_list = false;
 
 Backend OpenBackend() {
-  const std::string library = OwnLibrary();
   Backend backend;
-  backend.config = ReadConfig(ConfigFileOf(library));
-  const Config& config = backend.config;
-  if (IsSameFile(config.module, library)) {
-    throw SetupError(CKR_FUNCTION_FAILED,
-                     config.file + ":" + std::to_string(config.module_line) +
-                         ": the module is the adapter itself; name the module to put behind it");
-  }
-  backend.functions = LoadInnerModule(config);
+  backend.config = ReadConfig(ConfigFileOf(OwnLibrary()));
+  backend.functions = LoadInnerModule(backend.config, C_GetFunctionList);
   return backend;
 }
 
@@ -89,16 +78,7 @@ CK_RV GetInfo(CK_INFO* info) noexcept {
   return Locked([&](const Adapter& adapter) { return adapter.GetInfo(info); });
 }
 
-// What the adapter's caller never asks for.
-template <typename... Arguments>
-CK_RV NotSupported(Arguments...) {
-  return CKR_FUNCTION_NOT_SUPPORTED;
-}
-template <typename... Arguments>
-void Complete(CK_RV (*&entry)(Arguments...)) {
-  if (entry == nullptr) entry = &NotSupported<Arguments...>;
-}
-
+// What the adapter's caller never asks for is not supported.
 CK_FUNCTION_LIST MakeFunctionList() {
   CK_FUNCTION_LIST list = {};
   list.version = {2, 40};
@@ -127,10 +107,7 @@ CK_FUNCTION_LIST MakeFunctionList() {
   list.C_DecryptInit = Served<&Adapter::DecryptInit>::Call;
   list.C_Decrypt = Served<&Adapter::Decrypt>::Call;
   list.C_DeriveKey = Served<&Adapter::DeriveKey>::Call;
-#define KELVRIN_COMPLETE(name) Complete(list.name);
-  KELVRIN_FOR_EACH_FUNCTION(KELVRIN_COMPLETE, KELVRIN_COMPLETE)
-#undef KELVRIN_COMPLETE
-  return list;
+  return CompleteFunctionList(list);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "adapter/boundary/function_names.h"
+#include "adapter/inner/function_names.h"
 #include "adapter/testing/behaviour_fixture.h"
 #include "adapter/testing/loaded_library.h"
 #include "tests/module/functions.h"

@@ -27,7 +27,8 @@ std::string OwnLibrary() {
 void StayMapped() {
   const char* const name = NameAtLinker();
   if (name == nullptr) return;
-  // The handle is never closed: not every linker that is asked not to delete spares the variables.
+  // The handle is never closed: some linkers destroy static variables at the last close although
+  // they keep the library.
   static_cast<void>(dlopen(name, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE));
 }
 

@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "adapter/boundary/function_names.h"
 #include "adapter/config/file_path.h"
 #include "adapter/config/setup_error.h"
+#include "adapter/inner/function_names.h"
 
 namespace kelvrin::adapter {
 namespace {
@@ -35,17 +35,15 @@ CK_FUNCTION_LIST CompleteFunctionList(const CK_FUNCTION_LIST& list) {
   CK_FUNCTION_LIST complete = {};
   complete.version = list.version;
 #define KELVRIN_COMPLETE(name) Complete(complete.name, list.name);
+// A list of version 2.0 ends before this entry: reading it would read past the list.
 #define KELVRIN_NEVER(name) Complete(complete.name, decltype(complete.name){nullptr});
   KELVRIN_FOR_EACH_FUNCTION(KELVRIN_COMPLETE, KELVRIN_NEVER)
 #undef KELVRIN_NEVER
 #undef KELVRIN_COMPLETE
-  // A list of version 2.0 ends before this entry: reading it would read past the list.
-  const bool has_slot_events = list.version.major > 2 || list.version.minor >= 1;
-  if (has_slot_events) Complete(complete.C_WaitForSlotEvent, list.C_WaitForSlotEvent);
   return complete;
 }
 
-CK_FUNCTION_LIST LoadInnerModule(const Config& config) {
+CK_FUNCTION_LIST LoadInnerModule(const Config& config, CK_C_GetFunctionList own) {
   // Opening a pipe might wait for ever. What is not there is the linker's to say.
   if (access(config.module.c_str(), F_OK) == 0 && !IsRegularFile(config.module)) {
     Fail(config, "is no regular file");
@@ -58,6 +56,7 @@ CK_FUNCTION_LIST LoadInnerModule(const Config& config) {
   const auto get_function_list =
       reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"));
   if (get_function_list == nullptr) Fail(config, "has no C_GetFunctionList");
+  if (get_function_list == own) Fail(config, "is the adapter itself");
   CK_FUNCTION_LIST_PTR list = nullptr;
   const CK_RV result = get_function_list(&list);
   if (result != CKR_OK || list == nullptr) {

@@ -11,9 +11,12 @@ namespace kelvrin::adapter {
 // called without looking: an entry that the module leaves null, or that its version does not have,
 // answers CKR_FUNCTION_NOT_SUPPORTED. The module is never unloaded. Throws SetupError with
 // CKR_FUNCTION_FAILED when it cannot be loaded or is not a PKCS#11 version 2 module.
-CK_FUNCTION_LIST LoadInnerModule(const Config& config);
+// `own`: the adapter's C_GetFunctionList; a module that has this one is the adapter itself, by
+// whatever name, and is refused.
+CK_FUNCTION_LIST LoadInnerModule(const Config& config, CK_C_GetFunctionList own);
 
-// The same completion for a list at hand, whose version is at least 2.0.
+// The same completion for a list at hand, whose version is at least 2.0. The one entry of later
+// versions, C_WaitForSlotEvent, always answers so.
 CK_FUNCTION_LIST CompleteFunctionList(const CK_FUNCTION_LIST& list);
 
 }  // namespace kelvrin::adapter

@@ -8,9 +8,6 @@
 namespace kelvrin::adapter {
 namespace {
 
-// As many as the extension has room for.
-constexpr std::size_t kMaxAllowedMechanisms = 20;
-
 struct Row {
   CK_KEY_TYPE key_type;
   CK_MECHANISM_TYPE mechanism;

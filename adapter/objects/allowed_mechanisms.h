@@ -3,11 +3,15 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include <cstddef>
 #include <vector>
 
 #include "adapter/config/rules.h"
 
 namespace kelvrin::adapter {
+
+// As many as the extension has room for.
+inline constexpr std::size_t kMaxAllowedMechanisms = 20;
 
 using Mechanisms = std::vector<CK_MECHANISM_TYPE>;
 

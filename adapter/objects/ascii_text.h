@@ -7,9 +7,9 @@
 namespace kelvrin::adapter {
 
 // UTF-8 text in printable ASCII: ü becomes ue, é becomes e, other scripts' letters become question
-// marks and control characters become blanks. Bytes that are not UTF-8 are read as ISO 8859-1;
-// combining marks and NULs at the end are dropped. ASCII text
-// comes back as it is. The result is empty only for no text, or NULs alone.
+// marks, control characters become blanks. Bytes that are not UTF-8 are read as ISO 8859-1.
+// Combining marks are dropped, and NULs at the end. The result is empty only for no text, or NULs
+// alone.
 std::string ToAscii(std::string_view text);
 
 bool IsAscii(std::string_view text);

@@ -154,7 +154,7 @@ class Reader {
     if (virtual_key_ != nullptr) {
       label = virtual_key_->attributes.at(CKA_LABEL);
     } else {
-      label = ReadAttribute(inner_, session_, object_, CKA_LABEL, kMaxId);
+      label = ReadAttribute(inner_, session_, object_, CKA_LABEL, kMaxCertificateRead);
     }
     if (!label) return std::nullopt;
     const std::string_view text(reinterpret_cast<const char*>(label->data()), label->size());
@@ -182,7 +182,11 @@ class Reader {
       CK_ULONG& length = (*asked)[i].ulValueLen;
       // The module must not have changed where the values go, nor what they are.
       (*asked)[i] = {before[i].type, before[i].pValue, length};
-      const CK_RV checked = CheckLength(before[i], length);
+      CK_RV checked = CheckLength(before[i], length);
+      // No search gives an object with such a CKA_ID: the module tells another one now.
+      if (before[i].type == CKA_ID && checked == CKR_OK && length > kMaxShownId) {
+        checked = CKR_ATTRIBUTE_TYPE_INVALID;
+      }
       if (result == CKR_OK) result = checked;
       // Some modules leave the length of the one attribute that they refused as it was.
       if (checked != CKR_OK || (is_failed_read && asked->size() == 1)) length = 0;

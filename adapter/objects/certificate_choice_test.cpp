@@ -1,6 +1,7 @@
 #include "adapter/objects/certificate_choice.h"
 
 #include "adapter/testing/card_fixture.h"
+#include "encoding/testing/certificates.h"
 #include "tests/module/test_keys.h"
 
 namespace kelvrin::adapter {
@@ -16,8 +17,8 @@ class CertificateChoiceTest : public CardTest {
     found_.push_back(handle);
     return handle;
   }
-  CK_OBJECT_HANDLE AddCertificate(CK_BYTE id, const TestCertificateOptions& options) {
-    return AddCertificate(id, MakeTestCertificate(TestEcKey().get(), options));
+  CK_OBJECT_HANDLE AddCertificate(CK_BYTE id, const encoding::CertificateWish& options) {
+    return AddCertificate(id, encoding::MakeCertificateOf(TestEcKey().get(), options));
   }
   // One that is too simple to be read.
   CK_OBJECT_HANDLE AddCertificate(CK_BYTE id) { return AddCertificate(id, Bytes{1, 2, 3}); }
@@ -53,7 +54,7 @@ TEST_F(CertificateChoiceTest, CertificatesWithAKeyComeFirstInTheModulesOrder) {
 // Its key may need the login to be seen.
 TEST_F(CertificateChoiceTest, CertificateWhoseKeyIsNotSeenIsShownUnlessItIsAnAuthoritys) {
   AddCertificate(1);
-  AddCertificate(2, TestCertificateOptions());
+  AddCertificate(2, encoding::CertificateWish());
   Erase(AddCertificate(3), CKA_ID);
   EXPECT_EQ(Arrange(), found_);
 }

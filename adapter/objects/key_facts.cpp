@@ -10,10 +10,8 @@
 namespace kelvrin::adapter {
 namespace {
 
-constexpr std::size_t kMaxAllowedMechanisms = 20;
 // More room, to see that a list is too long.
 constexpr std::size_t kMechanismRoom = 128 * sizeof(CK_MECHANISM_TYPE);
-constexpr std::size_t kMaxModulus = 4096;
 constexpr std::size_t kMaxParameters = 1024;
 
 // A list that names neither says nothing of the two.

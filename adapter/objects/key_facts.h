@@ -8,6 +8,9 @@
 
 namespace kelvrin::adapter {
 
+// The longest modulus that is believed, in bytes.
+inline constexpr std::size_t kMaxModulus = 4096;
+
 // What the module does not tell is 0 or false.
 struct KeyFacts {
   std::size_t size = 0;        // bytes of the modulus or of a coordinate

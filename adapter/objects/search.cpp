@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 namespace kelvrin::adapter {
 namespace {
@@ -20,9 +19,7 @@ CK_RV ReadAll(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, Handles*
     if (count > batch.size()) return CKR_DEVICE_ERROR;
     if (count == 0) return CKR_OK;
     seen += count;
-    std::copy_if(batch.begin(), batch.begin() + static_cast<std::ptrdiff_t>(count),
-                 std::back_inserter(*found),
-                 [](CK_OBJECT_HANDLE object) { return object != CK_INVALID_HANDLE; });
+    found->insert(found->end(), batch.begin(), batch.begin() + static_cast<std::ptrdiff_t>(count));
   }
   return CKR_DEVICE_ERROR;
 }
@@ -33,10 +30,6 @@ CK_RV FindAll(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session,
               std::span<CK_ATTRIBUTE> attributes, Handles* found) {
   found->clear();
   CK_RV result = inner.C_FindObjectsInit(session, attributes.data(), attributes.size());
-  if (result == CKR_OPERATION_ACTIVE) {
-    inner.C_FindObjectsFinal(session);
-    result = inner.C_FindObjectsInit(session, attributes.data(), attributes.size());
-  }
   if (result != CKR_OK) return result;
   result = ReadAll(inner, session, found);
   inner.C_FindObjectsFinal(session);

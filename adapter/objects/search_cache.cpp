@@ -29,7 +29,13 @@ bool HasName(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, CK_OBJECT
 
 const Handles* SearchCache::Recall(CK_SESSION_HANDLE session, const ObjectName& name) {
   const auto found = entries_.find(name);
-  if (found == entries_.end()) return nullptr;
+  if (found == entries_.end()) {
+    last_ = nullptr;
+    return nullptr;
+  }
+  in_a_row_ = last_ == &found->first ? in_a_row_ + 1 : 1;
+  last_ = &found->first;
+  if (in_a_row_ > kSteady && in_a_row_ % kLookEvery != 0) return &found->second;
   if (HasName(inner_, session, found->second.front(), name)) return &found->second;
   Forget();
   return nullptr;
@@ -46,6 +52,7 @@ void SearchCache::Learn(const ObjectName& name, Handles found) {
 void SearchCache::Forget() {
   by_object_.clear();
   entries_.clear();
+  last_ = nullptr;
 }
 
 const ObjectName* SearchCache::NameOf(CK_OBJECT_HANDLE object) const {

@@ -21,15 +21,21 @@ struct ObjectName {
 
 // A module's search is linear in the token's objects, and the extension searches for every request.
 // The cache answers instead, as long as the object that it knows still has its class and CKA_ID,
-// which one read on the caller's session shows each time. Anything else than before, and it forgets
+// which one read on the caller's session shows. Anything else than before, and it forgets
 // everything.
 class SearchCache {
  public:
   // `inner` must outlive the object.
   explicit SearchCache(const CK_FUNCTION_LIST& inner) : inner_(inner) {}
 
-  // The objects of that name, the first of them looked at on `session`; null when they are not
-  // known or the first is no longer what it was. Valid until the next call.
+  // Objects that are asked for more than kSteady times in a row are looked at only every
+  // kLookEvery-th time: who signs thousands of times with one key need not read it thousands of
+  // times. After any other request in between each one looks again.
+  static constexpr unsigned kSteady = 8;
+  static constexpr unsigned kLookEvery = 64;
+
+  // The objects of that name, the first of them looked at on `session`; null when they are not known
+  // or the first is no longer what it was. Valid until the next call.
   const Handles* Recall(CK_SESSION_HANDLE session, const ObjectName& name);
 
   // Remembers what a search has just found. Nothing found is not remembered: what another program
@@ -45,6 +51,8 @@ class SearchCache {
   const CK_FUNCTION_LIST& inner_;
   std::map<ObjectName, Handles> entries_;
   std::unordered_map<CK_OBJECT_HANDLE, const ObjectName*> by_object_;
+  const ObjectName* last_ = nullptr;  // asked for
+  unsigned in_a_row_ = 0;
 };
 
 }  // namespace kelvrin::adapter

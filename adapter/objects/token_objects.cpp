@@ -78,7 +78,9 @@ CK_RV TokenObjects::Find(CK_SESSION_HANDLE session, std::span<CK_ATTRIBUTE> attr
 // An object whose CKA_ID the extension has no room for would end it, or be read past its end.
 void TokenObjects::HideLongIds(CK_SESSION_HANDLE session, Handles* found) const {
   std::erase_if(*found, [&](CK_OBJECT_HANDLE object) {
-    return ReadLength(inner_, session, object, CKA_ID).value_or(0) > kMaxShownId;
+    const auto id = ReadAttribute(inner_, session, object, CKA_ID, kMaxId);
+    return id ? id->size() > kMaxShownId
+              : ReadLength(inner_, session, object, CKA_ID).value_or(0) > kMaxShownId;
   });
 }
 
@@ -134,6 +136,7 @@ CK_RV TokenObjects::FindPublicKey(CK_SESSION_HANDLE session, const ObjectName& n
   for (const CK_OBJECT_HANDLE certificate : certificates) {
     if (const auto key = MakeVirtualKey(session, certificate)) {
       found->push_back(*key);
+      without_public_key_.insert(name.id);
       return CKR_OK;
     }
   }
@@ -199,13 +202,14 @@ std::set<Bytes> TokenObjects::Learn(CK_SESSION_HANDLE session, CK_OBJECT_CLASS o
   return ids;
 }
 
-CK_OBJECT_HANDLE TokenObjects::FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
+std::optional<CK_OBJECT_HANDLE> TokenObjects::FindAgain(CK_SESSION_HANDLE session,
+                                                        CK_OBJECT_HANDLE object) {
   const ObjectName* const known = cache_.NameOf(object);
-  if (known == nullptr) return CK_INVALID_HANDLE;
+  if (known == nullptr) return std::nullopt;
   const ObjectName name = *known;
   Forget();
   Handles found;
-  if (AskModule(session, name, &found) != CKR_OK || found.empty()) return CK_INVALID_HANDLE;
+  if (AskModule(session, name, &found) != CKR_OK || found.empty()) return std::nullopt;
   return found.front();
 }
 
@@ -214,7 +218,9 @@ KeyFacts TokenObjects::Facts(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, bo
   std::vector<CK_MECHANISM_TYPE> offered;
   if (is_rsa && GetMechanisms(&offered) != CKR_OK) offered.clear();
   const KeyFacts facts = ReadKeyFacts(inner_, session, key, is_rsa, offered);
-  if (cache_.NameOf(key) != nullptr) facts_[key] = facts;
+  // Without the slot's mechanisms it is not known what an RSA key lacks.
+  const bool is_whole = !is_rsa || !offered.empty();
+  if (is_whole && cache_.NameOf(key) != nullptr) facts_[key] = facts;
   return facts;
 }
 

@@ -43,13 +43,13 @@ class TokenObjects {
   CK_RV WithCurrent(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, const Action& action) {
     const CK_RV result = action(key);
     if (!IsRefusedHandle(result)) return result;
-    const CK_OBJECT_HANDLE again = FindAgain(session, key);
-    return again == CK_INVALID_HANDLE ? result : action(again);
+    const std::optional<CK_OBJECT_HANDLE> again = FindAgain(session, key);
+    return again ? action(*again) : result;
   }
 
   // What the search that found the object finds now, for a handle that the module has just refused.
-  // CK_INVALID_HANDLE when that is nothing, or when the cache does not know the object.
-  CK_OBJECT_HANDLE FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
+  // Nothing when there is none, or when the cache does not know the object.
+  std::optional<CK_OBJECT_HANDLE> FindAgain(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
 
   // The facts of a private key, RSA or EC.
   KeyFacts Facts(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, bool is_rsa);

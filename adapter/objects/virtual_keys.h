@@ -32,8 +32,6 @@ class VirtualKeys {
   // Null when there is no such key.
   const VirtualKey* Find(CK_OBJECT_HANDLE handle) const;
 
-  void Clear() { keys_.clear(); }
-
  private:
   std::map<CK_OBJECT_HANDLE, VirtualKey> keys_;
   CK_OBJECT_HANDLE next_ = kFirstHandle;

@@ -35,7 +35,7 @@ TEST_F(VirtualKeysTest, WhatIsNoCertificateOfARsaOrEcKeyGivesNone) {
 
 TEST_F(VirtualKeysTest, RsaKeyHasItsModulusAndUses) {
   const auto key = TestRsaKey();
-  EXPECT_EQ(Attributes(MakeTestCertificate(key.get())),
+  EXPECT_EQ(Attributes(encoding::MakeCertificateOf(key.get(), {})),
             (std::map<CK_ATTRIBUTE_TYPE, Bytes>{
                 {CKA_CLASS, MemoryObject::Number(CKO_PUBLIC_KEY)},
                 {CKA_KEY_TYPE, MemoryObject::Number(CKK_RSA)},
@@ -60,7 +60,7 @@ TEST_F(VirtualKeysTest, RsaKeyHasItsModulusAndUses) {
 
 TEST_F(VirtualKeysTest, EcKeyHasItsCurveAndPointAndNeitherEncryptsNorWraps) {
   const auto key = TestEcKey();
-  const auto attributes = Attributes(MakeTestCertificate(key.get()));
+  const auto attributes = Attributes(encoding::MakeCertificateOf(key.get(), {}));
   Bytes point = PointOfKey(key.get());
   point.insert(point.begin(), {0x04, 0x41});
   EXPECT_EQ(attributes.at(CKA_EC_POINT), point);
@@ -75,8 +75,8 @@ TEST_F(VirtualKeysTest, EcKeyHasItsCurveAndPointAndNeitherEncryptsNorWraps) {
 }
 
 TEST_F(VirtualKeysTest, HandleStaysWithItsCertificateAndId) {
-  const Bytes one = MakeTestCertificate(TestEcKey().get());
-  const Bytes another = MakeTestCertificate(TestEcKey(1).get());
+  const Bytes one = encoding::MakeCertificateOf(TestEcKey().get(), {});
+  const Bytes another = encoding::MakeCertificateOf(TestEcKey(1).get(), {});
   EXPECT_EQ(keys_.Make(one, kId, kLabel), VirtualKeys::kFirstHandle);
   EXPECT_EQ(keys_.Make(another, kId, kLabel), VirtualKeys::kFirstHandle + 1);
   EXPECT_EQ(keys_.Make(one, {9}, kLabel), VirtualKeys::kFirstHandle + 2);
@@ -87,7 +87,7 @@ TEST_F(VirtualKeysTest, HandleStaysWithItsCertificateAndId) {
 }
 
 TEST_F(VirtualKeysTest, EndlesslyChangingCertificatesDoNotFillTheMemory) {
-  const Bytes der = MakeTestCertificate(TestEcKey().get());
+  const Bytes der = encoding::MakeCertificateOf(TestEcKey().get(), {});
   for (CK_ULONG i = 0; i < 1024; ++i) keys_.Make(der, MemoryObject::Number(i), kLabel);
   EXPECT_NE(keys_.Find(VirtualKeys::kFirstHandle), nullptr);
   keys_.Make(der, kId, kLabel);

@@ -27,16 +27,12 @@ CK_RV Derive(const CK_FUNCTION_LIST& inner, CK_SESSION_HANDLE session, CK_MECHAN
   const CK_RV result =
       inner.C_DeriveKey(session, &mechanism, base_key, attributes.data(),
                         size != 0 ? attributes.size() : attributes.size() - 1, &derived);
-  if (result != CKR_OK) return result;
-  if (derived == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
-  *key = derived;
-  return CKR_OK;
+  if (result == CKR_OK) *key = derived;
+  return result;
 }
 
 bool IsEcdh(const CK_MECHANISM& mechanism) {
-  return (mechanism.mechanism == CKM_ECDH1_DERIVE ||
-          mechanism.mechanism == CKM_ECDH1_COFACTOR_DERIVE) &&
-         mechanism.pParameter != nullptr &&
+  return mechanism.mechanism == CKM_ECDH1_DERIVE && mechanism.pParameter != nullptr &&
          mechanism.ulParameterLen == sizeof(CK_ECDH1_DERIVE_PARAMS);
 }
 

@@ -13,7 +13,6 @@ namespace {
 constexpr std::size_t kResultRoom = 4096;
 // No input or result is longer; a module that asks for more is not believed.
 constexpr std::size_t kMaxResultRoom = std::size_t{1} << 26;
-constexpr std::size_t kMaxModulus = 4096;
 // Short enough for any key.
 constexpr std::size_t kShortestDigest = 20;
 // What a null pointer of length 0 becomes.
@@ -55,6 +54,9 @@ bool KeyOperation::CloseIdleWorker() {
 }
 
 CK_RV KeyOperation::Fail(CK_RV result) {
+  // The module has lost the worker alone where the caller's session answers.
+  const bool is_lost = result == CKR_SESSION_HANDLE_INVALID || result == CKR_SESSION_CLOSED;
+  if (is_lost && worker_.CallerAnswers()) result = CKR_DEVICE_ERROR;
   Close();
   objects_->Forget();
   return result;
@@ -64,41 +66,47 @@ std::optional<CK_SESSION_HANDLE> KeyOperation::ActiveSession() const {
   return kind_ ? std::optional(worker_.handle()) : std::nullopt;
 }
 
-KeyOperation::Form KeyOperation::FormOf(OperationKind kind, CK_MECHANISM_TYPE mechanism) const {
+KeyOperation::Form KeyOperation::FormOf(CK_MECHANISM_TYPE mechanism) const {
   const Rules& rules = objects_->rules();
   if (mechanism == CKM_RSA_X_509) return rules.Has(Rule::kRawRsa) ? Form::kRsaRaw : Form::kPlain;
-  if (kind != OperationKind::kSign) return Form::kPlain;
+  if (kind_ != OperationKind::kSign) return Form::kPlain;
   if (mechanism == CKM_RSA_PKCS) return Form::kRsa;
   return IsEcdsa(mechanism) && rules.Has(Rule::kEcdsa) ? Form::kEcdsa : Form::kPlain;
 }
 
 CK_RV KeyOperation::Init(OperationKind kind, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key) {
   if (kind_) Close();
-  const CK_RV result = objects_->WithCurrent(
-      session_, key, [&](CK_OBJECT_HANDLE current) { return Begin(kind, mechanism, current); });
-  if (result != CKR_OK) return Fail(result);
   kind_ = kind;
-  return CKR_OK;
+  const CK_RV result = objects_->WithCurrent(
+      session_, key, [&](CK_OBJECT_HANDLE current) { return Begin(mechanism, current); });
+  return result == CKR_OK ? result : Fail(result);
 }
 
-CK_RV KeyOperation::Begin(OperationKind kind, CK_MECHANISM asked, CK_OBJECT_HANDLE key) {
+CK_RV KeyOperation::Begin(CK_MECHANISM mechanism, CK_OBJECT_HANDLE key) {
   const Rules& rules = objects_->rules();
   key_ = key;
-  form_ = FormOf(kind, asked.mechanism);
-  const KeyFacts facts = objects_->Facts(session_, key, !IsEcdsa(asked.mechanism));
-  if (asked.mechanism == CKM_RSA_X_509 && rules.Has(Rule::kMissingRawRsa) && facts.lacks_raw_rsa) {
-    asked.mechanism = CKM_RSA_PKCS;
+  mechanism_ = mechanism;
+  form_ = FormOf(mechanism.mechanism);
+  const KeyFacts facts = objects_->Facts(session_, key, !IsEcdsa(mechanism.mechanism));
+  if (mechanism.mechanism == CKM_RSA_X_509 && rules.Has(Rule::kMissingRawRsa) &&
+      facts.lacks_raw_rsa) {
+    mechanism_.mechanism = CKM_RSA_PKCS;
     form_ = Form::kRsaRawByPkcs;
   }
   // The input is a digest already: the module must not hash it again.
-  if (form_ == Form::kEcdsa) asked.mechanism = CKM_ECDSA;
+  if (form_ == Form::kEcdsa) mechanism_.mechanism = CKM_ECDSA;
   key_size_ = facts.size;
+  wants_login_ = facts.wants_login && rules.Has(Rule::kContextLogin);
+  return Start();
+}
+
+// Starts the operation on the worker.
+CK_RV KeyOperation::Start() {
   const CK_RV result = worker_.Begin([&](CK_SESSION_HANDLE worker) {
-    return kind == OperationKind::kSign ? inner_->C_SignInit(worker, &asked, key)
-                                        : inner_->C_DecryptInit(worker, &asked, key);
+    return kind_ == OperationKind::kSign ? inner_->C_SignInit(worker, &mechanism_, key_)
+                                         : inner_->C_DecryptInit(worker, &mechanism_, key_);
   });
-  const bool wants_login = facts.wants_login && rules.Has(Rule::kContextLogin);
-  return result == CKR_OK && wants_login ? LogIn() : result;
+  return result == CKR_OK && wants_login_ ? LogIn() : result;
 }
 
 // Gives the PIN for one operation. A PIN is never tried twice: after a failed login it is wiped.
@@ -120,19 +128,26 @@ CK_RV KeyOperation::CallModule(CK_BYTE* input, CK_ULONG size, CK_BYTE* output,
              : inner_->C_Decrypt(worker_.handle(), input, size, output, output_size);
 }
 
-// A module that keeps the key's parameters to itself still says how long a result will be.
-void KeyOperation::LearnKeySize(ByteView input) {
-  if (key_size_ != 0 || form_ == Form::kPlain) return;
+// A module that keeps the key's parameters to itself still says how long a result will be. One that
+// refuses to has ended the operation, which is started again.
+CK_RV KeyOperation::LearnKeySize(ByteView input) {
+  if (key_size_ != 0 || form_ == Form::kPlain) return CKR_OK;
   if (form_ == Form::kRsaRawByPkcs && kind_ == OperationKind::kDecrypt) {
     key_size_ = input.size();
-    return;
+    return CKR_OK;
   }
+  const bool is_ecdsa = form_ == Form::kEcdsa;
   auto* data = const_cast<CK_BYTE*>(input.data());
-  CK_ULONG size = 0;
-  if (CallModule(data, std::min(input.size(), kShortestDigest), nullptr, &size) != CKR_OK) return;
-  if (size > kMaxModulus) return;
-  key_size_ = form_ == Form::kEcdsa ? size / 2 : size;
+  CK_ULONG size = is_ecdsa ? std::min(input.size(), kShortestDigest) : input.size();
+  CK_ULONG result_size = 0;
+  if (CallModule(data, size, nullptr, &result_size) != CKR_OK) {
+    worker_.Close();
+    return Start();
+  }
+  if (result_size > kMaxModulus) return CKR_OK;
+  key_size_ = is_ecdsa ? result_size / 2 : result_size;
   objects_->LearnSize(key_, key_size_);
+  return CKR_OK;
 }
 
 // Brings the input into the shape that the module takes; `shaped` holds it where it is a new one.
@@ -165,8 +180,8 @@ CK_RV KeyOperation::Run(OperationKind kind, const CK_BYTE* input, CK_ULONG input
   if (input_size > kMaxResultRoom) return Fail(CKR_DATA_LEN_RANGE);
   ByteView shaped = input != nullptr ? ByteView(input, input_size) : ByteView(&kNothing, 0);
   Bytes padded;
-  LearnKeySize(shaped);
-  CK_RV result = Shape(&shaped, &padded);
+  CK_RV result = LearnKeySize(shaped);
+  if (result == CKR_OK) result = Shape(&shaped, &padded);
   if (result == CKR_OK) result = Collect(shaped);
   WipeBytes(&padded);
   return result == CKR_OK ? Deliver(output, output_size) : Fail(result);
@@ -178,6 +193,7 @@ CK_RV KeyOperation::Collect(ByteView input) {
   auto* data = const_cast<CK_BYTE*>(input.data());
   const std::size_t room = kResultRoom + input.size();
   if (room_.size() < room) room_.resize(room);
+  result_.reserve(room_.size());
   CK_ULONG size = room_.size();
   const CK_RV result = CallModule(data, input.size(), room_.data(), &size);
   const bool is_believable = result == CKR_OK && size <= room_.size();

@@ -74,11 +74,12 @@ class KeyOperation {
  private:
   enum class Form { kPlain, kEcdsa, kRsa, kRsaRaw, kRsaRawByPkcs };
 
-  Form FormOf(OperationKind kind, CK_MECHANISM_TYPE mechanism) const;
-  CK_RV Begin(OperationKind kind, CK_MECHANISM asked, CK_OBJECT_HANDLE key);
+  Form FormOf(CK_MECHANISM_TYPE mechanism) const;
+  CK_RV Begin(CK_MECHANISM mechanism, CK_OBJECT_HANDLE key);
+  CK_RV Start();
   CK_RV LogIn();
   CK_RV CallModule(CK_BYTE* input, CK_ULONG size, CK_BYTE* output, CK_ULONG* output_size);
-  void LearnKeySize(ByteView input);
+  CK_RV LearnKeySize(ByteView input);
   CK_RV Shape(ByteView* input, Bytes* shaped) const;
   CK_RV Collect(ByteView input);
   CK_RV ShapeResult();
@@ -95,7 +96,9 @@ class KeyOperation {
 
   std::optional<OperationKind> kind_;  // nothing: no operation
   Form form_ = Form::kPlain;
+  CK_MECHANISM mechanism_ = {};  // that the module is asked for
   CK_OBJECT_HANDLE key_ = CK_INVALID_HANDLE;
+  bool wants_login_ = false;  // the key does, for each operation
   std::size_t key_size_ = 0;  // bytes of the modulus or of a coordinate; 0: not known
   bool wants_logout_ = false;
   bool has_result_ = false;  // the module is done, the caller has not got it yet

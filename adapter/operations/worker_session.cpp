@@ -14,13 +14,14 @@ CK_RV WorkerSession::Open() {
   if (is_borrowing_) return CKR_OK;
   if (result != CKR_OK) return result;
   if (handle == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
-  note_(handle);
-  if (handle == caller_) return CKR_SESSION_HANDLE_INVALID;
+  if (!note_(handle)) {
+    inner_->C_CloseSession(handle);
+    return CKR_TOKEN_NOT_PRESENT;
+  }
   own_ = handle;
   return CKR_OK;
 }
 
-// A caller's session that answers is proof that its token is still there.
 bool WorkerSession::CallerAnswers() const {
   CK_SESSION_INFO info = {};
   return inner_->C_GetSessionInfo(caller_, &info) == CKR_OK;

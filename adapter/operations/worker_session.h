@@ -9,8 +9,8 @@
 namespace kelvrin::adapter {
 
 // Called with each session handle that the module has just given out, before it is used: the module
-// may have lost the session that had it.
-using NewHandle = std::function<void(CK_SESSION_HANDLE)>;
+// may have lost the session that had it. Returns whether the opener's token still lives.
+using NewHandle = std::function<bool(CK_SESSION_HANDLE)>;
 
 // Many modules leave an operation open after a failed C_Sign and refuse the next one; a session
 // that can be closed at any time has no such past. The login state is the token's, so a worker is
@@ -44,6 +44,9 @@ class WorkerSession {
   // Forgets the session without a call: the module has lost it.
   void Drop() { own_ = CK_INVALID_HANDLE; }
 
+  // Whether the caller's session answers, which is proof that its token is still there.
+  bool CallerAnswers() const;
+
   bool is_open() const { return own_ != CK_INVALID_HANDLE; }
   CK_SESSION_HANDLE handle() const { return is_open() ? own_ : caller_; }
 
@@ -62,7 +65,6 @@ class WorkerSession {
   }
 
   CK_RV Open();
-  bool CallerAnswers() const;
   void EndOperations();
 
   const CK_FUNCTION_LIST* inner_;

@@ -6,26 +6,17 @@
 #include "adapter/session/with_session.h"
 
 namespace kelvrin::adapter {
-namespace {
-
-// Sessions on an absent token, far from the handles that modules count up.
-constexpr CK_SESSION_HANDLE kFirstAbsent = CK_SESSION_HANDLE{0x4b560000} << 32;
-
-}  // namespace
-
 CK_RV Adapter::GetSlotList(CK_BBOOL /*token_present*/, CK_SLOT_ID* list, CK_ULONG* count) {
   return WithSlots([&](Slots& slots) {
     const CK_RV result = slots.GetSlotList(list, count);
     if (result != CKR_OK || list != nullptr) return result;
     const Slots::Look& look = slots.last_look();
-    for (auto& [handle, session] : sessions_) {
+    for (const auto& [slot, token] : look.tokens) NoteToken(slot, &token);
+    for (const auto& [handle, session] : sessions_) {
       const CK_SLOT_ID slot = session.token->slot();
-      const auto seen = look.tokens.find(slot);
-      if (seen != look.tokens.end()) {
-        NoteToken(slot, &seen->second);
-      } else if (std::find(look.present.begin(), look.present.end(), slot) == look.present.end()) {
+      const auto& present = look.present;
+      if (std::find(present.begin(), present.end(), slot) == present.end())
         NoteToken(slot, nullptr);
-      }
     }
     return result;
   });
@@ -38,7 +29,9 @@ void Adapter::NoteToken(CK_SLOT_ID slot, const TokenIdentity* seen) {
     if (life.is_over || life.slot() != slot || (seen != nullptr && life.identity == *seen))
       continue;
     CK_SESSION_INFO info = {};
-    if (backend_->functions.C_GetSessionInfo(handle, &info) == CKR_OK) keeps_sessions_ = true;
+    if (backend_->functions.C_GetSessionInfo(session.inner, &info) == CKR_OK) {
+      keeps_sessions_ = true;
+    }
     EndLife(life);
   }
 }
@@ -54,10 +47,11 @@ void Adapter::EndLife(TokenLife& life) {
   }
 }
 
-bool Adapter::IsSameToken(const TokenLife& life) const {
+// The token in the slot now; nothing when the module does not tell.
+std::optional<TokenIdentity> Adapter::TokenIn(CK_SLOT_ID slot) const {
   CK_TOKEN_INFO info = {};
-  return backend_->functions.C_GetTokenInfo(life.slot(), &info) == CKR_OK &&
-         IdentityOf(info) == life.identity;
+  if (backend_->functions.C_GetTokenInfo(slot, &info) != CKR_OK) return std::nullopt;
+  return IdentityOf(info);
 }
 
 CK_RV Adapter::GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
@@ -69,6 +63,7 @@ CK_RV Adapter::GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
     TokenIdentity identity;
     const CK_RV result = slots.GetTokenInfo(slot, info, &identity);
     if (result == CKR_OK) NoteToken(slot, &identity);
+    if (MeansGone(result)) NoteToken(slot, nullptr);
     return result;
   });
 }
@@ -81,52 +76,74 @@ CK_RV Adapter::GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECH
   return WithSlots([&](Slots& slots) { return slots.GetMechanismInfo(slot, type, info); });
 }
 
-CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify,
-                           CK_SESSION_HANDLE* session) {
-  return WithSlots([&](Slots& slots) -> CK_RV {
+CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* /*application*/,
+                           CK_NOTIFY /*notify*/, CK_SESSION_HANDLE* session) {
+  return WithSlots([&](Slots& slots) {
     CK_RV result = slots.Check(slot);
-    if (slot == Slots::kAbsent && result == CKR_TOKEN_NOT_PRESENT) return OpenAbsent(session);
-    if (result != CKR_OK) return result;
-    CK_SESSION_HANDLE handle = CK_INVALID_HANDLE;
-    result = Open(slot, &flags, application, notify, &handle);
-    if (result != CKR_OK) return result;
-    if (handle == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
-    NoteHandle(handle);
-    sessions_.erase(handle);
-    sessions_.try_emplace(handle, LifeIn(slot), handle, flags,
-                          [this](CK_SESSION_HANDLE given) { NoteHandle(given); });
-    meant_ = *slots.chosen_token();
-    *session = handle;
-    return CKR_OK;
+    if (result == CKR_OK) result = OpenOnToken(slot, flags, session);
+    // A re-initialisation succeeds without its card, also where that is pulled just now.
+    return MeansGone(result) && slots.meant() != nullptr ? OpenAbsent(session) : result;
   });
+}
+
+// Opens a session and looks which token it is on: since the slot was chosen the card may have been
+// changed for another, which a re-initialisation does not mean.
+CK_RV Adapter::OpenOnToken(CK_SLOT_ID slot, CK_FLAGS flags, CK_SESSION_HANDLE* session) {
+  CK_SESSION_HANDLE inner = CK_INVALID_HANDLE;
+  const CK_RV result = Open(slot, &flags, &inner);
+  if (result != CKR_OK) return result;
+  if (inner == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
+  NoteHandle(inner);
+  const std::optional<TokenIdentity> token = TokenIn(slot);
+  if (!token || (slots_->meant() != nullptr && *slots_->meant() != *token)) {
+    backend_->functions.C_CloseSession(inner);
+    return CKR_TOKEN_NOT_PRESENT;
+  }
+  NoteToken(slot, &*token);
+  meant_ = *token;
+  *session = Keep(LifeOf(slot, *token), inner, flags);
+  return CKR_OK;
 }
 
 // Opens a session of the module's: once more when it has too many, and read-only when it refuses to
 // be written to.
-CK_RV Adapter::Open(CK_SLOT_ID slot, CK_FLAGS* flags, void* application, CK_NOTIFY notify,
-                    CK_SESSION_HANDLE* handle) {
+CK_RV Adapter::Open(CK_SLOT_ID slot, CK_FLAGS* flags, CK_SESSION_HANDLE* inner) {
   const auto open = [&](CK_FLAGS how) {
-    return backend_->functions.C_OpenSession(slot, how, application, notify, handle);
+    return backend_->functions.C_OpenSession(slot, how, nullptr, nullptr, inner);
   };
   CK_RV result = open(*flags);
   // The token's sessions are for the caller.
   if (result == CKR_SESSION_COUNT && CloseIdleWorkers()) result = open(*flags);
   const CK_FLAGS read_only = *flags & ~CK_FLAGS{CKF_RW_SESSION};
-  if (result == CKR_OK || read_only == *flags || open(read_only) != CKR_OK) return result;
+  if (result == CKR_OK || MeansGone(result) || result == CKR_SESSION_COUNT) return result;
+  if (read_only == *flags || open(read_only) != CKR_OK) return result;
   *flags = read_only;
   return CKR_OK;
 }
 
-// A session on which there is no token, so that a re-initialisation succeeds without its card.
+// A session on which there is no token.
 CK_RV Adapter::OpenAbsent(CK_SESSION_HANDLE* session) {
-  *session = absent_.empty() ? kFirstAbsent : *absent_.rbegin() + 1;
-  absent_.insert(*session);
+  auto life = std::make_shared<TokenLife>(backend_->functions, backend_->config.rules,
+                                          Slots::kAbsent, *slots_->meant());
+  life->is_over = true;
+  *session = Keep(std::move(life), CK_INVALID_HANDLE, 0);
   return CKR_OK;
 }
 
-// The life that the chosen slot's token leads already, or a new one.
-std::shared_ptr<TokenLife> Adapter::LifeIn(CK_SLOT_ID slot) {
-  const TokenIdentity& identity = *slots_->chosen_token();
+// Keeps a session for the caller; its handle.
+CK_SESSION_HANDLE Adapter::Keep(std::shared_ptr<TokenLife> life, CK_SESSION_HANDLE inner,
+                                CK_FLAGS flags) {
+  const TokenLife* const its_life = life.get();
+  sessions_.try_emplace(++last_handle_, std::move(life), inner, flags,
+                        [this, its_life](CK_SESSION_HANDLE given) {
+                          NoteHandle(given);
+                          return !its_life->is_over;
+                        });
+  return last_handle_;
+}
+
+// The life that the token leads already, or a new one.
+std::shared_ptr<TokenLife> Adapter::LifeOf(CK_SLOT_ID slot, const TokenIdentity& identity) {
   for (const auto& [handle, session] : sessions_) {
     const TokenLife& life = *session.token;
     if (!life.is_over && life.slot() == slot && life.identity == identity) return session.token;
@@ -136,13 +153,13 @@ std::shared_ptr<TokenLife> Adapter::LifeIn(CK_SLOT_ID slot) {
 
 // A handle that the module gives out again belonged to a session that it has lost, and the workers
 // of that slot with it.
-void Adapter::NoteHandle(CK_SESSION_HANDLE handle) {
-  if (const auto lost = sessions_.find(handle); lost != sessions_.end()) {
-    lost->second.is_lost = true;
-    EndLife(*lost->second.token);
-  }
-  for (auto& [owner, session] : sessions_) {
-    if (!session.operation.HasWorker(handle)) continue;
+void Adapter::NoteHandle(CK_SESSION_HANDLE inner) {
+  for (auto& [handle, session] : sessions_) {
+    if (session.inner == inner) {
+      session.inner = CK_INVALID_HANDLE;
+      EndLife(*session.token);
+    }
+    if (!session.operation.HasWorker(inner)) continue;
     for (auto& [other, neighbour] : sessions_) {
       if (neighbour.token->slot() == session.token->slot()) neighbour.operation.Drop();
     }
@@ -160,10 +177,10 @@ bool Adapter::CloseIdleWorkers() {
 CK_RV Adapter::CloseSession(CK_SESSION_HANDLE session) {
   const CK_RV result = WithSession(session, [&](Session& state) {
     state.operation.Close();
-    return backend_->functions.C_CloseSession(session);
+    return backend_->functions.C_CloseSession(state.inner);
   });
-  sessions_.erase(session);
-  absent_.erase(session);
+  // Where the token's life is over a module may have kept the session: Finalize closes it.
+  if (result == CKR_OK) sessions_.erase(session);
   return result;
 }
 
@@ -180,9 +197,9 @@ CK_RV Adapter::CloseAllSessions(CK_SLOT_ID slot) {
 }
 
 CK_RV Adapter::GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO* info) {
-  return WithSession(session, [&](Session&) {
+  return WithSession(session, [&](Session& state) {
     CK_SESSION_INFO answer = {};
-    const CK_RV result = backend_->functions.C_GetSessionInfo(session, &answer);
+    const CK_RV result = backend_->functions.C_GetSessionInfo(state.inner, &answer);
     if (result == CKR_OK) *info = answer;
     return result;
   });
@@ -193,10 +210,10 @@ CK_RV Adapter::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin,
   return WithSession(session, [&](Session& state) {
     // A login for one operation goes where that operation is.
     if (user == CKU_CONTEXT_SPECIFIC) {
-      const CK_SESSION_HANDLE target = state.operation.ActiveSession().value_or(session);
+      const CK_SESSION_HANDLE target = state.operation.ActiveSession().value_or(state.inner);
       return backend_->functions.C_Login(target, user, pin, pin_size);
     }
-    const CK_RV result = backend_->functions.C_Login(session, user, pin, pin_size);
+    const CK_RV result = backend_->functions.C_Login(state.inner, user, pin, pin_size);
     TokenLife& life = *state.token;
     if (result == CKR_OK) life.has_login = true;
     if (result == CKR_OK && user == CKU_USER && backend_->config.rules.Has(Rule::kContextLogin)) {
@@ -210,20 +227,21 @@ CK_RV Adapter::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin,
 }
 
 CK_RV Adapter::Logout(CK_SESSION_HANDLE session) {
-  return WithSession(session, [&](Session& current) { return LogOut(current, session); });
+  return WithSession(session, [&](Session& current) { return LogOut(current); });
 }
 
-CK_RV Adapter::LogOut(Session& current, CK_SESSION_HANDLE handle) {
+CK_RV Adapter::LogOut(Session& current) {
   TokenLife& life = *current.token;
   life.pin.Wipe();
-  life.has_login = false;
   // The token's private session objects and operations end with the login.
-  for (auto& [other, session] : sessions_) {
+  for (auto& [handle, session] : sessions_) {
     if (session.token.get() != &life) continue;
     session.derived.reset();
     session.operation.Close();
   }
-  return backend_->functions.C_Logout(handle);
+  const CK_RV result = backend_->functions.C_Logout(current.inner);
+  if (result == CKR_OK) life.has_login = false;
+  return result;
 }
 
 }  // namespace kelvrin::adapter

@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <set>
 #include <utility>
 
 #include "adapter/config/config.h"
@@ -85,22 +84,23 @@ class Adapter {
   CK_RV WithSlots(const Action& action);
 
   CK_RV InitializeInner();
-  CK_RV Open(CK_SLOT_ID slot, CK_FLAGS* flags, void* application, CK_NOTIFY notify,
-             CK_SESSION_HANDLE* handle);
+  CK_RV Open(CK_SLOT_ID slot, CK_FLAGS* flags, CK_SESSION_HANDLE* inner);
+  CK_RV OpenOnToken(CK_SLOT_ID slot, CK_FLAGS flags, CK_SESSION_HANDLE* session);
   CK_RV OpenAbsent(CK_SESSION_HANDLE* session);
-  std::shared_ptr<TokenLife> LifeIn(CK_SLOT_ID slot);
+  CK_SESSION_HANDLE Keep(std::shared_ptr<TokenLife> life, CK_SESSION_HANDLE inner, CK_FLAGS flags);
+  std::shared_ptr<TokenLife> LifeOf(CK_SLOT_ID slot, const TokenIdentity& identity);
   CK_RV Begin(CK_SESSION_HANDLE session, OperationKind kind, const CK_MECHANISM& mechanism,
               CK_OBJECT_HANDLE key);
   CK_RV Run(CK_SESSION_HANDLE session, OperationKind kind, const CK_BYTE* input,
             CK_ULONG input_size, CK_BYTE* output, CK_ULONG* output_size);
-  CK_RV LogOut(Session& current, CK_SESSION_HANDLE handle);
-  CK_RV DeriveReadable(Session& state, CK_SESSION_HANDLE session, const CK_MECHANISM& mechanism,
-                       CK_OBJECT_HANDLE base_key, CK_OBJECT_HANDLE* key);
+  CK_RV LogOut(Session& current);
+  CK_RV DeriveReadable(Session& state, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE base_key,
+                       CK_OBJECT_HANDLE* key);
   bool CloseIdleWorkers();
-  void NoteHandle(CK_SESSION_HANDLE handle);
+  void NoteHandle(CK_SESSION_HANDLE inner);
   void NoteToken(CK_SLOT_ID slot, const TokenIdentity* seen);
   void EndLife(TokenLife& life);
-  bool IsSameToken(const TokenLife& life) const;
+  std::optional<TokenIdentity> TokenIn(CK_SLOT_ID slot) const;
 
   std::function<Backend()> open_;
   std::unique_ptr<Backend> backend_;  // null while not initialised
@@ -110,7 +110,7 @@ class Adapter {
   std::optional<TokenIdentity> meant_;  // the token that the latest set-up chose
   std::unique_ptr<Slots> slots_;
   Sessions sessions_;
-  std::set<CK_SESSION_HANDLE> absent_;  // sessions on a token that is not there
+  CK_SESSION_HANDLE last_handle_ = 0;
   // The module was seen to keep sessions over a removal: a session that answers is no proof then.
   bool keeps_sessions_ = false;
 };

@@ -8,6 +8,7 @@
 
 #include "adapter/config/rules.h"
 #include "adapter/testing/behaviour_fixture.h"
+#include "encoding/testing/certificates.h"
 #include "tests/module/faults.h"
 #include "tests/module/test_keys.h"
 
@@ -33,8 +34,8 @@ struct Ground {
     }
   }
   // A certificate without a key, long enough or an authority's.
-  void AddCertificate(CK_BYTE id, const TestCertificateOptions& options) const {
-    card.AddCertificate({id}, "Other", MakeTestCertificate(TestEcKey(5).get(), options));
+  void AddCertificate(CK_BYTE id, const encoding::CertificateWish& options) const {
+    card.AddCertificate({id}, "Other", encoding::MakeCertificateOf(TestEcKey(5).get(), options));
   }
 };
 

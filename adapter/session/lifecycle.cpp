@@ -65,17 +65,18 @@ CK_RV Adapter::Finalize() {
   if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
   const CK_FUNCTION_LIST& inner = backend_->functions;
   for (auto& [handle, session] : sessions_) {
-    if (session.is_lost) continue;
+    if (session.inner == CK_INVALID_HANDLE) continue;
+    TokenLife& life = *session.token;
     // A login that outlived this would let a later insertion sign without a PIN.
-    if (is_ours_ && session.token->has_login) inner.C_Logout(handle);
-    session.token->has_login = false;
+    if (is_ours_ && life.has_login && inner.C_Logout(session.inner) == CKR_OK) {
+      life.has_login = false;
+    }
     session.operation.Close();
-    inner.C_CloseSession(handle);
+    inner.C_CloseSession(session.inner);
   }
   const CK_RV result = is_ours_ ? inner.C_Finalize(nullptr) : CKR_OK;
   if (result != CKR_OK && result != CKR_CRYPTOKI_NOT_INITIALIZED) unfinished_ = inner;
   sessions_.clear();
-  absent_.clear();
   slots_.reset();
   backend_.reset();
   return result;

@@ -13,7 +13,7 @@ namespace kelvrin::adapter {
 CK_RV Adapter::GetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                                  CK_ATTRIBUTE* attributes, CK_ULONG count) {
   return WithSession(session, [&](Session& state) {
-    return GetAttributes(state.token->objects, session, object, {attributes, count});
+    return GetAttributes(state.token->objects, state.inner, object, {attributes, count});
   });
 }
 
@@ -22,7 +22,7 @@ CK_RV Adapter::FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attribut
   return WithSession(session, [&](Session& state) {
     state.search.reset();
     Handles found;
-    const CK_RV result = state.token->objects.Find(session, {attributes, count}, &found);
+    const CK_RV result = state.token->objects.Find(state.inner, {attributes, count}, &found);
     if (result == CKR_OK) state.search.emplace(std::move(found));
     return result;
   });
@@ -50,7 +50,7 @@ CK_RV Adapter::DestroyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object)
     // Its handle may come back for something else.
     if (state.derived == object) state.derived.reset();
     state.token->objects.Forget();
-    return backend_->functions.C_DestroyObject(session, object);
+    return backend_->functions.C_DestroyObject(state.inner, object);
   });
 }
 
@@ -67,7 +67,7 @@ CK_RV Adapter::Begin(CK_SESSION_HANDLE session, OperationKind kind, const CK_MEC
                      CK_OBJECT_HANDLE key) {
   return WithSession(session, [&](Session& state) {
     const CK_RV result = state.operation.Init(kind, mechanism, key);
-    if (state.operation.TakeLogoutRequest()) LogOut(state, session);
+    if (state.operation.TakeLogoutRequest()) LogOut(state);
     return result;
   });
 }
@@ -94,25 +94,25 @@ CK_RV Adapter::DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism,
                          CK_OBJECT_HANDLE* key) {
   return WithSession(session, [&](Session& state) {
     if (count == 0 && backend_->config.rules.Has(Rule::kDerivation)) {
-      return DeriveReadable(state, session, *mechanism, base_key, key);
+      return DeriveReadable(state, *mechanism, base_key, key);
     }
-    return state.token->objects.WithCurrent(session, base_key, [&](CK_OBJECT_HANDLE current) {
-      return backend_->functions.C_DeriveKey(session, mechanism, current, attributes, count, key);
+    return state.token->objects.WithCurrent(state.inner, base_key, [&](CK_OBJECT_HANDLE current) {
+      return backend_->functions.C_DeriveKey(state.inner, mechanism, current, attributes, count,
+                                             key);
     });
   });
 }
 
-CK_RV Adapter::DeriveReadable(Session& state, CK_SESSION_HANDLE session,
-                              const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE base_key,
-                              CK_OBJECT_HANDLE* key) {
+CK_RV Adapter::DeriveReadable(Session& state, const CK_MECHANISM& mechanism,
+                              CK_OBJECT_HANDLE base_key, CK_OBJECT_HANDLE* key) {
   const CK_FUNCTION_LIST& inner = backend_->functions;
   if (const auto previous = std::exchange(state.derived, std::nullopt)) {
-    DestroyDerivedKey(inner, session, *previous);
+    DestroyDerivedKey(inner, state.inner, *previous);
   }
   CK_OBJECT_HANDLE derived = CK_INVALID_HANDLE;
   const CK_RV result =
-      state.token->objects.WithCurrent(session, base_key, [&](CK_OBJECT_HANDLE current) {
-        return DeriveReadableKey(inner, session, mechanism, current, &derived);
+      state.token->objects.WithCurrent(state.inner, base_key, [&](CK_OBJECT_HANDLE current) {
+        return DeriveReadableKey(inner, state.inner, mechanism, current, &derived);
       });
   if (result != CKR_OK) return result;
   state.derived = derived;

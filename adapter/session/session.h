@@ -15,19 +15,23 @@
 namespace kelvrin::adapter {
 
 struct Session {
-  Session(std::shared_ptr<TokenLife> its_token, CK_SESSION_HANDLE handle, CK_FLAGS flags,
+  Session(std::shared_ptr<TokenLife> its_token, CK_SESSION_HANDLE its_inner, CK_FLAGS flags,
           NewHandle note)
       : token(std::move(its_token)),
-        operation(token->objects, token->pin, handle, flags, std::move(note)) {}
+        inner(its_inner),
+        operation(token->objects, token->pin, inner, flags, std::move(note)) {}
 
   std::shared_ptr<TokenLife> token;
+  // The module's handle; CK_INVALID_HANDLE where the token is absent, or where the module has given
+  // it to another session.
+  CK_SESSION_HANDLE inner;
   KeyOperation operation;
   std::optional<Search> search;
   std::optional<CK_OBJECT_HANDLE> derived;  // the last one, which is destroyed before the next
-  bool is_lost = false;                     // the module has given its handle to another session
 };
 
-// By the session's handle, which is the module's own.
+// By the handle that the caller has. It is counted up as long as the process lives: modules give
+// theirs out again, and what an old one meant must never reach another token.
 using Sessions = std::map<CK_SESSION_HANDLE, Session>;
 
 }  // namespace kelvrin::adapter

@@ -23,15 +23,13 @@ inline bool MeansGone(CK_RV result) {
 template <typename Action>
 CK_RV Adapter::WithSession(CK_SESSION_HANDLE session, const Action& action) {
   if (!backend_) return CKR_CRYPTOKI_NOT_INITIALIZED;
-  if (absent_.contains(session)) return CKR_TOKEN_NOT_PRESENT;
   const auto found = sessions_.find(session);
-  if (found == sessions_.end() || found->second.is_lost) return CKR_SESSION_HANDLE_INVALID;
-  // The life may lose its session on the way.
-  const std::shared_ptr<TokenLife> life = found->second.token;
-  if (!life->is_over && keeps_sessions_ && !IsSameToken(*life)) EndLife(*life);
-  if (life->is_over) return CKR_TOKEN_NOT_PRESENT;
+  if (found == sessions_.end()) return CKR_SESSION_HANDLE_INVALID;
+  TokenLife& life = *found->second.token;
+  if (!life.is_over && keeps_sessions_ && TokenIn(life.slot()) != life.identity) EndLife(life);
+  if (life.is_over) return CKR_TOKEN_NOT_PRESENT;
   const CK_RV result = action(found->second);
-  if (MeansGone(result)) EndLife(*life);
+  if (MeansGone(result)) EndLife(life);
   return result;
 }
 

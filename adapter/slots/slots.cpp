@@ -103,7 +103,9 @@ bool Slots::IsDescribed(CK_SLOT_ID slot, const std::string& text) const {
 CK_RV Slots::Choose() {
   std::vector<CK_SLOT_ID> present;
   const CK_RV result = ReadSlots(inner_, CK_TRUE, &present);
-  if (result != CKR_OK) return result;
+  // Without its reader a re-initialisation finds its card absent like without the card.
+  if (result != CKR_OK && !meant_) return result;
+  if (result != CKR_OK) present.clear();
   asked_ = true;
   look_ = {.present = present, .tokens = {}};
   const auto fitting =
@@ -145,11 +147,6 @@ CK_RV Slots::Check(CK_SLOT_ID slot) {
   return slot == kAbsent ? CKR_TOKEN_NOT_PRESENT : CKR_OK;
 }
 
-const TokenIdentity* Slots::chosen_token() const {
-  if (!chosen_ || *chosen_ == kAbsent) return nullptr;
-  return &look_.tokens.at(*chosen_);
-}
-
 CK_RV Slots::GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
   CK_RV result = Check(slot);
   const bool is_absent = result == CKR_TOKEN_NOT_PRESENT;
@@ -161,7 +158,6 @@ CK_RV Slots::GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
   SetField(answer.slotDescription, has_name && !config_.reader_name.empty()
                                        ? config_.reader_name
                                        : FieldText(answer.slotDescription));
-  SetField(answer.manufacturerID, FieldText(answer.manufacturerID));
   *info = answer;
   return CKR_OK;
 }

@@ -37,7 +37,7 @@ class Slots {
   Slots(const CK_FUNCTION_LIST& inner, const Config& config, std::optional<TokenIdentity> meant)
       : inner_(inner), config_(config), meant_(std::move(meant)) {}
 
-  // C_GetSlotList: no slot or the chosen one, with or without the flag, since a token is in it.
+  // C_GetSlotList: no slot or the chosen one, whatever the flag asks for.
   // Asking for the number (null list) chooses anew. The first time that no slot can be chosen, a
   // line on standard error says what was looked for and what there was.
   CK_RV GetSlotList(CK_SLOT_ID* list, CK_ULONG* count);
@@ -58,8 +58,8 @@ class Slots {
   // slots.
   CK_RV Check(CK_SLOT_ID slot);
 
-  // The token in the chosen slot; null when none is chosen.
-  const TokenIdentity* chosen_token() const;
+  // The token that a re-initialisation means; null in a set-up.
+  const TokenIdentity* meant() const { return meant_ ? &*meant_ : nullptr; }
 
   const Look& last_look() const { return look_; }
 

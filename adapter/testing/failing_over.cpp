@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "adapter/boundary/function_names.h"
+#include "adapter/inner/function_names.h"
 
 #define KELVRIN_EXPORTED extern "C" __attribute__((visibility("default")))
 
