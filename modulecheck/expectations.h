@@ -37,7 +37,8 @@ struct Expectation {
 inline constexpr std::string_view kListing = "listing";
 inline constexpr std::string_view kSetUp = "set-up";
 inline constexpr std::string_view kLogin = "login";
-// Those in which a worker finds itself when the module does not come up, and at the end.
+// The one that fails when the module does not come up, and the one that a line of the adapter's
+// configuration mends.
 inline constexpr std::string_view kInitialise = "initialise";
 inline constexpr std::string_view kCardNumber = "card-number";
 

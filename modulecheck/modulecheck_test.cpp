@@ -202,11 +202,11 @@ TEST_F(ModulecheckTest, TheAdaptersFolderIsGoneAfterwardsAlsoWhenASignalEndsTheC
   EXPECT_EQ(report.at("exitStatus"), 3);
   EXPECT_TRUE(std::filesystem::is_empty(temporary));
   // Ended as soon as the module behind the adapter hangs.
-  host::testing::run_program({"/bin/sh", "-c",
-                              KELVRIN_MODULECHECK " " + FaultyModule("hang-behind-adapter") +
-                                  " --adapter & " + "until grep -q hanging " +
-                                  (folder_ / "calls").string() +
-                                  " 2>/dev/null; do sleep 0.05; done; kill $!; wait $!"});
+  host::testing::RunProgram({"/bin/sh", "-c",
+                             KELVRIN_MODULECHECK " " + FaultyModule("hang-behind-adapter") +
+                                 " --adapter & " + "until grep -q hanging " +
+                                 (folder_ / "calls").string() +
+                                 " 2>/dev/null; do sleep 0.05; done; kill $!; wait $!"});
   unsetenv("TMPDIR");
   EXPECT_TRUE(std::filesystem::is_empty(temporary));
 }
@@ -220,7 +220,7 @@ TEST_F(ModulecheckTest, AnAdapterThatCannotBeUsedLeavesTheModuleUnjudged) {
 
   const std::string program = folder_ / "modulecheck";
   std::filesystem::copy_file(KELVRIN_MODULECHECK, program);
-  const Outcome alone = host::testing::run_program({program, FaultyModule("second-search")});
+  const Outcome alone = host::testing::RunProgram({program, FaultyModule("second-search")});
   EXPECT_EQ(alone.status, 4);
   EXPECT_THAT(alone.output, HasSubstr("Could not be judged: the adapter's library was not found"));
 }
