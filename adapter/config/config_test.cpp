@@ -202,18 +202,14 @@ TEST_F(ConfigTest, ReadsEveryKey) {
   EXPECT_FALSE(config.rules.Has(Rule::kRawRsa));
 }
 
-TEST_F(ConfigTest, ModuleIsEnough) {
-  const Config config = Read("module = /m.so");
-  EXPECT_EQ(config.reserved + config.reader_name + config.token_label + config.token_serial, "");
-  EXPECT_FALSE(config.any_reader);
-  EXPECT_FALSE(config.serial_in_label);
-  for (const RuleName& rule : kRuleNames) EXPECT_TRUE(config.rules.Has(rule.rule)) << rule.name;
-}
-
-TEST_F(ConfigTest, DefaultsMayBeSpeltOut) {
-  const Config config = Read("module = m\nany-reader = no\ncard-number = label");
-  EXPECT_FALSE(config.any_reader);
-  EXPECT_FALSE(config.serial_in_label);
+TEST_F(ConfigTest, ModuleIsEnoughAndDefaultsMayBeSpeltOut) {
+  for (const char* more : {"", "\nany-reader = no\ncard-number = label"}) {
+    const Config config = Read(std::string("module = /m.so") + more);
+    EXPECT_EQ(config.reserved + config.reader_name + config.token_label + config.token_serial, "");
+    EXPECT_FALSE(config.any_reader);
+    EXPECT_FALSE(config.serial_in_label);
+    for (const RuleName& rule : kRuleNames) EXPECT_TRUE(config.rules.Has(rule.rule)) << rule.name;
+  }
 }
 
 TEST_F(ConfigTest, ByteOrderMarkInFrontIsSkipped) {

@@ -88,15 +88,6 @@ TEST(AbsolutePathTest, EmptyOneAndMissingWorkingFolderAreToldApart) {
   EXPECT_EQ(AbsolutePath("/a"), "/a");
 }
 
-TEST(PathBesideTest, IsThePathFromTheFilesFolder) {
-  EXPECT_EQ(PathBeside("/a/b.conf", "m.so"), "/a/m.so");
-  EXPECT_EQ(PathBeside("/a/b.conf", "sub/../m.so"), "/a/m.so");
-  EXPECT_EQ(PathBeside("/a/b.conf", "../m.so"), "/m.so");
-  EXPECT_EQ(PathBeside("/a/b.conf", "../../../m.so"), "/m.so");
-  EXPECT_EQ(PathBeside("/b.conf", "m.so"), "/m.so");
-  EXPECT_EQ(PathBeside("/a/b.conf", "/x/./m.so"), "/x/m.so");
-}
-
 TEST(PathBesideTest, IsWhatTheStandardLibrarySays) {
   for (const std::string& path : ManyPaths()) {
     // Of these it keeps every slash.
@@ -106,15 +97,6 @@ TEST(PathBesideTest, IsWhatTheStandardLibrarySays) {
       EXPECT_EQ(PathBeside(file, path), expected.string()) << file << " and '" << path << "'";
     }
   }
-}
-
-TEST(WithEndingTest, ReplacesTheNamesLastEnding) {
-  EXPECT_EQ(WithEnding("/a.b/libX.dylib", ".conf"), "/a.b/libX.conf");
-  EXPECT_EQ(WithEnding("/a.b/libX.so.1", ".conf"), "/a.b/libX.so.conf");
-  EXPECT_EQ(WithEnding("/a.b/libX.", ".conf"), "/a.b/libX.conf");
-  EXPECT_EQ(WithEnding("/a.b/libX", ".conf"), "/a.b/libX.conf");
-  EXPECT_EQ(WithEnding("/a.b/.x", ".conf"), "/a.b/.x.conf");
-  EXPECT_EQ(WithEnding("libX.so", ".conf"), "libX.conf");
 }
 
 TEST(WithEndingTest, IsWhatTheStandardLibrarySays) {

@@ -19,16 +19,5 @@ TEST(RulesTest, EachRuleHasANameOfItsOwnInTheOrderOfTheEnumeration) {
   }
 }
 
-TEST(RulesTest, AllApplyButThoseSwitchedOffAndOnceIsEnough) {
-  for (const RuleName& off : kRuleNames) {
-    Rules rules;
-    rules.SwitchOff(off.rule);
-    rules.SwitchOff(off.rule);
-    for (const RuleName& any : kRuleNames) {
-      EXPECT_EQ(rules.Has(any.rule), any.rule != off.rule) << off.name << " " << any.name;
-    }
-  }
-}
-
 }  // namespace
 }  // namespace kelvrin::adapter
