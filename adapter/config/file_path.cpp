@@ -77,11 +77,4 @@ bool IsRegularFile(const std::string& path) {
   return stat(path.c_str(), &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
-bool IsSameFile(const std::string& one, const std::string& other) {
-  struct stat first = {};
-  struct stat second = {};
-  return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
-         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
-
 }  // namespace kelvrin::adapter

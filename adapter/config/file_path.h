@@ -21,7 +21,4 @@ std::string WithEnding(const std::string& path, std::string_view ending);
 // Whether the path leads to a regular file: no folder, pipe or device.
 bool IsRegularFile(const std::string& path);
 
-// Whether both paths lead to the same file; false when either leads to none.
-bool IsSameFile(const std::string& one, const std::string& other);
-
 }  // namespace kelvrin::adapter

@@ -121,27 +121,5 @@ TEST(IsRegularFileTest, FoldersPipesDevicesAndMissingOnesAreNone) {
   }
 }
 
-TEST(IsSameFileTest, FileIsTheSameUnderEveryName) {
-  const TemporaryFolder folder;
-  const std::string file = folder.Write("file", "x").string();
-  const std::string link = (folder / "link").string();
-  const std::string second_name = (folder / "second").string();
-  fs::create_symlink(file, link);
-  fs::create_hard_link(file, second_name);
-  EXPECT_TRUE(IsSameFile(file, file));
-  EXPECT_TRUE(IsSameFile(file, link));
-  EXPECT_TRUE(IsSameFile(second_name, link));
-  EXPECT_TRUE(IsSameFile(file, (folder / "./file").string()));
-}
-
-TEST(IsSameFileTest, OthersAndMissingOnesAreNotTheSame) {
-  const TemporaryFolder folder;
-  const std::string file = folder.Write("file", "x").string();
-  EXPECT_FALSE(IsSameFile(file, folder.Write("other", "x").string()));
-  EXPECT_FALSE(IsSameFile(file, (folder / "none").string()));
-  EXPECT_FALSE(IsSameFile((folder / "none").string(), file));
-  EXPECT_FALSE(IsSameFile((folder / "none").string(), (folder / "none").string()));
-}
-
 }  // namespace
 }  // namespace kelvrin::adapter

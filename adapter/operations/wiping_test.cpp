@@ -34,8 +34,8 @@ class WipingTest : public CardTest {
                 CK_ULONG room = plain.size()) {
     TokenObjects objects(inner_, rules_, slot_);
     LockedPin pin;
-    const auto operation =
-        std::make_unique<KeyOperation>(objects, pin, session_, kFlags, [](CK_SESSION_HANDLE) {});
+    const auto operation = std::make_unique<KeyOperation>(objects, pin, session_, kFlags,
+                                                          [](CK_SESSION_HANDLE) { return true; });
     EXPECT_EQ(operation->Init(kind, {mechanism, nullptr, 0}, rsa_), CKR_OK);
     const CK_RV result = operation->Run(kind, input.data(), input.size(), plain.data(), &room);
     operation->Close();

@@ -25,9 +25,12 @@ class WorkerSessionTest : public CardTest {
   }
 
   std::vector<CK_SESSION_HANDLE> noted_;
+  bool token_lives_ = true;
   std::vector<CK_SESSION_HANDLE> started_on_;
-  WorkerSession worker_{inner_, slot_, kFlags, session_,
-                        [this](CK_SESSION_HANDLE handle) { noted_.push_back(handle); }};
+  WorkerSession worker_{inner_, slot_, kFlags, session_, [this](CK_SESSION_HANDLE handle) {
+                          noted_.push_back(handle);
+                          return token_lives_;
+                        }};
 };
 
 TEST_F(WorkerSessionTest, FailureToOpenIsPassedOn) {
@@ -45,12 +48,13 @@ TEST_F(WorkerSessionTest, InvalidHandleFromTheModuleIsNotUsed) {
   EXPECT_TRUE(noted_.empty());
 }
 
-// The module has lost the caller's session then.
-TEST_F(WorkerSessionTest, HandleOfTheCallersOwnSessionIsNotedAndNotUsed) {
-  module.next_session = session_;
-  EXPECT_EQ(Begin(), CKR_SESSION_HANDLE_INVALID);
+// The handle was that of another session on the token, which the module has lost.
+TEST_F(WorkerSessionTest, HandleThatEndsTheTokensLifeIsClosedAndNotUsed) {
+  token_lives_ = false;
+  EXPECT_EQ(Begin(), CKR_TOKEN_NOT_PRESENT);
   EXPECT_TRUE(started_on_.empty());
-  EXPECT_EQ(noted_, std::vector<CK_SESSION_HANDLE>{session_});
+  EXPECT_EQ(noted_.size(), 1u);
+  EXPECT_EQ(module.sessions.size(), 1u);
   EXPECT_FALSE(worker_.is_open());
 }
 

@@ -73,7 +73,7 @@ TEST_F(SlotsTest, WithoutAnySlotThatFitsNoneIsShown) {
   EXPECT_EQ(Shown(), Shows{});
   EXPECT_EQ(slots_->Check(7), CKR_SLOT_ID_INVALID);
   EXPECT_EQ(slots_->Check(Slots::kAbsent), CKR_SLOT_ID_INVALID);
-  EXPECT_EQ(slots_->chosen_token(), nullptr);
+  EXPECT_EQ(slots_->meant(), nullptr);
 }
 
 TEST_F(SlotsTest, ConfiguredLabelAndSerialNumberChoose) {
@@ -142,8 +142,8 @@ TEST_F(SlotsTest, ReInitialisationShowsTheTokenThatItMeansWhereverItIs) {
   for (const MemoryCard* card : {&other, &same_label, &same_serial}) {
     Mean(*card);
     EXPECT_EQ(Shown(), Shows{card->slot});
-    ASSERT_NE(slots_->chosen_token(), nullptr);
-    EXPECT_EQ(*slots_->chosen_token(), Identity(*card));
+    ASSERT_NE(slots_->meant(), nullptr);
+    EXPECT_EQ(*slots_->meant(), Identity(*card));
   }
   config_.token_label = "A";
   EXPECT_EQ(Shown(), Shows{Slots::kAbsent}) << "the configuration holds for it too";
@@ -158,7 +158,6 @@ TEST_F(SlotsTest, SlotStandsInForATokenThatIsAbsent) {
   Mean(meant);
   EXPECT_EQ(Told(), "") << "that is nobody's mistake";
   EXPECT_EQ(Shown(), Shows{Slots::kAbsent});
-  EXPECT_EQ(slots_->chosen_token(), nullptr);
   module.ForgetCalls();
   EXPECT_EQ(slots_->Check(Slots::kAbsent), CKR_TOKEN_NOT_PRESENT);
   EXPECT_EQ(slots_->Check(8), CKR_SLOT_ID_INVALID);

@@ -8,6 +8,7 @@
 
 #include "adapter/objects/attributes.h"
 #include "adapter/testing/card_fixture.h"
+#include "encoding/testing/certificates.h"
 #include "tests/module/faults.h"
 #include "tests/module/test_keys.h"
 
@@ -24,7 +25,7 @@ class AttributesTest : public CardTest {
   }
   // A public key that only the adapter has.
   CK_OBJECT_HANDLE MakeVirtual(EVP_PKEY* key, const std::string& label = "x") {
-    card_.AddCertificate({7}, label, MakeTestCertificate(key));
+    card_.AddCertificate({7}, label, encoding::MakeCertificateOf(key, {}));
     CK_OBJECT_CLASS object_class = CKO_PUBLIC_KEY;
     CK_ATTRIBUTE wanted = {CKA_CLASS, &object_class, sizeof(object_class)};
     Handles found;

@@ -5,6 +5,7 @@
 
 #include "adapter/objects/token_objects.h"
 #include "adapter/testing/card_fixture.h"
+#include "encoding/testing/certificates.h"
 #include "tests/module/test_keys.h"
 
 namespace kelvrin::adapter {
@@ -18,7 +19,7 @@ class TokenObjectsTest : public CardTest {
     return card_.AddCertificate(id, "x", der);
   }
   CK_OBJECT_HANDLE AddCertificate(const Bytes& id) {
-    return AddCertificate(id, MakeTestCertificate(TestEcKey().get()));
+    return AddCertificate(id, encoding::MakeCertificateOf(TestEcKey().get(), {}));
   }
   Handles Find(CK_OBJECT_CLASS object_class, Bytes id) {
     std::array<CK_ATTRIBUTE, 2> wanted = {

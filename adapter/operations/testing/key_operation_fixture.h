@@ -64,7 +64,10 @@ class KeyOperationTest : public CardTest {
   LockedPin pin_;
   std::vector<CK_SESSION_HANDLE> noted_;
   KeyOperation operation_{objects_, pin_, session_, kFlags,
-                          [this](CK_SESSION_HANDLE handle) { noted_.push_back(handle); }};
+                          [this](CK_SESSION_HANDLE handle) {
+                            noted_.push_back(handle);
+                            return true;
+                          }};
 
   std::optional<Bytes> answer_;      // what the module answers in place of a real result
   CK_MECHANISM_TYPE mechanism_ = 0;  // what it was given
