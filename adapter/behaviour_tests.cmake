@@ -33,8 +33,10 @@ kelvrin_test(adapter_behaviour_test
     session/faults_test.cpp
     session/initialisation_test.cpp
     session/login_test.cpp
+    session/odd_objects_test.cpp
     session/pulled_card_test.cpp
     session/softhsm_test.cpp
+    session/swapped_card_test.cpp
     session/two_cards_test.cpp
   LIBRARIES adapter_behaviour)
 kelvrin_test(adapter_threads_test

@@ -49,8 +49,7 @@ class ForkTest : public BehaviourTest {
 };
 
 TEST_F(ForkTest, ChildFindsNothingInitialisedAndTheParentGoesOn) {
-  ASSERT_EQ(extension.SetUp(), CKR_OK);
-  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  SetUpAndLogIn(extension, card.pin);
   EXPECT_TRUE(
       GoesWellInChild([&] { ExpectNothingIsInitialised(extension.p11, extension.session); }));
   EXPECT_TRUE(extension.SignsWith(card.KeyOf(ec.private_key)));
@@ -68,8 +67,7 @@ TEST_F(ForkTest, ChildOfAParentThatNeverInitialisedMayInitialise) {
 }
 
 TEST_F(ForkTest, ForkWhileAnotherThreadIsInTheModuleWaitsForNobody) {
-  ASSERT_EQ(extension.SetUp(), CKR_OK);
-  ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+  SetUpAndLogIn(extension, card.pin);
   std::atomic<bool> is_signing = false;
   std::atomic<bool> may_go_on = false;
   module.before = [&](std::string_view function) {

@@ -106,8 +106,7 @@ class OperationCountsTest : public CallCountsTest {
   void Begin(const MemoryKeyOptions& keys = {}) {
     MemoryCard& card = AddCard({}, keys);
     extension.emplace(Adapter());
-    ASSERT_EQ(extension->SetUp(), CKR_OK);
-    ASSERT_EQ(extension->LogIn(card.pin), CKR_OK);
+    SetUpAndLogIn(*extension, card.pin);
     sealed = EncryptPkcs1(extension->public_keys[1].get(), {1, 2});
     ASSERT_EQ(extension->Sign(1, CKM_RSA_X_509, {1}, &result), CKR_OK);
     ASSERT_EQ(extension->Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
@@ -152,9 +151,9 @@ TEST_P(OperationCountsTest, FirstSignatureAfterALoginLearnsWhatLaterOnesNeed) {
   Begin();
   Extension later(folder / "libX.dylib");
   extension->Remove();
-  ASSERT_EQ(later.SetUp(), CKR_OK);
-  ASSERT_EQ(later.LogIn("123456"), CKR_OK);
-  module.ForgetCalls();
+  module.before = nullptr;
+  SetUpAndLogIn(later, "123456");
+  SlowDown();
   ASSERT_EQ(later.Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
   // The search, the key's facts, the worker.
   EXPECT_THAT(Calls(),
@@ -166,8 +165,7 @@ TEST_P(OperationCountsTest, FirstSignatureAfterALoginLearnsWhatLaterOnesNeed) {
 class CacheTest : public BehaviourTest {
  protected:
   void SetUp() override {
-    ASSERT_EQ(extension.SetUp(), CKR_OK);
-    ASSERT_EQ(extension.LogIn(card.pin), CKR_OK);
+    SetUpAndLogIn(extension, card.pin);
     ASSERT_TRUE(extension.SignsWith(card.KeyOf(ec.private_key)));
     module.ForgetCalls();
   }

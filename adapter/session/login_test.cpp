@@ -2,7 +2,6 @@
 #include <functional>
 
 #include "adapter/testing/behaviour_fixture.h"
-#include "adapter/testing/loaded_library.h"
 #include "adapter/testing/memory_at.h"
 
 namespace kelvrin::adapter {
@@ -23,10 +22,6 @@ class LoginTest : public BehaviourTest {
       return module.standard.C_Login(session, user, pin, size);
     };
   }
-  void SetUpAndLogIn(Extension& extension) {
-    ASSERT_EQ(extension.SetUp(), CKR_OK);
-    ASSERT_EQ(extension.LogIn(kPin), CKR_OK);
-  }
   CK_RV Sign(Extension& extension) {
     Bytes signature;
     return extension.Sign(2, CKM_ECDSA, Bytes(32, 1), &signature);
@@ -39,7 +34,7 @@ class LoginTest : public BehaviourTest {
 
 TEST_F(LoginTest, EachOperationGetsThePinOnce) {
   Extension extension(Adapter());
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   for (int i = 1; i <= 3; ++i) {
     EXPECT_EQ(Sign(extension), CKR_OK);
     EXPECT_EQ(context_logins, i);
@@ -121,7 +116,7 @@ TEST_F(LoginTest, PinIsWipedWhenTheLoginIsOver) {
   };
   for (const End& end : ends) {
     Extension extension(Adapter("", "lib" + std::to_string(&end - ends.data())));
-    SetUpAndLogIn(extension);
+    SetUpAndLogIn(extension, kPin);
     ASSERT_EQ(Sign(extension), CKR_OK) << end.name;
     ASSERT_TRUE(MemoryHolds(kept_at, kPin)) << end.name;
     const CK_BYTE* const place = kept_at;
@@ -140,7 +135,7 @@ TEST_F(LoginTest, PinStaysWhileTheLoginLasts) {
   const auto library = Adapter();
   Extension extension(library);
   Extension other(library);
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(other.SetUp(), CKR_OK);
   EXPECT_EQ(other.LogIn("0000"), CKR_USER_ALREADY_LOGGED_IN);
   EXPECT_EQ(Sign(extension), CKR_OK);
@@ -151,7 +146,7 @@ TEST_F(LoginTest, PinStaysWhileTheLoginLasts) {
 
 TEST_F(LoginTest, WrongPinForAnOperationIsNeverTriedAgain) {
   Extension extension(Adapter());
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   card.pin = "changed";
   EXPECT_EQ(Sign(extension), CKR_PIN_INCORRECT);
   EXPECT_EQ(module.Count("C_Logout"), 1U) << "so that the user is asked";
@@ -165,7 +160,7 @@ TEST_F(LoginTest, WrongPinForAnOperationIsNeverTriedAgain) {
 // After a login that failed while another holds, the key finds no PIN.
 TEST_F(LoginTest, WithoutAPinTheTokenIsLoggedOutSoThatItIsAskedFor) {
   Extension extension(Adapter());
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(Sign(extension), CKR_OK);
   module.FailNext("C_Login", CKR_PIN_INCORRECT);
   EXPECT_EQ(extension.LogIn("0000"), CKR_PIN_INCORRECT);
@@ -179,7 +174,7 @@ TEST_F(LoginTest, WithoutAPinTheTokenIsLoggedOutSoThatItIsAskedFor) {
 TEST_F(LoginTest, ModuleWithoutLoginsForOperationsIsNotLoggedOut) {
   card.Attribute(ec.private_key, CKA_ALWAYS_AUTHENTICATE) = MemoryObject::Flag(true);
   Extension extension(Adapter());
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   for (const CK_RV answer : {CKR_USER_TYPE_INVALID, CKR_USER_ALREADY_LOGGED_IN}) {
     module.FailNext("C_Login", answer);
     EXPECT_EQ(Sign(extension), CKR_USER_NOT_LOGGED_IN) << "says the operation itself";
@@ -190,7 +185,7 @@ TEST_F(LoginTest, ModuleWithoutLoginsForOperationsIsNotLoggedOut) {
 
 TEST_F(LoginTest, WithoutTheRuleTheCallerLogsInOnHisOperation) {
   Extension extension(Adapter("rules-off = context-login\n"));
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   EXPECT_EQ(Sign(extension), CKR_USER_NOT_LOGGED_IN);
   EXPECT_EQ(context_logins, 0);
   CK_OBJECT_HANDLE key = 0;
@@ -234,7 +229,7 @@ TEST_F(LoginTest, LogoutEndsOperationsAndReachesTheWorker) {
   const auto library = Adapter();
   Extension extension(library);
   Extension other(library);
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(other.SetUp(), CKR_OK);
   CK_OBJECT_HANDLE key = 0;
   CK_MECHANISM mechanism = {CKM_ECDSA, nullptr, 0};
@@ -254,7 +249,7 @@ TEST_F(LoginTest, LogoutEndsOperationsAndReachesTheWorker) {
 
 TEST_F(LoginTest, ClosingTheCallersLastSessionLogsOut) {
   Extension extension(Adapter());
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(Sign(extension), CKR_OK);
   EXPECT_EQ(extension.p11->C_CloseSession(extension.session), CKR_OK);
   EXPECT_TRUE(module.sessions.empty());
@@ -264,7 +259,7 @@ TEST_F(LoginTest, ClosingTheCallersLastSessionLogsOut) {
 
 TEST_F(LoginTest, SessionInformationOfAFailedCallIsNotTouched) {
   Extension extension(Adapter());
-  SetUpAndLogIn(extension);
+  SetUpAndLogIn(extension, kPin);
   CK_SESSION_INFO info = {};
   info.slotID = 4711;
   module.FailNext("C_GetSessionInfo", CKR_DEVICE_ERROR);

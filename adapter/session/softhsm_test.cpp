@@ -17,10 +17,6 @@ class SoftHsmTest : public BehaviourTest {
   SoftHsmTest() { setenv("KELVRIN_TEST_PIN", card_.pin().c_str(), 1); }
   ~SoftHsmTest() override { unsetenv("KELVRIN_TEST_PIN"); }
 
-  void SetUpAndLogIn() {
-    ASSERT_EQ(extension_.SetUp(), CKR_OK);
-    ASSERT_EQ(extension_.LogIn(card_.pin()), CKR_OK);
-  }
   // Runs pkcs11-tool in a process of its own; what it says. The library may need the sanitizer's
   // runtime there.
   std::string Run(const std::filesystem::path& module_path, const std::string& arguments) const {
@@ -56,7 +52,7 @@ TEST_F(SoftHsmTest, WholeRoadWorks) {
 }
 
 TEST_F(SoftHsmTest, KeyThatWasDeletedIsNotFound) {
-  SetUpAndLogIn();
+  SetUpAndLogIn(extension_, card_.pin());
   ASSERT_TRUE(SignsAsBefore());
   Change("--delete-object --type privkey --id 02");
   Bytes signature;
@@ -64,7 +60,7 @@ TEST_F(SoftHsmTest, KeyThatWasDeletedIsNotFound) {
 }
 
 TEST_F(SoftHsmTest, KeyThatTookTheIdOfAnotherIsTheOneThatSigns) {
-  SetUpAndLogIn();
+  SetUpAndLogIn(extension_, card_.pin());
   ASSERT_TRUE(SignsAsBefore());
   Change("--set-id 07 --type privkey --id 02");
   Change("--keypairgen --key-type EC:prime256v1 --id 02 --usage-sign");
@@ -74,7 +70,7 @@ TEST_F(SoftHsmTest, KeyThatTookTheIdOfAnotherIsTheOneThatSigns) {
 }
 
 TEST_F(SoftHsmTest, KeyThatIsAddedIsFound) {
-  SetUpAndLogIn();
+  SetUpAndLogIn(extension_, card_.pin());
   CK_OBJECT_HANDLE key = 0;
   EXPECT_EQ(extension_.FindKey(9, &key), Extension::kNoKey);
   Change("--keypairgen --key-type EC:prime256v1 --id 09 --usage-sign");

@@ -39,6 +39,12 @@ class BehaviourTest : public testing::Test {
     return card;
   }
 
+  // A set-up and a login.
+  static void SetUpAndLogIn(Extension& extension, const std::string& pin) {
+    ASSERT_EQ(extension.SetUp(), CKR_OK);
+    ASSERT_EQ(extension.LogIn(pin), CKR_OK);
+  }
+
   TemporaryFolder folder;
   MemoryModule& module = LoadMemoryModule(MEMORY_MODULE_PATH);
   MemoryKey rsa, ec;  // of the card added last

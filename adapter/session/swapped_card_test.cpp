@@ -1,0 +1,189 @@
+// When a token's life is over: another card in its reader, and sessions that the module has lost.
+#include <functional>
+
+#include "adapter/testing/loaded_library.h"
+#include "adapter/testing/two_cards_fixture.h"
+
+namespace kelvrin::adapter {
+namespace {
+
+using testing::ElementsAre;
+
+class SwappedCardTest : public TwoCardsTest {
+ protected:
+  // Puts the second card in place of the first.
+  void Swap() {
+    module.Pull(second);
+    second.slot = first.slot;
+    module.Insert(second);
+  }
+  void SwapBack() { module.Insert(first); }
+};
+
+TEST_F(SwappedCardTest, CardSwappedInTheSameReaderEndsTheLife) {
+  Extension extension(Adapter());
+  SetUpAndWork(extension, first);
+  Swap();
+  CK_OBJECT_HANDLE key = 0;
+  EXPECT_EQ(extension.FindKey(2, &key), CKR_SESSION_HANDLE_INVALID);
+  ExpectAbsent(extension, first.pin);
+  SwapBack();
+  ExpectAbsent(extension, first.pin);
+  ASSERT_EQ(extension.BringUp(), CKR_OK);
+  ExpectToWork(extension, first);
+}
+
+// A look at the slot shows it, however the module's sessions fare.
+TEST_F(SwappedCardTest, TokenInfoOrSlotListOfAnotherCardEndsTheLife) {
+  module.keeps_sessions = true;
+  CK_TOKEN_INFO info = {};
+  CK_ULONG count = 0;
+  const std::vector<std::function<void(Extension&)>> looks = {
+      [&](Extension& e) { EXPECT_EQ(e.p11->C_GetTokenInfo(e.slot, &info), CKR_OK); },
+      [&](Extension& e) { EXPECT_EQ(e.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK); },
+  };
+  for (const auto& look : looks) {
+    Extension extension(Adapter("", "lib" + std::to_string(&look - looks.data())));
+    SetUpAndWork(extension, first);
+    Swap();
+    look(extension);
+    ExpectAbsent(extension, first.pin);
+    SwapBack();
+    ExpectAbsent(extension, first.pin);
+  }
+  EXPECT_EQ(second.tries, 3);
+}
+
+TEST_F(SwappedCardTest, SlotListWithoutTheCardEndsTheLifeToo) {
+  module.keeps_sessions = true;
+  Extension extension(Adapter());
+  SetUpAndWork(extension, first);
+  module.Pull(first);
+  CK_ULONG count = 0;
+  EXPECT_EQ(extension.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK);
+  module.Insert(first);
+  ExpectAbsent(extension, first.pin);
+}
+
+TEST_F(SwappedCardTest, SlotListThatStillShowsTheTokenEndsNothing) {
+  Extension extension(Adapter("token-serial = 2\n"));
+  SetUpAndWork(extension, second);
+  CK_ULONG count = 0;
+  EXPECT_EQ(extension.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK);
+  // The choice stops at the first card now, and does not look at the second.
+  LoadLibrary(folder / "libX.dylib");
+  EXPECT_EQ(extension.p11->C_Initialize(nullptr), CKR_CRYPTOKI_ALREADY_INITIALIZED);
+  EXPECT_TRUE(extension.SignsWith(KeyOf(second)));
+}
+
+TEST_F(SwappedCardTest, ModuleThatKeepsSessionsIsLookedAtOnceItWasSeen) {
+  module.keeps_sessions = true;
+  const auto library = Adapter();
+  Extension extension(library);
+  SetUpAndWork(extension, first);
+  module.ForgetCalls();
+  EXPECT_TRUE(extension.SignsWith(KeyOf(first)));
+  EXPECT_EQ(module.Count("C_GetTokenInfo"), 0U);
+  Swap();
+  CK_TOKEN_INFO info = {};
+  EXPECT_EQ(extension.p11->C_GetTokenInfo(extension.slot, &info), CKR_OK);
+
+  Extension next(library);
+  SetUpAndWork(next, second);
+  module.ForgetCalls();
+  CK_SESSION_INFO session = {};
+  EXPECT_EQ(next.p11->C_GetSessionInfo(next.session, &session), CKR_OK);
+  EXPECT_THAT(module.Calls(), ElementsAre("C_GetTokenInfo", "C_GetSessionInfo"));
+  SwapBack();
+  EXPECT_EQ(next.p11->C_GetSessionInfo(next.session, &session), CKR_TOKEN_NOT_PRESENT);
+  ExpectAbsent(next, second.pin);
+  EXPECT_EQ(first.tries, 3);
+}
+
+TEST_F(SwappedCardTest, ModuleThatEndsSessionsIsNotLookedAt) {
+  const auto library = Adapter();
+  Extension extension(library);
+  SetUpAndWork(extension, first);
+  Swap();
+  CK_TOKEN_INFO info = {};
+  EXPECT_EQ(extension.p11->C_GetTokenInfo(extension.slot, &info), CKR_OK);
+  Extension next(library);
+  SetUpAndWork(next, second);
+  module.ForgetCalls();
+  EXPECT_TRUE(next.SignsWith(KeyOf(second)));
+  EXPECT_EQ(module.Count("C_GetTokenInfo"), 0U);
+}
+
+// A card that was swapped between two calls of the set-up: its PIN and its keys stay its own.
+TEST_F(SwappedCardTest, CardSwappedDuringTheSetUpSeesNoPinOfTheOther) {
+  bool is_swapped = false;
+  module.before = [&](std::string_view function) {
+    if (function == "C_OpenSession" && !std::exchange(is_swapped, true)) Swap();
+    return CK_RV{CKR_OK};
+  };
+  Extension extension(Adapter());
+  EXPECT_EQ(extension.SetUp(), CKR_TOKEN_NOT_PRESENT);
+  ExpectAbsent(extension, first.pin);
+  EXPECT_EQ(second.tries, 3);
+}
+
+TEST_F(SwappedCardTest, HandleGivenOutAgainAsAWorkerDropsTheWorkersOfThatSlot) {
+  const auto library = Adapter();
+  Extension one(library);
+  SetUpAndWork(one, first);
+  const CK_SESSION_HANDLE worker = module.next_session - 1;
+  ASSERT_NE(worker, one.session);
+  module.EndSession(worker);
+  module.next_session = worker;
+  Extension two(library);
+  ASSERT_EQ(two.SetUp(), CKR_OK);
+  ASSERT_EQ(two.session, worker);
+  module.next_session = worker + 10;
+  module.ForgetCalls();
+  EXPECT_TRUE(one.SignsWith(KeyOf(first)));
+  EXPECT_EQ(module.Count("C_OpenSession"), 1U);
+  EXPECT_TRUE(module.sessions.contains(worker + 10));
+  EXPECT_EQ(one.p11->C_CloseSession(one.session), CKR_OK);
+  EXPECT_TRUE(module.sessions.contains(worker)) << "another session by now";
+}
+
+TEST_F(SwappedCardTest, HandleGivenOutAgainToACallerEndsTheLifeThatHadIt) {
+  const auto library = Adapter();
+  Extension one(library);
+  Extension two(library);
+  Extension three(library);
+  SetUpAndWork(one, first);
+  ASSERT_EQ(two.SetUp(), CKR_OK);
+  module.Pull(first);
+  module.Insert(first);
+  module.next_session = one.session;
+  ASSERT_EQ(three.SetUp(), CKR_OK);
+  ASSERT_EQ(three.session, one.session);
+  CK_SESSION_INFO info = {};
+  EXPECT_EQ(two.p11->C_GetSessionInfo(two.session, &info), CKR_TOKEN_NOT_PRESENT);
+  ExpectToWork(three, first);
+}
+
+TEST_F(SwappedCardTest, HandleGivenOutAgainAsAWorkerEndsTheSessionThatHadIt) {
+  const auto library = Adapter("token-serial = 2\n");
+  Extension lost(library);
+  Extension other(library);
+  SetUpAndWork(lost, second);
+  module.Pull(second);
+  module.Insert(second);
+  ASSERT_EQ(other.SetUp(), CKR_OK);
+  ASSERT_EQ(other.LogIn(second.pin), CKR_OK);
+  module.next_session = lost.session;
+  EXPECT_FALSE(other.SignsWith(KeyOf(second))) << "one life with the session that is lost";
+  ASSERT_TRUE(module.sessions.contains(lost.session));
+  module.next_session = lost.session + 10;
+  CK_SESSION_INFO info = {};
+  EXPECT_EQ(lost.p11->C_GetSessionInfo(lost.session, &info), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_EQ(lost.p11->C_CloseSession(lost.session), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_EQ(module.Count("C_CloseSession"), 0U);
+  ASSERT_EQ(other.BringUp(), CKR_OK);
+  EXPECT_TRUE(other.SignsWith(KeyOf(second)));
+}
+
+}  // namespace
+}  // namespace kelvrin::adapter
