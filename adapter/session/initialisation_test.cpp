@@ -97,6 +97,9 @@ TEST_F(InitialisationTest, TheEndLogsOutClosesAndFinalises) {
   EXPECT_THAT(module.Calls(),
               ElementsAre("C_Logout", "C_CloseSession", "C_CloseSession", "C_Finalize"));
   EXPECT_EQ(extension->p11->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+  const CK_SESSION_HANDLE ended = extension->session;
+  ASSERT_EQ(extension->BringUp(), CKR_OK);
+  EXPECT_EQ(extension->p11->C_Logout(ended), CKR_SESSION_HANDLE_INVALID);
 }
 
 TEST_F(InitialisationTest, TheEndLogsOutOnceForAllSessionsAndNotWithoutALogin) {

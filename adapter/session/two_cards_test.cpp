@@ -51,6 +51,12 @@ TEST_F(TwoCardsTest, AbsentTokenAtAModuleThatIsStillUp) {
   EXPECT_NE(extension.session, one);
   ExpectAbsent(extension, first.pin);
   EXPECT_EQ(Description(extension), std::string(64, ' '));
+  const CK_SLOT_ID absent = extension.slot;
+  module.Insert(first);
+  ASSERT_EQ(extension.BringUp(), CKR_OK);
+  CK_SESSION_HANDLE session = 0;
+  EXPECT_EQ(extension.p11->C_OpenSession(absent, CKF_SERIAL_SESSION, nullptr, nullptr, &session),
+            CKR_SLOT_ID_INVALID);
 }
 
 TEST_F(TwoCardsTest, SessionsOnAnAbsentTokenEndWithFinalize) {
