@@ -33,6 +33,23 @@ TEST_F(SwappedCardTest, CardSwappedInTheSameReaderEndsTheLife) {
   ExpectToWork(extension, first);
 }
 
+TEST_F(SwappedCardTest, ResultThatSaysThatTheTokenIsGoneEndsTheLife) {
+  const auto library = Adapter();
+  CK_SESSION_INFO info = {};
+  for (const CK_RV gone :
+       {CKR_TOKEN_NOT_PRESENT, CKR_DEVICE_REMOVED, CKR_TOKEN_NOT_RECOGNIZED,
+        CKR_SESSION_HANDLE_INVALID, CKR_SESSION_CLOSED, CKR_CRYPTOKI_NOT_INITIALIZED}) {
+    Extension extension(library);
+    SetUpAndWork(extension, first);
+    module.FailNext("C_GetSessionInfo", CKR_DEVICE_ERROR);
+    EXPECT_EQ(extension.p11->C_GetSessionInfo(extension.session, &info), CKR_DEVICE_ERROR);
+    EXPECT_TRUE(extension.SignsWith(KeyOf(first))) << "no word of the token";
+    module.FailNext("C_GetSessionInfo", gone);
+    EXPECT_EQ(extension.p11->C_GetSessionInfo(extension.session, &info), gone);
+    ExpectAbsent(extension, first.pin);
+  }
+}
+
 // A look at the slot shows it, however the module's sessions fare.
 TEST_F(SwappedCardTest, TokenInfoOrSlotListOfAnotherCardEndsTheLife) {
   module.keeps_sessions = true;
