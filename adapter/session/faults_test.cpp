@@ -258,13 +258,16 @@ const std::vector<Row> kRows = {
          },
      .rule = "keyless-certificates",
      .off = {"listed: 1 2 3"}},
+    // Not surely an authority's: the key of this certificate needs the login to be seen.
     {.name = "KeysThatTheLoginShows",
-     // Not surely an authority's: the key of this certificate needs the login to be seen.
      .fault =
          [](const Ground& g) {
            for (const CK_OBJECT_HANDLE key : {g.rsa.public_key, g.ec.public_key}) {
              g.Set(key, CKA_PRIVATE, MemoryObject::Flag(true));
            }
+           g.Set(g.rsa.certificate, CKA_VALUE,
+                 encoding::MakeCertificateOf(g.card.KeyOf(g.rsa.private_key),
+                                             {.extensions = {{"basicConstraints", "CA:TRUE"}}}));
          }},
 };
 
