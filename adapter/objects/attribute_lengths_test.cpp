@@ -53,11 +53,11 @@ TEST_F(AttributesTest, SuccessWithALengthThatCannotBeMeantIsAFailure) {
 }
 
 TEST_F(AttributesTest, NoAttributeIsSaidToBeLongerThan64MiB) {
-  const auto object = Add(CKO_DATA, {1});
+  const auto object = Add(CKO_DATA, {1}, {{CKA_VALUE, {1}}});
   for (CK_ULONG more = 0; more < 2; ++more) {
     module.over = {};
     Claim((CK_ULONG{1} << 26) + more);
-    CK_ATTRIBUTE attribute = {CKA_ID, nullptr, 0};
+    CK_ATTRIBUTE attribute = {CKA_VALUE, nullptr, 0};
     EXPECT_EQ(Get(object, {&attribute, 1}), more == 0 ? CKR_OK : CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(attribute.ulValueLen, more == 0 ? CK_ULONG{1} << 26 : 0);
   }

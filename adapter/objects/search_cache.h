@@ -34,8 +34,8 @@ class SearchCache {
   static constexpr unsigned kSteady = 8;
   static constexpr unsigned kLookEvery = 64;
 
-  // The objects of that name, the first of them looked at on `session`; null when they are not known
-  // or the first is no longer what it was. Valid until the next call.
+  // The objects of that name, the first of them looked at on `session`; null when they are not
+  // known or the first is no longer what it was. Valid until the next call.
   const Handles* Recall(CK_SESSION_HANDLE session, const ObjectName& name);
 
   // Remembers what a search has just found. Nothing found is not remembered: what another program

@@ -37,6 +37,20 @@ TEST_F(SearchCacheTest, EachRecallIsOneReadOfTheFirstObject) {
   EXPECT_EQ(module.Count(), 3u);
 }
 
+TEST_F(SearchCacheTest, WhoAsksForOneThingOverAndOverHasItLookedAtNowAndThen) {
+  const auto looks = [&](unsigned recalls) {
+    module.ForgetCalls();
+    for (unsigned i = 0; i < recalls; ++i) EXPECT_EQ(Recall(name_), Handles{key_});
+    return module.Count();
+  };
+  EXPECT_EQ(looks(SearchCache::kSteady), SearchCache::kSteady);
+  EXPECT_EQ(looks(SearchCache::kLookEvery - SearchCache::kSteady - 1), 0u);
+  EXPECT_EQ(looks(1), 1u);
+  EXPECT_EQ(looks(SearchCache::kLookEvery), 1u);
+  Recall({CKO_PUBLIC_KEY, {9}});
+  EXPECT_EQ(looks(3), 3u) << "after something else each time again";
+}
+
 TEST_F(SearchCacheTest, ObjectThatIsNoLongerWhatItWasForgetsEverything) {
   const CK_OBJECT_HANDLE other = Add(CKO_PUBLIC_KEY, {9});
   const std::vector<std::function<void()>> changes = {

@@ -69,12 +69,6 @@ TEST_F(KeyDerivationTest, FailureOfBothFormsGivesTheFirstResult) {
   EXPECT_EQ(key_, 77u);
 }
 
-TEST_F(KeyDerivationTest, InvalidHandleFromTheModuleIsAFailure) {
-  Succeed(CK_INVALID_HANDLE);
-  EXPECT_EQ(Derive(raw_), CKR_DEVICE_ERROR);
-  EXPECT_EQ(key_, 77u);
-}
-
 TEST_F(KeyDerivationTest, NullPointWithALengthNeverReachesTheModule) {
   CK_ECDH1_DERIVE_PARAMS parameters = {};
   parameters.ulPublicDataLen = 65;
@@ -111,13 +105,6 @@ TEST_F(KeyDerivationTest, PointGoesInDerWhenRawIsRefused) {
     EXPECT_EQ(module.FindObject(session_, key_)->attributes.at(CKA_VALUE_LEN),
               MemoryObject::Number(32));
   }
-}
-
-TEST_F(KeyDerivationTest, CofactorDerivationIsTheSame) {
-  Succeed(5);
-  EXPECT_EQ(Derive(der_, CKM_ECDH1_COFACTOR_DERIVE), CKR_OK);
-  EXPECT_EQ(mechanism_.mechanism, CKM_ECDH1_COFACTOR_DERIVE);
-  EXPECT_EQ(points_, std::vector<Bytes>{raw_});
 }
 
 TEST_F(KeyDerivationTest, UnknownPointGoesAsItIsWithoutALength) {

@@ -73,10 +73,25 @@ TEST_F(RsaOperationTest, ModulusLengthIsAskedForOnceWhenTheKeyHidesIt) {
     EXPECT_EQ(input_, Padded(Bytes(51, 1)));
   }
   EXPECT_EQ(module.Count("C_Sign"), 3u);
-  EXPECT_EQ(asked_with_, 20u) << "as short as any digest, which every key takes";
+  EXPECT_EQ(asked_with_, 51u);
   asked_with_ = 0;
   EXPECT_EQ(Perform(kDecrypt, CKM_RSA_X_509, rsa_, Bytes(256, 1)), CKR_OK);
   EXPECT_EQ(asked_with_, 0u) << "it is known by now";
+}
+
+// Such a module takes a question for a failed operation, and ends it.
+TEST_F(RsaOperationTest, OperationThatTheQuestionEndedIsStartedAgain) {
+  Hide();
+  Search(1);
+  int starts = 0;
+  faults::Chain<&MemoryEntries::C_SignInit>(module, [&](auto next, auto... arguments) {
+    ++starts;
+    return next(arguments...);
+  });
+  module.FailNext("C_Sign", CKR_DATA_LEN_RANGE);
+  EXPECT_EQ(Perform(kSign, CKM_RSA_X_509, rsa_, Bytes(256, 0)), CKR_OK);
+  EXPECT_EQ(starts, 2);
+  EXPECT_EQ(module.sessions.size(), 2u) << "on a fresh worker";
 }
 
 TEST_F(RsaOperationTest, WithoutAModulusLengthInputAndResultsStayAsTheyAre) {

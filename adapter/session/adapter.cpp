@@ -87,7 +87,7 @@ CK_RV Adapter::OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void* /*application*
 }
 
 // Opens a session and looks which token it is on: since the slot was chosen the card may have been
-// changed for another, which a re-initialisation does not mean.
+// changed for another.
 CK_RV Adapter::OpenOnToken(CK_SLOT_ID slot, CK_FLAGS flags, CK_SESSION_HANDLE* session) {
   CK_SESSION_HANDLE inner = CK_INVALID_HANDLE;
   const CK_RV result = Open(slot, &flags, &inner);
@@ -95,11 +95,10 @@ CK_RV Adapter::OpenOnToken(CK_SLOT_ID slot, CK_FLAGS flags, CK_SESSION_HANDLE* s
   if (inner == CK_INVALID_HANDLE) return CKR_DEVICE_ERROR;
   NoteHandle(inner);
   const std::optional<TokenIdentity> token = TokenIn(slot);
-  if (!token || (slots_->meant() != nullptr && *slots_->meant() != *token)) {
+  if (token != slots_->chosen_token()) {
     backend_->functions.C_CloseSession(inner);
     return CKR_TOKEN_NOT_PRESENT;
   }
-  NoteToken(slot, &*token);
   meant_ = *token;
   *session = Keep(LifeOf(slot, *token), inner, flags);
   return CKR_OK;

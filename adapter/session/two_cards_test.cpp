@@ -32,7 +32,6 @@ TEST_P(Choices, TokenThatIsLeftNeverReachesTheOtherCard) {
   EXPECT_EQ(left.p11->C_GetTokenInfo(left.slot, &info), CKR_TOKEN_NOT_PRESENT);
   EXPECT_EQ(left.p11->C_GetMechanismList(left.slot, nullptr, &count), CKR_TOKEN_NOT_PRESENT);
   EXPECT_EQ(left.p11->C_CloseSession(left.session), CKR_TOKEN_NOT_PRESENT);
-  EXPECT_EQ(left.p11->C_CloseSession(left.session), CKR_SESSION_HANDLE_INVALID);
   EXPECT_EQ(second.tries, 3);
 
   module.Insert(first);
@@ -209,6 +208,67 @@ TEST_F(TwoCardsTest, OtherSlotsAreNotThere) {
   EXPECT_EQ(p11->C_GetMechanismInfo(first.slot, CKM_ECDSA, &mechanism), CKR_OK);
   EXPECT_EQ(mechanism.ulMaxKeySize, 256U);
   EXPECT_EQ(p11->C_CloseAllSessions(first.slot), CKR_OK);
+  EXPECT_TRUE(module.sessions.empty());
+}
+
+// Modules count their sessions from 1 again, and the flag `initialized` is set by whoever comes.
+TEST_F(TwoCardsTest, SessionFromBeforeTheEndNeverMeansAnotherCardsSession) {
+  const auto library = Adapter("any-reader = yes\n");
+  Extension left(library);
+  Extension gone(library);
+  SetUpAndWork(left, first);
+  ASSERT_EQ(gone.SetUp(), CKR_OK);
+  module.Pull(first);
+  gone.Remove();
+  module.next_session = 1;
+  Extension next(library);
+  ASSERT_EQ(next.SetUp(), CKR_OK);
+  ASSERT_TRUE(module.sessions.contains(1));
+  module.ForgetCalls();
+  CK_BBOOL needs_login = CK_FALSE;
+  EXPECT_EQ(login_required(left.p11, left.session, &needs_login), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_EQ(left.LogIn(first.pin), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_THAT(module.Calls(), testing::IsEmpty());
+  EXPECT_EQ(second.tries, 3);
+}
+
+// A re-initialisation that failed would leave the extension a record that is freed.
+TEST_F(TwoCardsTest, ReinitialisationNeverFailsForACardPulledInItsMidst) {
+  const auto library = Adapter("any-reader = yes\n");
+  Extension extension(library);
+  SetUpAndWork(extension, first);
+  for (std::size_t k = 1; k <= 12; ++k) {
+    SCOPED_TRACE("call " + std::to_string(k));
+    extension.p11->C_Finalize(nullptr);
+    module.ForgetCalls();
+    module.before = [&](std::string_view) {
+      if (module.Count() + 1 == k) module.Pull(first);
+      return CK_RV{CKR_OK};
+    };
+    EXPECT_EQ(extension.BringUp(), CKR_OK);
+    module.before = nullptr;
+    if (!first.is_present) EXPECT_NE(extension.LogIn(first.pin), CKR_OK);
+    EXPECT_EQ(second.tries, 3);
+    module.Insert(first);
+  }
+  module.FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
+  EXPECT_EQ(extension.BringUp(), CKR_OK) << "a module without its reader";
+  ExpectAbsent(extension, first.pin);
+}
+
+// A card that is exchanged for another in the midst of a re-initialisation sees nothing of it.
+TEST_F(TwoCardsTest, ReinitialisationLooksWhichTokenItsSessionIsOn) {
+  const auto library = Adapter("any-reader = yes\n");
+  Extension extension(library);
+  SetUpAndWork(extension, first);
+  extension.p11->C_Finalize(nullptr);
+  module.before = [&](std::string_view function) {
+    if (function == "C_OpenSession") first.serial = "another";
+    return CK_RV{CKR_OK};
+  };
+  EXPECT_EQ(extension.BringUp(), CKR_OK);
+  module.before = nullptr;
+  ExpectAbsent(extension, first.pin);
   EXPECT_TRUE(module.sessions.empty());
 }
 

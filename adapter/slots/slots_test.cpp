@@ -166,8 +166,6 @@ TEST_F(SlotsTest, SlotStandsInForATokenThatIsAbsent) {
   EXPECT_EQ(slots_->GetSlotInfo(Slots::kAbsent, &info), CKR_OK);
   EXPECT_EQ(std::string(std::begin(info.slotDescription), std::end(info.slotDescription)),
             Padded("Kelvrin Reader", 64));
-  EXPECT_EQ(std::string(std::begin(info.manufacturerID), std::end(info.manufacturerID)),
-            Padded("", 32));
   EXPECT_EQ(info.flags, 0u);
   CK_TOKEN_INFO token = {};
   TokenIdentity identity;
