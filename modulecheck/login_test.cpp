@@ -126,7 +126,7 @@ class TwoCardsTest : public ModulecheckTest {
   static constexpr char kOther[] = "1234 5678";
 
   TwoCardsTest() {
-    card_.Add({.name = "other", .label = kOther, .pin = "654321", .empty = true});
+    card_.Add({.name = "other", .label = kOther, .pin = "654321"});
     slots_ = RunJson({SoftHsm()}).at("listing").at("slots");
   }
   std::string ReaderOf(const std::string& label) const {

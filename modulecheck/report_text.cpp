@@ -144,7 +144,9 @@ std::string Further(const char* how, const Judgement& judgement) {
   return seen.empty() ? "" : kIndent + std::string(how) + seen + "\n";
 }
 
-std::string ExpectationText(const json& report) {
+// `told` is the reason that was given last: one that stands behind many expectations, such as a
+// card that the adapter does not show, is given once.
+std::string ExpectationText(const json& report, std::string* told) {
   const std::string verdict = Get(report, "verdict");
   const auto as_it_is = report.at("asItIs").get<Judgement>();
   std::string text = Word(verdict) + Get(report, "expects") + "\n";
@@ -153,7 +155,10 @@ std::string ExpectationText(const json& report) {
   }
   text += Further("as it is: ", as_it_is);
   if (report.contains("throughAdapter")) {
-    text += Further("with the adapter: ", report.at("throughAdapter").get<Judgement>());
+    const std::string reason =
+        Further("with the adapter: ", report.at("throughAdapter").get<Judgement>());
+    if (reason != *told) text += reason;
+    *told = reason;
   }
   const std::string advice = Get(report, "advice");
   return advice.empty() ? text : text + kIndent + advice + "\n";
@@ -163,6 +168,7 @@ std::string ExpectationText(const json& report) {
 std::string ExpectationsText(const json& expectations) {
   std::vector<std::string> topics;
   std::vector<std::string> texts;
+  std::string told;
   for (const json& expectation : expectations) {
     const std::string topic = Get(expectation, "topic");
     std::size_t i = 0;
@@ -171,7 +177,7 @@ std::string ExpectationsText(const json& expectations) {
       topics.push_back(topic);
       texts.push_back(topic + "\n");
     }
-    texts[i] += ExpectationText(expectation);
+    texts[i] += ExpectationText(expectation, &told);
   }
   return Join(texts, "");
 }
