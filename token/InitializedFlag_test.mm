@@ -11,8 +11,8 @@ namespace {
 
 class InitializedFlagTest : public SessionTest {};
 
-// ThreadSanitizer sees a plain access: one thread asks what a key supports, which reads the flag and
-// sets it, while another's set-ups fail for want of a module, which clears it.
+// ThreadSanitizer sees a plain access: one thread asks what a key supports, which reads the flag
+// and sets it, while another's set-ups fail for want of a module, which clears it.
 TEST_F(InitializedFlagTest, IsReadAndWrittenBySeveralThreadsAtOnce) {
   constexpr int kRounds = 50;
   bundle().Remove(std::string(kLindelModule) + ".dylib");

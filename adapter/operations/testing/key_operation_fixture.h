@@ -63,8 +63,7 @@ class KeyOperationTest : public CardTest {
   TokenObjects objects_{inner_, rules_, slot_};
   LockedPin pin_;
   std::vector<CK_SESSION_HANDLE> noted_;
-  KeyOperation operation_{objects_, pin_, session_, kFlags,
-                          [this](CK_SESSION_HANDLE handle) {
+  KeyOperation operation_{objects_, pin_, session_, kFlags, [this](CK_SESSION_HANDLE handle) {
                             noted_.push_back(handle);
                             return true;
                           }};
