@@ -124,7 +124,7 @@ struct Agreements {
 // the same agreements take without the adapter is taken off. A derived secret that stays is over
 // 100 bytes: ten thousand would be a megabyte, and would make a search ten times as long and more.
 void Agreements::Measure(benchmark::State &state) const {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (int i = 0; i < kWarmUp; ++i) road();
     const double objects = Objects();
     const double search = SecondsOfSearch(functions, session);

@@ -15,7 +15,7 @@ void Register(const std::string& name, const std::function<bool()>& call,
               const std::function<void()>& prepare) {
   benchmark::RegisterBenchmark(name.c_str(), [call, prepare](benchmark::State& state) {
     if (prepare) prepare();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
       if (call()) continue;
       state.SkipWithError("the call failed");
       break;
@@ -27,7 +27,7 @@ void RegisterTimed(const std::string& name, const std::function<double()>& call,
                    const std::function<void()>& prepare) {
   benchmark::RegisterBenchmark(name.c_str(), [call, prepare](benchmark::State& state) {
     if (prepare) prepare();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
       const double seconds = call();
       if (seconds < 0) {
         state.SkipWithError("the call failed");

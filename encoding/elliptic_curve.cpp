@@ -65,7 +65,8 @@ std::optional<PublicPoint> ReadPublicPoint(ByteView bytes) {
     return PublicPoint{Bytes(bytes.begin(), bytes.end()), WrapDer(kDerOctetString, bytes), size};
   }
   const auto octets = ReadOnlyElement(kDerOctetString, bytes);
-  const std::size_t size = octets ? RawPointSize(octets->content) : 0;
+  if (!octets) return std::nullopt;
+  const std::size_t size = RawPointSize(octets->content);
   if (size == 0) return std::nullopt;
   return PublicPoint{Bytes(octets->content.begin(), octets->content.end()),
                      Bytes(bytes.begin(), bytes.end()), size};

@@ -29,10 +29,12 @@ adapter::Backend OpenHostile() {
 
 // What a module claims may be more than there is memory; the adapter's boundary answers for that.
 template <typename Call>
-void WithoutMemory(const Call& call) {
+bool HasMemoryFor(const Call& call) {
   try {
     call();
+    return true;
   } catch (const std::bad_alloc&) {
+    return false;
   }
 }
 
@@ -40,14 +42,14 @@ void WithoutMemory(const Call& call) {
 }  // namespace kelvrin::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace kelvrin;
+  namespace fuzz = kelvrin::fuzz;
   constexpr int kMostCalls = 40;
   fuzz::Script script(data, size);
-  adapter::Adapter adapter(fuzz::OpenHostile);
+  kelvrin::adapter::Adapter adapter(fuzz::OpenHostile);
   fuzz::Caller caller(adapter, script);
-  fuzz::WithoutMemory([&] { caller.CallRoad(); });
+  fuzz::HasMemoryFor([&] { caller.CallRoad(); });
   for (int i = 0; i < kMostCalls && !script.IsOver(); ++i) {
-    fuzz::WithoutMemory([&] { caller.CallOne(); });
+    fuzz::HasMemoryFor([&] { caller.CallOne(); });
   }
   adapter.Finalize();
   return 0;

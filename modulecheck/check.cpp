@@ -179,13 +179,13 @@ class Run {
   }
 
   void BehindAdapter() {
-    behind_.emplace();
+    Phase& none = behind_.emplace();
     if (not_judged_ && not_judged_->at("reason") == "card-pulled") {
-      behind_->Forget("the card was pulled");
+      none.Forget("the card was pulled");
       return;
     }
     if (order_.adapter.empty()) {
-      Blame("the adapter's library was not found: install it beside this program");
+      Blame(none, "the adapter's library was not found: install it beside this program");
       return;
     }
     std::string lines = lines_;
@@ -199,33 +199,31 @@ class Run {
       order.serial = slot->at("serial");
       order.label = slot->at("label");
     }
-    behind_ = Go(order, order_.time);
-    TakeTrouble(copy);
+    TakeTrouble(copy, behind_.emplace(Go(order, order_.time)));
   }
 
   // What stands in the way behind the adapter: is it the module, or the adapter's configuration?
-  void TakeTrouble(const AdapterCopy& copy) {
-    const std::string said = LastLine(behind_->errors, kAdapterSays);
+  void TakeTrouble(const AdapterCopy& copy, Phase& behind) {
+    const std::string said = LastLine(behind.errors, kAdapterSays);
     const bool names_configuration = said.find(copy.configuration()) != std::string::npos;
     const std::string file =
         order_.adapter_config.empty() ? "its configuration" : order_.adapter_config;
     const std::string why = copy.Renamed(said.empty() ? "" : ": " + said, Printable(file));
-    if (!behind_->is_met(kInitialise)) {
+    if (!behind.is_met(kInitialise)) {
       const bool is_adapters = as_it_is_.is_met(kInitialise) || names_configuration;
-      if (!behind_->has_crashed && is_adapters) Blame("the adapter does not come up" + why);
+      if (!behind.has_crashed && is_adapters) Blame(behind, "the adapter does not come up" + why);
       return;
     }
-    const bool is_card_missing =
-        behind_->not_judged && behind_->not_judged->at("reason") == "no-card";
+    const bool is_card_missing = behind.not_judged && behind.not_judged->at("reason") == "no-card";
     if (is_card_missing && as_it_is_.judged_slot() != nullptr) {
-      Blame("the adapter shows no card: none that is there fits " + Printable(file) + why);
+      Blame(behind, "the adapter shows no card: none that is there fits " + Printable(file) + why);
     } else if (!not_judged_) {
-      not_judged_ = behind_->not_judged;
+      not_judged_ = behind.not_judged;
     }
   }
 
-  void Blame(const std::string& why) {
-    behind_->Forget(why);
+  void Blame(Phase& behind, const std::string& why) {
+    behind.Forget(why);
     if (!not_judged_) not_judged_ = {{"reason", "adapter"}, {"text", why}};
   }
 

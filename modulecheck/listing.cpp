@@ -67,6 +67,7 @@ json DescribePublic(const Session& session, const Key& key, std::vector<std::str
       get_mechanism_list(session.p11(), session.handle(), key.handle, list.data(), &count);
   list.resize(result == CKR_OK ? std::min<std::size_t>(count, list.size()) : 0);
   std::vector<std::string> names;
+  names.reserve(list.size());
   for (const CK_MECHANISM_TYPE mechanism : list) names.push_back(MechanismText(mechanism));
   line["allowedMechanisms"] = names;
   line["allowedMechanismsResult"] = result == CKR_OK ? "" : ResultText(result);

@@ -24,7 +24,7 @@ TEST_F(InitializedFlagTest, IsReadAndWrittenBySeveralThreadsAtOnce) {
         [[[Token alloc] initWithSmartCard:smart_card()
                                       AID:AID()
                               tokenDriver:(TKSmartCardTokenDriver *)driver()
-                                    error:NULL] release];
+                                    error:nullptr] release];
       }
     }
   });

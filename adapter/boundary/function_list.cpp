@@ -115,12 +115,11 @@ CK_FUNCTION_LIST MakeFunctionList() {
 
 extern "C" __attribute__((visibility("default"))) CK_RV
 C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {
-  using namespace kelvrin::adapter;
-  static CK_FUNCTION_LIST function_list = MakeFunctionList();
+  static CK_FUNCTION_LIST function_list = kelvrin::adapter::MakeFunctionList();
   if (list == nullptr) return CKR_ARGUMENTS_BAD;
   // A function list kept too long never points into nothing.
-  StayMapped();
-  has_fresh_list.store(true);
+  kelvrin::adapter::StayMapped();
+  kelvrin::adapter::has_fresh_list.store(true);
   *list = &function_list;
   return CKR_OK;
 }

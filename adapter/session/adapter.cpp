@@ -122,18 +122,18 @@ CK_RV Adapter::Open(CK_SLOT_ID slot, CK_FLAGS* flags, CK_SESSION_HANDLE* inner) 
 
 // A session on which there is no token.
 CK_RV Adapter::OpenAbsent(CK_SESSION_HANDLE* session) {
-  auto life = std::make_shared<TokenLife>(backend_->functions, backend_->config.rules,
-                                          Slots::kAbsent, *slots_->meant());
+  const auto life = std::make_shared<TokenLife>(backend_->functions, backend_->config.rules,
+                                                Slots::kAbsent, *slots_->meant());
   life->is_over = true;
-  *session = Keep(std::move(life), CK_INVALID_HANDLE, 0);
+  *session = Keep(life, CK_INVALID_HANDLE, 0);
   return CKR_OK;
 }
 
 // Keeps a session for the caller; its handle.
-CK_SESSION_HANDLE Adapter::Keep(std::shared_ptr<TokenLife> life, CK_SESSION_HANDLE inner,
+CK_SESSION_HANDLE Adapter::Keep(const std::shared_ptr<TokenLife>& life, CK_SESSION_HANDLE inner,
                                 CK_FLAGS flags) {
   const TokenLife* const its_life = life.get();
-  sessions_.try_emplace(++last_handle_, std::move(life), inner, flags,
+  sessions_.try_emplace(++last_handle_, life, inner, flags,
                         [this, its_life](CK_SESSION_HANDLE given) {
                           NoteHandle(given);
                           return !its_life->is_over;

@@ -87,7 +87,8 @@ class Adapter {
   CK_RV Open(CK_SLOT_ID slot, CK_FLAGS* flags, CK_SESSION_HANDLE* inner);
   CK_RV OpenOnToken(CK_SLOT_ID slot, CK_FLAGS flags, CK_SESSION_HANDLE* session);
   CK_RV OpenAbsent(CK_SESSION_HANDLE* session);
-  CK_SESSION_HANDLE Keep(std::shared_ptr<TokenLife> life, CK_SESSION_HANDLE inner, CK_FLAGS flags);
+  CK_SESSION_HANDLE Keep(const std::shared_ptr<TokenLife>& life, CK_SESSION_HANDLE inner,
+                         CK_FLAGS flags);
   std::shared_ptr<TokenLife> LifeOf(CK_SLOT_ID slot, const TokenIdentity& identity);
   CK_RV Begin(CK_SESSION_HANDLE session, OperationKind kind, const CK_MECHANISM& mechanism,
               CK_OBJECT_HANDLE key);

@@ -59,7 +59,7 @@ class Slots {
   CK_RV Check(CK_SLOT_ID slot);
 
   // The token that was seen in the chosen slot, which is one with a token.
-  const TokenIdentity& chosen_token() const { return look_.tokens.at(*chosen_); }
+  const TokenIdentity& chosen_token() const { return look_.tokens.at(chosen_.value_or(kAbsent)); }
 
   // The token that a re-initialisation means; null in a set-up.
   const TokenIdentity* meant() const { return meant_ ? &*meant_ : nullptr; }

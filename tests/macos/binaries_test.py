@@ -99,7 +99,8 @@ class SpoiledTest(unittest.TestCase):
                          ['-log "Signieren..."', '+log "Signieren!!!"'])
 
     def test_a_binding_that_macos_has_elsewhere(self):
-        copy = self.spoiled("adapter", b"/usr/lib/libSystem.B.dylib", b"/usr/lib/libc++.1.dylib")
+        copy = self.spoiled("modulecheck", b"/usr/lib/libSystem.B.dylib",
+                            b"/usr/lib/libc++.1.dylib")
         for name in bindings.COLUMNS:
             self.assertIn(f"{name}: libc++ ___cxa_atexit: no, home libsystem_c part of libSystem, "
                           "which libc++ does not re-export", bindings.wrong_bindings(copy))

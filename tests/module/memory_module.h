@@ -141,6 +141,7 @@ struct MemorySession {
 
 // One function for each entry of the function list; an empty one leaves the standard behaviour.
 struct MemoryEntries {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member
 #define KELVRIN_MEMORY_ENTRY(name) std::function<std::remove_pointer_t<CK_##name>> name;
   SCRIPTED_FUNCTIONS(KELVRIN_MEMORY_ENTRY)
 #undef KELVRIN_MEMORY_ENTRY

@@ -40,7 +40,7 @@ Adaptor Hashing(Hash hash, const std::string& next) {
 }
 
 // The step, which refuses a digest of another length than its hash function's.
-Input ForDigest(Hash hash, Input step) {
+Input ForDigest(Hash hash, const Input& step) {
   return [hash, step](const Bytes& digest, const KeyFacts& key) -> Result<Bytes> {
     if (digest.size() == DigestSize(hash)) return step(digest, key);
     return ParameterError(std::string("a digest of ") + HashName(hash) + " has " +
@@ -50,10 +50,10 @@ Input ForDigest(Hash hash, Input step) {
 }
 
 // From a digest or message to the padded block in words; `pad` makes the block.
-Adaptor Padding(AlgorithmList algorithms, Input pad, size_t minimum_bits = 0) {
+Adaptor Padding(AlgorithmList algorithms, const Input& pad, size_t minimum_bits = 0) {
   return {.algorithms = std::move(algorithms),
           .input = [pad](const Bytes& data, const KeyFacts& key) -> Result<Bytes> {
-            const Result<Bytes> block = pad(data, key);
+            Result<Bytes> block = pad(data, key);
             if (!block) return block;
             return ToWords(*block);
           },
@@ -62,12 +62,12 @@ Adaptor Padding(AlgorithmList algorithms, Input pad, size_t minimum_bits = 0) {
 }
 
 // Has the token decrypt a block, and takes off the padding.
-Adaptor Unpadding(std::function<Result<Bytes>(const Bytes&)> unpad) {
+Adaptor Unpadding(const std::function<Result<Bytes>(const Bytes&)>& unpad) {
   return {
       .algorithms = {kDecryptWords},
       .input = InputToWords,
       .output = [unpad](const Bytes& words, const Bytes&, const KeyFacts& key) -> Result<Bytes> {
-        const Result<Bytes> block = FromWords(words, key.block_size());
+        Result<Bytes> block = FromWords(words, key.block_size());
         if (!block) return block;
         return unpad(*block);
       }};

@@ -13,7 +13,6 @@
 namespace tokenhost {
 namespace {
 
-using host::Error;
 using host::HostError;
 using host::Result;
 using host::Secret;
