@@ -19,10 +19,12 @@ std::atomic<pid_t> owner = 0;
 // The caller has got the function list since the last C_Initialize.
 std::atomic<bool> has_fresh_list = false;
 
+CK_FUNCTION_LIST* OwnList();
+
 Backend OpenBackend() {
   Backend backend;
   backend.config = ReadConfig(ConfigFileOf(OwnLibrary()));
-  backend.functions = LoadInnerModule(backend.config, C_GetFunctionList);
+  backend.functions = LoadInnerModule(backend.config, OwnList());
   return backend;
 }
 
@@ -79,13 +81,23 @@ CK_RV GetInfo(CK_INFO* info) noexcept {
 }
 
 // What the adapter's caller never asks for is not supported.
+// Under its exported name another module's function would be meant where that was loaded first.
+CK_RV GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) noexcept {
+  if (list == nullptr) return CKR_ARGUMENTS_BAD;
+  // A function list kept too long never points into nothing.
+  StayMapped();
+  has_fresh_list.store(true);
+  *list = OwnList();
+  return CKR_OK;
+}
+
 CK_FUNCTION_LIST MakeFunctionList() {
   CK_FUNCTION_LIST list = {};
   list.version = {2, 40};
   list.C_Initialize = Initialize;
   list.C_Finalize = Finalize;
   list.C_GetInfo = GetInfo;
-  list.C_GetFunctionList = C_GetFunctionList;
+  list.C_GetFunctionList = GetFunctionList;
   list.C_GetSlotList = Served<&Adapter::GetSlotList>::Call;
   list.C_GetSlotInfo = Served<&Adapter::GetSlotInfo>::Call;
   list.C_GetTokenInfo = Served<&Adapter::GetTokenInfo>::Call;
@@ -110,16 +122,15 @@ CK_FUNCTION_LIST MakeFunctionList() {
   return CompleteFunctionList(list);
 }
 
+CK_FUNCTION_LIST* OwnList() {
+  static CK_FUNCTION_LIST list = MakeFunctionList();
+  return &list;
+}
+
 }  // namespace
 }  // namespace kelvrin::adapter
 
 extern "C" __attribute__((visibility("default"))) CK_RV
 C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {
-  static CK_FUNCTION_LIST function_list = kelvrin::adapter::MakeFunctionList();
-  if (list == nullptr) return CKR_ARGUMENTS_BAD;
-  // A function list kept too long never points into nothing.
-  kelvrin::adapter::StayMapped();
-  kelvrin::adapter::has_fresh_list.store(true);
-  *list = &function_list;
-  return CKR_OK;
+  return kelvrin::adapter::GetFunctionList(list);
 }

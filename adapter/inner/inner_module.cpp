@@ -43,7 +43,7 @@ CK_FUNCTION_LIST CompleteFunctionList(const CK_FUNCTION_LIST& list) {
   return complete;
 }
 
-CK_FUNCTION_LIST LoadInnerModule(const Config& config, CK_C_GetFunctionList own) {
+CK_FUNCTION_LIST LoadInnerModule(const Config& config, const CK_FUNCTION_LIST* own) {
   // Opening a pipe might wait for ever. What is not there is the linker's to say.
   if (access(config.module.c_str(), F_OK) == 0 && !IsRegularFile(config.module)) {
     Fail(config, "is no regular file");
@@ -56,12 +56,12 @@ CK_FUNCTION_LIST LoadInnerModule(const Config& config, CK_C_GetFunctionList own)
   const auto get_function_list =
       reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"));
   if (get_function_list == nullptr) Fail(config, "has no C_GetFunctionList");
-  if (get_function_list == own) Fail(config, "is the adapter itself");
   CK_FUNCTION_LIST_PTR list = nullptr;
   const CK_RV result = get_function_list(&list);
   if (result != CKR_OK || list == nullptr) {
     Fail(config, "hands out no function list (result " + std::to_string(result) + ")");
   }
+  if (list == own) Fail(config, "is the adapter itself");
   // A list of version 3 begins with all entries of version 2.
   if (list->version.major < 2) {
     Fail(config, "is of PKCS#11 version " + std::to_string(list->version.major));

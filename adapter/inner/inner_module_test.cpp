@@ -19,7 +19,7 @@ namespace {
 using testing::HasSubstr;
 
 // Why loading this module is refused.
-std::string Refusal(const std::filesystem::path& module, CK_C_GetFunctionList own = nullptr) {
+std::string Refusal(const std::filesystem::path& module, const CK_FUNCTION_LIST* own = nullptr) {
   Config config;
   config.file = "/f.conf";
   config.module_line = 4;
@@ -71,7 +71,9 @@ TEST(InnerModuleTest, LibrariesThatAreNoModuleAreRefused) {
 TEST(InnerModuleTest, TheAdapterItselfIsRefused) {
   void* const library = dlopen(SCRIPTED_MODULE_PATH, RTLD_NOW);
   ASSERT_NE(library, nullptr);
-  const auto own = reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"));
+  const auto get = reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"));
+  CK_FUNCTION_LIST_PTR own = nullptr;
+  ASSERT_EQ(get(&own), CKR_OK);
   EXPECT_EQ(Refusal(SCRIPTED_MODULE_PATH, own), "is the adapter itself");
 }
 
