@@ -42,6 +42,17 @@ TEST_F(KeyOperationTest, FailedOperationDoesNotStandInTheWayOfTheNext) {
   }
 }
 
+// The caller's session would be taken for lost as well, and its token with it.
+TEST_F(KeyOperationTest, LossOfTheWorkerAloneIsADeviceError) {
+  for (const CK_RV lost : {CKR_SESSION_HANDLE_INVALID, CKR_SESSION_CLOSED}) {
+    module.FailNext("C_Sign", lost);
+    EXPECT_EQ(Perform(kSign, CKM_RSA_PKCS, rsa_, Bytes(51, 1)), CKR_DEVICE_ERROR);
+    module.FailNext("C_Sign", lost);
+    module.FailNext("C_GetSessionInfo", lost);
+    EXPECT_EQ(Perform(kSign, CKM_RSA_PKCS, rsa_, Bytes(51, 1)), lost) << "the caller's is gone too";
+  }
+}
+
 TEST_F(KeyOperationTest, OneWorkerServesAllOperationsUntilItHoldsOneStill) {
   for (int i = 0; i < 3; ++i) EXPECT_EQ(Perform(kSign, CKM_RSA_PKCS, rsa_, {1}), CKR_OK);
   EXPECT_EQ(module.Count("C_OpenSession"), 1u);
