@@ -2,7 +2,7 @@
 # shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 packages=(
-  clang-19 clang-format-19 clang-tidy-19 clang-tools-19 libclang-rt-19-dev lld-19 llvm-19
+  clang-19 clang-format-19 clang-tidy-19 clang-tools-19 libclang-rt-19-dev lld-19 llvm-19 llvm-19-dev
   libc++-19-dev ca-certificates curl python3 zip
   cmake ninja-build pkg-config shellcheck
   g++ libobjc-12-dev libgnustep-base-dev

@@ -1,0 +1,10 @@
+// LLVM's C++ library, the same that macOS has.
+#pragma once
+
+namespace macho {
+
+// Its handle, and with it that of its runtime and unwinder. It keeps to itself: the program's own
+// C++ library has functions of the same names.
+void* LibCxx();
+
+}  // namespace macho

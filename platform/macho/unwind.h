@@ -1,0 +1,11 @@
+// Lets exceptions pass through an image's functions. Apple's linker describes most frames in 32
+// bits each, "compact unwind information"; the unwinders of Linux read DWARF's descriptions.
+#pragma once
+#include "platform/macho/image.h"
+
+namespace macho {
+
+// Describes the image's frames to the unwinders in this process. What they get stays for good.
+void RegisterUnwinding(const Image& image);
+
+}  // namespace macho
