@@ -19,9 +19,9 @@ add_library(adapter_behaviour STATIC
   testing/extension.cpp testing/extension_road.cpp testing/openssl_check.cpp)
 target_include_directories(adapter_behaviour PUBLIC ${CMAKE_SOURCE_DIR})
 target_link_libraries(adapter_behaviour
-  PRIVATE kelvrin_flags PUBLIC p11 memory_module memory_module_path softhsm_card)
+  PRIVATE kelvrin_flags PUBLIC p11 memory_module memory_module_path product_files
+         softhsm_card)
 target_compile_definitions(adapter_behaviour INTERFACE
-  KELVRIN_ADAPTER_LIBRARY="$<TARGET_FILE:adapter>"
   KELVRIN_FAILING_OVER="$<TARGET_FILE:adapter_failing_over>"
   KELVRIN_SANITIZER_RUNTIME="${sanitizer_runtime}")
 
@@ -38,11 +38,13 @@ kelvrin_test(adapter_behaviour_test
     session/softhsm_test.cpp
     session/swapped_card_test.cpp
     session/two_cards_test.cpp
-  LIBRARIES adapter_behaviour)
+  LIBRARIES adapter_behaviour
+  SHIPPED)
 kelvrin_test(adapter_threads_test
   SOURCES boundary/threads_test.cpp
   LIBRARIES adapter_behaviour
-  LABELS threads)
+  LABELS threads
+  SHIPPED)
 foreach(test adapter_behaviour_test adapter_threads_test)
   add_dependencies(${test} adapter adapter_failing_over)
 endforeach()

@@ -1,7 +1,19 @@
 # CTest reads this once for each GoogleTest program: asks the program for its suites, and makes a
-# test of each. `name`, `program`, `own_process` and `properties` are set by kelvrin_test().
+# test of each. `name`, `program`, `own_process`, `properties`, `labels` and `shipped`,
+# the environment in which the files that ship are tested, are set by kelvrin_test().
 cmake_policy(VERSION 3.25)
 set(tests "")
+
+# Adds a test, and the same over the files that ship.
+macro(kelvrin_add_suite test)
+  list(APPEND tests "${name}.${test}")
+  add_test("${name}.${test}" "${program}" ${ARGN})
+  if(shipped)
+    add_test("macho.${name}.${test}" "${program}" ${ARGN})
+    list(APPEND shipped_tests "macho.${name}.${test}")
+  endif()
+endmacro()
+
 if(EXISTS "${program}")
   execute_process(COMMAND "${program}" --gtest_list_tests
     OUTPUT_VARIABLE listing RESULT_VARIABLE result)
@@ -14,25 +26,28 @@ if(EXISTS "${program}")
     if(line MATCHES "^([A-Za-z0-9_/]+)\\.$")
       set(suite "${CMAKE_MATCH_1}")
       if(NOT suite IN_LIST own_process)
-        list(APPEND tests "${suite}")
-        add_test("${name}.${suite}" "${program}" "--gtest_filter=${suite}.*")
+        kelvrin_add_suite("${suite}" "--gtest_filter=${suite}.*")
       endif()
     elseif(line MATCHES "^  ([A-Za-z0-9_/]+)$" AND suite IN_LIST own_process)
-      list(APPEND tests "${suite}.${CMAKE_MATCH_1}")
-      add_test("${name}.${suite}.${CMAKE_MATCH_1}" "${program}"
-        "--gtest_filter=${suite}.${CMAKE_MATCH_1}")
+      set(test "${suite}.${CMAKE_MATCH_1}")
+      kelvrin_add_suite("${test}" "--gtest_filter=${test}")
     endif()
   endforeach()
   foreach(suite IN LISTS own_process)
-    if(NOT tests MATCHES "(^|;)${suite}\\.")
+    if(NOT tests MATCHES "(^|;)${name}\\.${suite}\\.")
       message(FATAL_ERROR "${name} has no suite ${suite}, which is to have processes of its own")
     endif()
   endforeach()
 else()
   # Fails where it is selected; ThreadSanitizer's tree holds the programs for threads alone.
-  add_test("${name}.NotBuilt" "${program}")
-  set(tests NotBuilt)
+  kelvrin_add_suite(NotBuilt)
 endif()
 foreach(test IN LISTS tests)
-  set_tests_properties("${name}.${test}" PROPERTIES ${properties})
+  set_tests_properties("${test}" PROPERTIES ${properties})
+  if(labels)
+    set_tests_properties("${test}" PROPERTIES LABELS "${labels}")
+  endif()
+endforeach()
+foreach(test IN LISTS shipped_tests)
+  set_tests_properties("${test}" PROPERTIES ${properties} LABELS macho ENVIRONMENT "${shipped}")
 endforeach()

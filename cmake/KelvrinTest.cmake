@@ -1,7 +1,8 @@
-# kelvrin_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...] [OWN_PROCESS suite...]):
-# a GoogleTest program. CTest runs each of its suites as NAME.SUITE in one process; of the suites
-# behind OWN_PROCESS it runs each test in a process of its own. The target `threads` builds the
-# programs that carry this label.
+# kelvrin_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...] [OWN_PROCESS suite...]
+# [SHIPPED]): a GoogleTest program. CTest runs each of its suites as NAME.SUITE in one process; of
+# the suites behind OWN_PROCESS it runs each test in a process of its own. The target `threads` builds
+# the programs that carry this label. With SHIPPED all of it runs once more over the files that ship,
+# as macho.NAME.SUITE with the label `macho`.
 #
 # The sources are compiled with the precompiled header of `test_headers`, and those that end in
 # _test in batches of six: what is local to a file must have a name of its own in its program.
@@ -53,7 +54,7 @@ add_library(kelvrin_batch_flags INTERFACE)
 target_compile_options(kelvrin_batch_flags INTERFACE -Wno-shadow)
 
 function(kelvrin_test name)
-  cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES;LABELS;OWN_PROCESS" ${ARGN})
+  cmake_parse_arguments(TEST "SHIPPED" "" "SOURCES;LIBRARIES;LABELS;OWN_PROCESS" ${ARGN})
   kelvrin_batch(TEST_SOURCES ${name} 6)
   add_executable(${name} ${TEST_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
@@ -62,10 +63,6 @@ function(kelvrin_test name)
   target_precompile_headers(${name} REUSE_FROM test_headers)
   # A suite that matches nothing, or that skips a test, tests nothing.
   set(properties TIMEOUT 300 FAIL_REGULAR_EXPRESSION "Running 0 tests|\\[  SKIPPED \\]")
-  if(TEST_LABELS)
-    string(REPLACE ";" "\\;" labels "${TEST_LABELS}")
-    list(APPEND properties LABELS "${labels}")
-  endif()
   if("threads" IN_LIST TEST_LABELS)
     add_dependencies(threads ${name})
   endif()
@@ -73,12 +70,19 @@ function(kelvrin_test name)
   if(TEST_SOURCES MATCHES "\\.mm")
     list(APPEND properties ENVIRONMENT TSAN_OPTIONS=detect_deadlocks=0)
   endif()
+  set(shipped "")
+  if(TEST_SHIPPED)
+    set(shipped "LD_PRELOAD=$<TARGET_FILE:macho>"
+                "KELVRIN_SHIPPED_FILES=${CMAKE_SOURCE_DIR}/build/macos")
+  endif()
   set(suites ${CMAKE_CURRENT_BINARY_DIR}/${name}_suites.cmake)
   file(GENERATE OUTPUT ${suites} CONTENT
 "set(name [==[${name}]==])
 set(program [==[$<TARGET_FILE:${name}>]==])
 set(own_process [==[${TEST_OWN_PROCESS}]==])
 set(properties [==[${properties}]==])
+set(labels [==[${TEST_LABELS}]==])
+set(shipped [==[${shipped}]==])
 include([==[${CMAKE_SOURCE_DIR}/cmake/KelvrinSuites.cmake]==])
 ")
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${suites})

@@ -4,9 +4,10 @@
 rsa_key=0201 # object IDs: kind 2 (key), then the CKA_ID that make-card gives
 ec_key=0202
 
-# tokenhost on the demo's card.
+# tokenhost on the demo's card; over the files that ship, with their loader.
 demo_host() {
-  SOFTHSM2_CONF=$demo/card/softhsm2.conf "$demo/tokenhost" --bundle "$demo/KelvrinToken.appex" "$@"
+  SOFTHSM2_CONF=$demo/card/softhsm2.conf LD_PRELOAD=$demo_loader \
+    "$demo/tokenhost" --bundle "$demo/KelvrinToken.appex" "$@"
 }
 
 # tokenhost with the card's PIN. Standard error, where the access layer tells of its searches, is
@@ -24,6 +25,14 @@ make_demo_card() {
   mkdir -p "$demo"
   quietly make-card tests/card/make-card "$demo/card" --label "4711 0815"
   cp -R "build/$demo_tree/KelvrinToken.appex" "$demo/"
+  if [ -n "$demo_loader" ]; then
+    say "taking extension and adapter of the macOS build, run here by platform/macho"
+    local extension=KelvrinToken.appex/Contents file
+    for file in MacOS/KelvrinToken Resources/libpkcs11qarn_{Lindel,Vumo}_PCSC.dylib; do
+      cp "$macos_build/KelvrinToken.app/Contents/PlugIns/$extension/$file" "$demo/$extension/$file"
+    done
+    ln -s "$demo_loader" "$demo/libmacho.so"
+  fi
   ln -s "$root/build/$demo_tree/bin/tokenhost" "$demo/tokenhost"
   echo "A message that only the card's owner can have signed." >"$demo/message"
 }
@@ -64,8 +73,12 @@ demo_refused() {
   sed -n 's/^tokenhost: /   /p' "$demo/error"
 }
 
-# dev_demo [TREE]: over the tree of that preset; another one than `release` has a card of its own.
+# dev_demo [--macho] [TREE]: with the files that ship; over the tree of that preset, of which another
+# one than `release` has a card of its own.
 dev_demo() {
+  local macho=""
+  demo_loader=
+  [ "${1:-}" != --macho ] || { macho=1; shift; }
   demo_tree=${1:-release}
   case $#-$demo_tree in
     [01]-release) ;;
@@ -73,10 +86,15 @@ dev_demo() {
       demo=$root/build/sanitize/demo
       export LSAN_OPTIONS=suppressions=$root/tests/lsan.supp:print_suppressions=0
       ;;
-    *) fail "usage: ./dev demo [release|sanitize]" ;;
+    *) fail "usage: ./dev demo [--macho] [release|sanitize]" ;;
   esac
   dev_setup
   build_preset "$demo_tree" tokenhost bundle
+  if [ -n "$macho" ]; then
+    [ -e "$macos_build/KelvrinToken.app" ] || build_macos
+    build_preset "$demo_tree" macho
+    demo_loader=$root/build/$demo_tree/platform/macho/libmacho.so
+  fi
   make_demo_card
   say "inserting the card; its keychain items:"
   demo_pin list
@@ -103,6 +121,8 @@ dev_demo() {
 }
 
 dev_token() {
+  demo_loader=
+  [ ! -e "$demo/libmacho.so" ] || demo_loader=$demo/libmacho.so
   [ -e "$demo/tokenhost" ] || fail "there is no demo card yet: run ./dev demo first"
   cd "$called_from" || exit # files are named as the caller sees them
   demo_host "$@"

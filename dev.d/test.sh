@@ -65,6 +65,7 @@ test_stages() {
   stage build_macos
   stage run_tree sanitize
   stage step demo sanitize
+  stage step demo --macho sanitize
 }
 
 # The last line.
@@ -88,6 +89,7 @@ dev_full() {
   test_stages
   stage run_tree release
   stage run_tests matrix
+  stage run_tests macho
   stage run_bench_once
   stage run_tests reproducible
   stage run_tree tsan

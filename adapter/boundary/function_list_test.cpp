@@ -17,6 +17,7 @@ namespace kelvrin::adapter {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 template <typename... Arguments>
@@ -111,7 +112,8 @@ TEST_F(FunctionListTest, BeforeInitializeAndAfterFinalizeEveryServedEntrySaysSo)
 
 // Nothing else of the adapter's meets a symbol of the program's.
 TEST_F(FunctionListTest, OnlyTheFunctionListIsExported) {
-  const std::string command = "nm -D --defined-only --format=posix " + std::string(Adapter());
+  const std::string command =
+      "llvm-nm-19 -g --defined-only --format=posix --arch=x86_64 " + std::string(Adapter());
   const std::unique_ptr<FILE, int (*)(FILE*)> list(popen(command.c_str(), "r"), &pclose);
   ASSERT_NE(list, nullptr);
   std::vector<std::string> names;
@@ -120,7 +122,7 @@ TEST_F(FunctionListTest, OnlyTheFunctionListIsExported) {
     const std::string text = line.data();
     names.push_back(text.substr(0, text.find(' ')));
   }
-  EXPECT_THAT(names, ElementsAre("C_GetFunctionList"));
+  EXPECT_THAT(names, ElementsAre(EndsWith("C_GetFunctionList")));
 }
 
 TEST_F(FunctionListTest, StaysMappedWhenItIsClosed) {
@@ -143,7 +145,9 @@ TEST_F(FunctionListTest, NoExceptionGetsOut) {
   ASSERT_EQ(p11->C_Initialize(nullptr), CKR_OK);
   CK_INFO info = {};
   throwing.over.C_GetInfo = [](auto) -> CK_RV { throw std::bad_alloc(); };
-  EXPECT_EQ(p11->C_GetInfo(&info), CKR_HOST_MEMORY);
+  // What another C++ library throws is an exception without a type.
+  EXPECT_EQ(p11->C_GetInfo(&info),
+            product::AreShipped() ? CKR_GENERAL_ERROR : CKR_HOST_MEMORY);
   throwing.over.C_GetInfo = [](auto) -> CK_RV { throw std::runtime_error("no"); };
   EXPECT_EQ(p11->C_GetInfo(&info), CKR_GENERAL_ERROR);
   throwing.over.C_GetInfo = nullptr;

@@ -239,7 +239,7 @@ class SetupErrorTest : public BehaviourTest {
  protected:
   std::string InitialiseWith(const std::string& configuration, CK_RV expected) {
     const auto library = folder / "libX.dylib";
-    if (!exists(library)) std::filesystem::copy_file(KELVRIN_ADAPTER_LIBRARY, library);
+    if (!exists(library)) std::filesystem::copy_file(product::Adapter(), library);
     if (!configuration.empty()) folder.Write("libX.conf", configuration);
     Extension extension(library);
     testing::internal::CaptureStderr();

@@ -22,7 +22,7 @@ class SoftHsmTest : public BehaviourTest {
   std::string Run(const std::filesystem::path& module_path, const std::string& arguments) const {
     const auto said = folder / "said";
     const std::string preload = KELVRIN_SANITIZER_RUNTIME;
-    const std::string command = "LD_PRELOAD=" + preload +
+    const std::string command = (preload.empty() ? "" : "LD_PRELOAD=" + preload) +
                                 " ASAN_OPTIONS=detect_leaks=0 pkcs11-tool --module " +
                                 module_path.string() + " --login --pin env:KELVRIN_TEST_PIN " +
                                 arguments + " >" + said.string() + " 2>&1";

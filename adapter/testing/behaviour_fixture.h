@@ -10,11 +10,11 @@
 
 #include "adapter/testing/extension.h"
 #include "tests/module/memory_module.h"
+#include "tests/product/product_files.h"
 #include "tests/temporary_folder.h"
 
 namespace kelvrin::adapter {
 
-// KELVRIN_ADAPTER_LIBRARY is the path of the adapter, MEMORY_MODULE_PATH of the module.
 class BehaviourTest : public testing::Test {
  protected:
   using Bytes = std::vector<CK_BYTE>;
@@ -26,7 +26,7 @@ class BehaviourTest : public testing::Test {
   std::filesystem::path Adapter(const std::string& lines = "", const std::string& name = "libX",
                                 const std::string& behind = MEMORY_MODULE_PATH) const {
     const auto library = folder / (name + ".dylib");
-    std::filesystem::copy_file(KELVRIN_ADAPTER_LIBRARY, library);
+    std::filesystem::copy_file(product::Adapter(), library);
     folder.Write(name + ".conf", "module = " + behind + "\n" + lines);
     return library;
   }

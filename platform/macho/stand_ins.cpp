@@ -44,9 +44,7 @@ void* FindStandIn(std::string_view library, std::string_view symbol) {
   if (library == "libc++") return dlsym(LibCxx(), name.c_str());
   if (library == "libobjc") return nullptr;
   if (library != "libSystem") return dlsym(RTLD_DEFAULT, name.c_str());  // a framework's stand-in
-  if (!libsystem::Agrees(name)) return nullptr;
-  // What unwinds must be the unwinder that libc++ throws through.
-  return dlsym(name.starts_with("_Unwind_") ? LibCxx() : RTLD_DEFAULT, name.c_str());
+  return libsystem::Agrees(name) ? dlsym(RTLD_DEFAULT, name.c_str()) : nullptr;
 }
 
 }  // namespace macho

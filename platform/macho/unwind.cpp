@@ -16,8 +16,18 @@ using namespace llvm::dwarf;  // NOLINT(google-build-using-namespace): the names
 // Writes the descriptions of an image's compactly described frames.
 class Descriptions {
  public:
-  explicit Descriptions(const Image& image) : image_(image) {}
+  // `personality` takes the place of the image's own for C++; null leaves it.
+  Descriptions(const Image& image, void* personality) : image_(image), personality_(personality) {
+    for (const CompactFrame& frame : ReadCompactFrames(*image.Find("__unwind_info"))) {
+      if (KindOf(frame.encoding) == FrameKind::kDescribed) Add(frame);
+    }
+    out_.Put<uint32_t>(0);
+  }
 
+  const uint8_t* data() const { return out_.data(); }
+  const std::vector<size_t>& places() const { return places_; }  // of the functions, bytes
+
+ private:
   // Adds a function.
   void Add(const CompactFrame& frame) {
     const size_t common = Common(frame.personality);
@@ -36,12 +46,6 @@ class Descriptions {
     out_.End(start);
   }
 
-  void Finish() { out_.Put<uint32_t>(0); }
-
-  const uint8_t* data() const { return out_.data(); }
-  const std::vector<size_t>& places() const { return places_; }  // of the functions, bytes
-
- private:
   // Where the record lies that functions with the same personality share.
   size_t Common(uint32_t personality) {
     const auto known = common_.find(personality);
@@ -58,8 +62,8 @@ class Descriptions {
     out_.Put<uint8_t>(0x78);  // saved registers lie in words of -8 bytes
     out_.Put(static_cast<uint8_t>(ReturnColumn()));
     if (personality != 0) {
-      uint64_t function = 0;
-      memcpy(&function, image_.start + personality, sizeof(function));
+      auto function = reinterpret_cast<uint64_t>(personality_);
+      if (function == 0) memcpy(&function, image_.start + personality, sizeof(function));
       out_.PutUleb(1 + sizeof(function) + 1 + 1);
       out_.Put<uint8_t>(DW_EH_PE_absptr);
       out_.Put(function);
@@ -73,6 +77,7 @@ class Descriptions {
   }
 
   const Image& image_;
+  void* const personality_;
   FrameWriter out_;
   std::map<uint32_t, size_t> common_;  // by the personality's offset
   std::vector<size_t> places_;
@@ -95,25 +100,21 @@ void TellLlvm(const Image& image, const Descriptions& descriptions, Register add
   }
 }
 
-// GCC's unwinder, which passes exceptions of Objective-C, takes all at once.
+// GCC's unwinder, which passes exceptions of Objective-C and of the program's own C++, takes all at
+// once.
 void TellGcc(const Descriptions& descriptions) {
-  void* const library = dlopen("libgcc_s.so.1", RTLD_NOW);
-  if (library == nullptr) throw LoadError("libgcc_s.so.1 is missing");
-  reinterpret_cast<Register>(dlsym(library, "__register_frame"))(descriptions.data());
+  reinterpret_cast<Register>(dlsym(LibGcc(), "__register_frame"))(descriptions.data());
 }
 
 }  // namespace
 
+// A personality only knows its own unwinder, so each unwinder gets the one that goes with it; both
+// read the same tables.
 void RegisterUnwinding(const Image& image) {
-  const Section* const section = image.Find("__unwind_info");
-  if (section == nullptr) return;
-  auto* const descriptions = new Descriptions(image);  // stays
-  for (const CompactFrame& frame : ReadCompactFrames(*section)) {
-    if (KindOf(frame.encoding) == FrameKind::kDescribed) descriptions->Add(frame);
-  }
-  descriptions->Finish();
-  TellLlvm(image, *descriptions, reinterpret_cast<Register>(dlsym(LibCxx(), "__register_frame")));
-  TellGcc(*descriptions);
+  if (image.Find("__unwind_info") == nullptr) return;
+  TellLlvm(image, *new Descriptions(image, nullptr),
+           reinterpret_cast<Register>(dlsym(LibCxx(), "__register_frame")));
+  TellGcc(*new Descriptions(image, dlsym(RTLD_DEFAULT, "__gxx_personality_v0")));
 }
 
 }  // namespace macho

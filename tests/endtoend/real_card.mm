@@ -4,6 +4,7 @@
 
 #import "platform/linux/ctk/MainBundle.h"
 #import "platform/linux/ctk/TKHostInterface.h"
+#include "tests/product/product_files.h"
 #import "token/Token.h"
 #import "token/TokenDriver.h"
 #import "token/TokenSession.h"
@@ -14,7 +15,7 @@ namespace {
 // Copies the built bundle beside the card.
 std::filesystem::path CopyBundle(const kelvrin::SoftHsmCard &card) {
   const std::filesystem::path bundle = card.directory() / "KelvrinToken.appex";
-  std::filesystem::copy(KELVRIN_BUNDLE, bundle, std::filesystem::copy_options::recursive);
+  product::CopyBundle(bundle);
   return bundle;
 }
 

@@ -8,6 +8,7 @@
 #include "platform/linux/host/testing/program.h"
 #include "tests/card/softhsm_card.h"
 #include "tests/endtoend/verification.h"
+#include "tests/product/product_files.h"
 
 namespace endtoend {
 
@@ -20,7 +21,7 @@ class TokenhostOnCard {
  public:
   explicit TokenhostOnCard(const kelvrin::CardOptions& options = {})
       : card_(options), bundle_(card_.directory() / "KelvrinToken.appex") {
-    std::filesystem::copy(KELVRIN_BUNDLE, bundle_, std::filesystem::copy_options::recursive);
+    product::CopyBundle(bundle_);
   }
 
   // A file beside the card.

@@ -189,7 +189,7 @@ std::string symbols(const std::string& program) {
 
 TEST(TokenhostProgram, HasTheExtensionOnlyFromTheBundle) {
   const std::string host = symbols(KELVRIN_TOKENHOST);
-  const std::string extension = symbols(KELVRIN_BUNDLE "/Contents/MacOS/KelvrinToken");
+  const std::string extension = symbols(KELVRIN_EXTENSION);
   for (const char* name : {"C_LoadModule", "p11_error", "_OBJC_CLASS_TokenDriver"}) {
     EXPECT_THAT(extension, HasSubstr(name));
     EXPECT_THAT(host, Not(HasSubstr(name)));

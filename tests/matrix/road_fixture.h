@@ -14,6 +14,7 @@
 #include "platform/linux/host/hosted_extension.h"
 #include "platform/linux/host/testing/openssl_key.h"
 #include "tests/matrix/module_on_test.h"
+#include "tests/product/product_files.h"
 #include "tests/temporary_folder.h"
 
 namespace matrix {
@@ -22,7 +23,7 @@ namespace matrix {
 class BundleInFront {
  public:
   explicit BundleInFront(const ModuleOnTest& module) : path_(folder_ / "KelvrinToken.appex") {
-    std::filesystem::copy(KELVRIN_BUNDLE, path_, std::filesystem::copy_options::recursive);
+    product::CopyBundle(path_);
     folder_.Write(
         "KelvrinToken.appex/Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf",
         module.Configuration() + "any-reader = yes\nreader-name = " KELVRIN_READER_NAME "\n");

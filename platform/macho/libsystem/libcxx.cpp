@@ -1,6 +1,7 @@
 #include "platform/macho/libsystem/libcxx.h"
 
 #include <dlfcn.h>
+#include <unwind.h>
 
 #include <algorithm>
 #include <array>
@@ -17,6 +18,12 @@ namespace macho {
 void* LibCxx() {
   static void* const library = dlopen("libc++.so.1", RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
   if (library == nullptr) throw LoadError("libc++.so.1 is missing");
+  return library;
+}
+
+void* LibGcc() {
+  static void* const library = dlopen("libgcc_s.so.1", RTLD_NOW);
+  if (library == nullptr) throw LoadError("libgcc_s.so.1 is missing");
   return library;
 }
 
@@ -76,7 +83,18 @@ const void* UseFacet(const void* locale, const void* id) {
   return copy.data();
 }
 
+// Goes on with an exception in the unwinder that has brought it: a module behind the adapter may
+// throw with the program's C++ library.
+void ResumeUnwinding(_Unwind_Exception* exception) {
+  constexpr uint64_t kOfLlvm = 0x434c4e47432b2b00;  // "CLNGC++\0"
+  static const auto of_llvm = Find<decltype(&_Unwind_Resume)>("_Unwind_Resume");
+  static const auto of_gcc =
+      reinterpret_cast<decltype(&_Unwind_Resume)>(dlsym(LibGcc(), "_Unwind_Resume"));
+  (exception->exception_class == kOfLlvm ? of_llvm : of_gcc)(exception);
+}
+
 const StandIn kTable[] = {
+    {"__Unwind_Resume", Address(ResumeUnwinding)},
     {"__ZNKSt3__16locale9use_facetERNS0_2idE", Address(UseFacet)},
     {"__ZNSt3__116generic_categoryEv", Address(GenericCategory)},
 };

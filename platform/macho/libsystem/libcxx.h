@@ -7,4 +7,7 @@ namespace macho {
 // C++ library has functions of the same names.
 void* LibCxx();
 
+// GCC's unwinder, which the program's own C++ library throws through.
+void* LibGcc();
+
 }  // namespace macho

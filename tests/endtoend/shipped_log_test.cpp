@@ -1,0 +1,63 @@
+// What ships for macOS says, line by line, what is built here says.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "tests/endtoend/tokenhost_on_card.h"
+
+namespace endtoend {
+namespace {
+
+using host::testing::Outcome;
+using host::testing::RunProgram;
+using testing::HasSubstr;
+
+class ShippedLogTest : public testing::Test, protected TokenhostOnCard {
+ protected:
+  ShippedLogTest() { std::ofstream(Path("message")) << "a message"; }
+
+  // What tokenhost says with the bundle that lies beside the card.
+  Outcome RunWithLog(const std::string& loader, const std::vector<std::string>& arguments) {
+    std::vector<std::string> all = {
+        "/usr/bin/env", "LD_PRELOAD=" + loader, KELVRIN_TOKENHOST, "--bundle", bundle_,
+        "--pin-file",   card_.File("pin"),      "--log",           "default"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return RunProgram(all);
+  }
+
+  // Everything that the commands say, and the signature that the last one writes.
+  std::vector<std::string> Say(const std::string& loader) {
+    std::vector<std::string> said;
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"list"},
+             {"supports", kRsaKey},
+             {"supports", kEcKey},
+             {"sign", "--key", kRsaKey, "--algorithm", "RSASignatureMessagePKCS1v15SHA256", "--in",
+              Path("message"), "--out", Path("result")}}) {
+      const Outcome outcome = RunWithLog(loader, arguments);
+      EXPECT_EQ(outcome.status, 0) << outcome.errors;
+      said.push_back(outcome.output);
+      said.push_back(outcome.errors);
+    }
+    std::ifstream signature(Path("result"), std::ios::binary);
+    said.emplace_back(std::istreambuf_iterator<char>(signature), std::istreambuf_iterator<char>());
+    return said;
+  }
+};
+
+TEST_F(ShippedLogTest, IsThatOfTheFilesBuiltHere) {
+  const std::vector<std::string> built = Say("");
+  EXPECT_THAT(built[1], HasSubstr("log default: PKCS11-Modul wurde geladen."));
+  EXPECT_EQ(built.back().size(), 256U);
+  std::filesystem::remove_all(bundle_);
+  setenv("KELVRIN_SHIPPED_FILES", KELVRIN_SHIPPED, 1);
+  product::CopyBundle(bundle_);
+  unsetenv("KELVRIN_SHIPPED_FILES");
+  const std::vector<std::string> shipped = Say(KELVRIN_MACHO);
+  for (size_t i = 0; i < built.size(); ++i) EXPECT_EQ(shipped[i], built[i]) << i;
+}
+
+}  // namespace
+}  // namespace endtoend
