@@ -53,8 +53,8 @@ void* SymbolForImage(void* handle, const char* name) {
   constexpr intptr_t kDefault = -2;
   constexpr intptr_t kNext = -1;
   const auto number = reinterpret_cast<intptr_t>(handle);
-  if (number == kDefault) return TheReal().symbol(RTLD_DEFAULT, name);
-  if (number == kNext) return TheReal().symbol(RTLD_NEXT, name);
+  if (number == kDefault) return Symbol(RTLD_DEFAULT, name);
+  if (number == kNext) return Symbol(RTLD_NEXT, name);
   return Symbol(handle, name);
 }
 
@@ -84,6 +84,8 @@ void* Open(const char* path, int flags) {
 int Close(void* handle) { return ImageOfHandle(handle) != nullptr ? 0 : TheReal().close(handle); }
 
 void* Symbol(void* handle, const char* name) {
+  // At once: a sanitizer asks for these before memory can be taken.
+  if (handle == RTLD_DEFAULT || handle == RTLD_NEXT) return TheReal().symbol(handle, name);
   const Image* const image = ImageOfHandle(handle);
   if (image == nullptr) return TheReal().symbol(handle, name);
   if (void* address = image->Export(std::string("_") + name)) return address;

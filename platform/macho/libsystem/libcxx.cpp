@@ -10,13 +10,15 @@
 
 #include "platform/macho/image.h"
 #include "platform/macho/libsystem/characters.h"
+#include "platform/macho/libsystem/dynamic_linker.h"
 #include "platform/macho/libsystem/errors.h"
 #include "platform/macho/libsystem/tables.h"
 
 namespace macho {
 
 void* LibCxx() {
-  static void* const library = dlopen("libc++.so.1", RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+  static void* const library =
+      libsystem::Open("libc++.so.1", RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
   if (library == nullptr) throw LoadError("libc++.so.1 is missing");
   return library;
 }
