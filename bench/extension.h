@@ -3,10 +3,10 @@
 
 #import <CryptoTokenKit/CryptoTokenKit.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
-#include <vector>
+
+#include "platform/linux/host/result.h"
 
 @class Token, TokenSession;
 
@@ -41,14 +41,9 @@ struct SigningRequest {
 };
 
 // The object IDs of the keys are endtoend::RsaKey() and EcKey(). What it returns is never released.
-SigningRequest MakeRequest(const std::vector<std::uint8_t> &data, NSData *key,
-                           SecKeyAlgorithm algorithm);
+SigningRequest MakeRequest(const host::Bytes &data, NSData *key, SecKeyAlgorithm algorithm);
 
 // Asks the session for a signature; nil on failure. Autoreleased.
 NSData *Sign(TokenSession *session, const SigningRequest &request);
-
-// Makes the token of the main bundle's card and gives it up again. Returns the seconds that the
-// making took; a negative number when the token does not publish as many keychain items.
-double SecondsOfSetup(NSUInteger items);
 
 }  // namespace kelvrin::bench

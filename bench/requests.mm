@@ -66,8 +66,8 @@ Fixture RegisterRequests() {
   auto fixture = std::make_shared<Requests>();
   TokenSession *session = fixture->extension->session();
   const SigningRequest block =
-      MakeRequest(endtoend::Bytes(256, 0x5A), endtoend::RsaKey(), kSecKeyAlgorithmRSASignatureRaw);
-  const SigningRequest digest = MakeRequest(endtoend::Bytes(32, 0x5A), endtoend::EcKey(),
+      MakeRequest(host::Bytes(256, 0x5A), endtoend::RsaKey(), kSecKeyAlgorithmRSASignatureRaw);
+  const SigningRequest digest = MakeRequest(host::Bytes(32, 0x5A), endtoend::EcKey(),
                                             kSecKeyAlgorithmECDSASignatureDigestX962);
   const auto sign = [session](const SigningRequest &request) -> bool {
     @autoreleasepool {

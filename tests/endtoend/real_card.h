@@ -5,15 +5,20 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
+#include "platform/linux/host/foundation.h"
+#include "platform/linux/host/testing/openssl_key.h"
 #include "platform/linux/log/log_recorder.h"
 #include "tests/card/softhsm_card.h"
-#include "tests/endtoend/verification.h"
 
 @class Token, TokenSession;
 
 namespace endtoend {
+
+using host::Bytes;
+using host::ToBytes;
+using host::ToData;
+using host::testing::OpensslKey;
 
 // Object IDs of the card's keys.
 NSData *RsaKey();
@@ -22,8 +27,8 @@ NSData *EcKey();
 // A target algorithm, autoreleased.
 TKTokenKeyAlgorithm *Algorithm(SecKeyAlgorithm algorithm);
 
-Bytes BytesOf(NSData *data);
-NSData *DataOf(const Bytes &bytes);
+// Has the driver make the token of the main bundle's card; autoreleased.
+Token *MakeToken();
 
 // Makes the card, and a copy of the built bundle as the main bundle, with these lines added to the
 // adapter's configuration.
@@ -38,6 +43,10 @@ class RealCard {
   const kelvrin::SoftHsmCard &card() const { return card_; }
   const std::filesystem::path &bundle() const { return bundle_; }
   oslog::Recorder &recorder() { return recorder_; }
+  // The public key in a certificate of the card's: "rsa" or "ec".
+  OpensslKey PublicKey(const std::string &name) const {
+    return OpensslKey::OfCertificate(card_.Read(name + ".der"));
+  }
 
   // Inserts the card. The caller owns the token: releasing it removes the card.
   Token *Insert() __attribute__((ns_returns_retained));
