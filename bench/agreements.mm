@@ -89,7 +89,7 @@ double SecondsOfSearch(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE session) {
 
 struct Agreements {
   Agreements() {
-    extension.LogIn(cards.pin());
+    LogIn(extension, cards.pin());
     key = FindPrivateKey(functions, session, kEcKeyId);
   }
 
@@ -106,7 +106,7 @@ struct Agreements {
 
   const Cards cards{{kCertificates}};
   const RawModule raw;
-  Extension extension{cards.Bundle(kCertificates)};
+  const endtoend::Inserted extension{cards.Bundle(kCertificates)};
   CK_FUNCTION_LIST *const functions = raw.functions();
   const CK_SESSION_HANDLE session = raw.OpenSession(Cards::Label(kCertificates));
   CK_OBJECT_HANDLE key = CK_INVALID_HANDLE;

@@ -2,35 +2,13 @@
 
 #include <stdexcept>
 
-#import "platform/linux/ctk/MainBundle.h"
-#import "tests/endtoend/real_card.h"
-#import "token/Token.h"
 #import "token/TokenSession.h"
 
 namespace kelvrin::bench {
-Extension::Extension(const std::filesystem::path &bundle) {
-  @autoreleasepool {
-    if (TKSetMainBundle(host::ToString(bundle)) == nil) {
-      throw std::runtime_error("there is no bundle " + bundle.string());
-    }
-    token_ = [endtoend::MakeToken() retain];
-  }
-  if (token_ != nil) session_ = endtoend::MakeSession(token_);
-  if (session_ != nil) return;
-  [token_ release];
-  throw std::runtime_error("the card of " + bundle.string() + " cannot be used");
-}
 
-Extension::~Extension() {
+void LogIn(const endtoend::Inserted &card, const std::string &pin) {
   @autoreleasepool {
-    [session_ release];
-    [token_ release];
-  }
-}
-
-void Extension::LogIn(const std::string &pin) {
-  @autoreleasepool {
-    if (!endtoend::Login(session_, pin)) throw std::runtime_error("the card refuses the PIN");
+    if (!endtoend::Login(card.session(), pin)) throw std::runtime_error("the card cannot be used");
   }
 }
 

@@ -3,7 +3,6 @@
 #include "bench/cards.h"
 #import "bench/extension.h"
 #include "platform/linux/log/log_recorder.h"
-#import "tests/endtoend/real_card.h"
 #include "tests/module/memory_module.h"
 #import "token/TokenSession.h"
 
@@ -47,12 +46,12 @@ struct Requests {
   Requests() {
     module.AddCard();
     extension.emplace(cards.MemoryBundle());
-    extension->LogIn("123456");
+    LogIn(*extension, "123456");
     AnswerAtOnce(module);
   }
   const Cards cards{{}};
   MemoryModule &module = LoadMemoryModule(Cards::ModuleOf(cards.MemoryBundle()));
-  std::optional<Extension> extension;
+  std::optional<endtoend::Inserted> extension;
 };
 
 void RegisterBoth(const std::string &name, const std::function<bool()> &call) {

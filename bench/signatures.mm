@@ -9,7 +9,6 @@
 #include "p11/lookup.h"
 #include "p11/operations.h"
 #include "platform/linux/host/padding.h"
-#import "tests/endtoend/real_card.h"
 #import "token/Token.h"
 
 namespace kelvrin::bench {
@@ -82,7 +81,7 @@ class SigningCard {
         extension_(cards.Bundle(certificates)),
         functions_(raw.functions()),
         session_(raw.OpenSession(Cards::Label(certificates))) {
-    extension_.LogIn(cards.pin());
+    LogIn(extension_, cards.pin());
   }
 
   std::size_t Objects() const { return FindObjects(functions_, session_, {}).size(); }
@@ -96,7 +95,7 @@ class SigningCard {
 
   const Cards &cards_;
   int certificates_;
-  Extension extension_;
+  endtoend::Inserted extension_;
   CK_FUNCTION_LIST *functions_;
   CK_SESSION_HANDLE session_;
 };

@@ -9,24 +9,22 @@
 namespace endtoend {
 namespace {
 
-// Inserts a card made so, for as long as it lives.
+// A card made so, inserted.
 class CardOnTest {
  public:
   explicit CardOnTest(const kelvrin::CardOptions &options = {},
                       const std::string &adapter_lines = "")
-      : real_(options, adapter_lines), token_(real_.Insert()) {}
-  ~CardOnTest() { [token_ release]; }
-  CardOnTest(const CardOnTest &) = delete;
-  CardOnTest &operator=(const CardOnTest &) = delete;
+      : real_(options, adapter_lines), card_(real_.bundle()) {}
 
-  Token *token() { return token_; }
-  TKTokenKeychainContents *contents() { return [token_ keychainContents]; }
-  NSArray *items() { return [[token_ keychainContents] items]; }
+  Token *token() const { return card_.token(); }
+  TokenSession *session() const { return card_.session(); }
+  TKTokenKeychainContents *contents() const { return [card_.token() keychainContents]; }
+  NSArray *items() const { return [contents() items]; }
   const kelvrin::SoftHsmCard &made() const { return real_.card(); }
 
  private:
   RealCard real_;
-  Token *token_;
+  Inserted card_;
 };
 
 // What an item says that a key can do.
@@ -41,7 +39,7 @@ struct Capabilities {
 };
 
 TEST(CardContents, TellKindSizeAndCapabilitiesOfEachKey) {
-  CardOnTest card;
+  const CardOnTest card;
   EXPECT_TRUE([[card.token() instanceID] isEqual:@"4711"]);
   const struct {
     NSData *key;
@@ -58,7 +56,7 @@ TEST(CardContents, TellKindSizeAndCapabilitiesOfEachKey) {
 }
 
 TEST(CardContents, AreTheCertificatesOnTheCard) {
-  CardOnTest card;
+  const CardOnTest card;
   TKTokenKeychainCertificate *certificate = [card.contents() certificateForObjectID:ToData({1, 1})
                                                                               error:nullptr];
   EXPECT_EQ(ToBytes([certificate data]), card.made().Read("rsa.der"));
@@ -76,7 +74,7 @@ TEST(CardContents, AreTheFirstTwentyCertificatesThatHaveAKeyEachWithItsKey) {
               {"an authority's without key", {.lone_certificate = true}, 2}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.name);
-    CardOnTest card(row.options);
+    const CardOnTest card(row.options);
     @autoreleasepool {
       EXPECT_EQ(initialized, 1);
       EXPECT_EQ([card.items() count], 2 * row.certificates);
@@ -89,8 +87,8 @@ TEST(CardContents, AreTheFirstTwentyCertificatesThatHaveAKeyEachWithItsKey) {
 
 // What the extension itself makes of such a certificate, when no rule of the adapter's helps.
 TEST(CardContents, GiveACertificateWithoutKeyAKeyItemWithTheFlagsOfTheKeyBefore) {
-  CardOnTest card({.lone_certificate = true},
-                  "rules-off = keyless-certificates, virtual-public-keys\n");
+  const CardOnTest card({.lone_certificate = true},
+                        "rules-off = keyless-certificates, virtual-public-keys\n");
   ASSERT_EQ([card.items() count], 6u);
   TKTokenKeychainKey *before = nil;  // of the certificate before; none is as good as no flags
   TKTokenKeychainKey *lone = nil;
@@ -101,14 +99,12 @@ TEST(CardContents, GiveACertificateWithoutKeyAKeyItemWithTheFlagsOfTheKeyBefore)
   ASSERT_NE(lone, nil);
   EXPECT_EQ(Capabilities(lone), Capabilities(before));
 
-  TokenSession *session = MakeSession(card.token());
   NSError *error = nil;
-  EXPECT_TRUE(Login(session, card.made().pin()));
-  EXPECT_EQ(
-      Sign(session, Bytes(32), [lone objectID], kSecKeyAlgorithmECDSASignatureDigestX962, &error),
-      nil);
+  EXPECT_TRUE(Login(card.session(), card.made().pin()));
+  EXPECT_EQ(Sign(card.session(), Bytes(32), [lone objectID],
+                 kSecKeyAlgorithmECDSASignatureDigestX962, &error),
+            nil);
   EXPECT_EQ([error code], -3);
-  [session release];
 }
 
 }  // namespace

@@ -18,12 +18,6 @@ using testing::Not;
 
 class OperationsOnARealCard : public testing::Test {
  protected:
-  OperationsOnARealCard() : token_(real_.Insert()), session_(MakeSession(token_)) {}
-  ~OperationsOnARealCard() override {
-    [session_ release];
-    [token_ release];
-  }
-
   BOOL LogIn() { return Login(session_, real_.card().pin()); }
   // Signs with a key of the card's; keeps the error of a failure.
   NSData *SignWith(NSData *key, SecKeyAlgorithm algorithm, const Bytes &data) {
@@ -37,8 +31,8 @@ class OperationsOnARealCard : public testing::Test {
   }
 
   RealCard real_;
-  Token *token_;
-  TokenSession *session_;
+  Inserted card_{real_.bundle()};
+  TokenSession *session_ = card_.session();
   NSError *error_ = nil;
   const Bytes message_ = host::testing::BytesOf("message");
   const Bytes digest_ = host::Digest(Hash::kSha256, message_);

@@ -30,8 +30,8 @@ TKTokenKeyAlgorithm *Algorithm(SecKeyAlgorithm algorithm);
 // Has the driver make the token of the main bundle's card; autoreleased.
 Token *MakeToken();
 
-// Makes the card, and a copy of the built bundle as the main bundle, with these lines added to the
-// adapter's configuration.
+// Makes the card, and a copy of the built bundle with these lines added to the adapter's
+// configuration.
 class RealCard {
  public:
   explicit RealCard(const kelvrin::CardOptions &options = {},
@@ -48,17 +48,32 @@ class RealCard {
     return OpensslKey::OfCertificate(card_.Read(name + ".der"));
   }
 
-  // Inserts the card. The caller owns the token: releasing it removes the card.
-  Token *Insert() __attribute__((ns_returns_retained));
-
  private:
   kelvrin::SoftHsmCard card_;
   const std::filesystem::path bundle_;
   oslog::Recorder recorder_;
 };
 
-// Has the token make a session, which the caller owns.
-TokenSession *MakeSession(Token *token) __attribute__((ns_returns_retained));
+// An inserted card: a token and a session on it, as the system holds them; nil where there is none.
+// Whoever is inserted last decides about the flag `initialized`.
+class Inserted {
+ public:
+  // Makes the bundle the main bundle and inserts its card.
+  explicit Inserted(const std::filesystem::path &bundle);
+  // Ends the session before it removes the card.
+  ~Inserted();
+  Inserted(const Inserted &) = delete;
+  Inserted &operator=(const Inserted &) = delete;
+
+  Token *token() const { return token_; }
+  TokenSession *session() const { return session_; }
+  // Lets go of the token before the session ends.
+  void Remove();
+
+ private:
+  Token *token_ = nil;
+  TokenSession *session_ = nil;
+};
 
 // What the platform asks of a session; nil or NO after a failure.
 BOOL Supports(TokenSession *session, TKTokenOperation operation, NSData *key,

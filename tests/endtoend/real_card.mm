@@ -55,24 +55,29 @@ RealCard::RealCard(const kelvrin::CardOptions &options, const std::string &adapt
     : card_(options), bundle_(CopyBundle(card_)) {
   std::ofstream(bundle_ / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf", std::ios::app)
       << adapter_lines;
-  TKSetMainBundle(host::ToString(bundle_));
 }
 
 RealCard::~RealCard() { TKSetMainBundle(nil); }
 
-Token *RealCard::Insert() {
+Inserted::Inserted(const std::filesystem::path &bundle) {
   @autoreleasepool {
-    return [MakeToken() retain];
+    TKSetMainBundle(host::ToString(bundle));
+    token_ = [MakeToken() retain];
+    NSError *error = nil;
+    session_ = [(TokenSession *)[token_ token:token_ createSessionWithError:&error] retain];
   }
 }
 
-TokenSession *MakeSession(Token *token) {
-  TokenSession *session = nil;
+Inserted::~Inserted() {
   @autoreleasepool {
-    NSError *error = nil;
-    session = [(TokenSession *)[token token:token createSessionWithError:&error] retain];
+    [session_ release];
+    [token_ release];
   }
-  return session;
+}
+
+void Inserted::Remove() {
+  [token_ release];
+  token_ = nil;
 }
 
 BOOL Supports(TokenSession *session, TKTokenOperation operation, NSData *key,
