@@ -1,4 +1,4 @@
-#include "softhsm_card.h"
+#include "tests/card/softhsm_card.h"
 
 #include <cstdlib>
 #include <stdexcept>
