@@ -14,12 +14,13 @@
 #import "bench/extension.h"
 #include "p11/lookup.h"
 #include "p11/operations.h"
-#include "tests/endtoend/verification.h"
 #import "token/Token.h"
 
 namespace kelvrin::bench {
 namespace {
 
+using host::Bytes;
+using host::testing::OpensslKey;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kCertificates = 2;
@@ -34,14 +35,13 @@ double AllocatedBytes() {
   return static_cast<double>(info.uordblks + info.hblkhd);
 }
 
-using Agreement = std::function<endtoend::Bytes()>;
+using Agreement = std::function<Bytes()>;
 
 // As the extension does it, finding the key anew.
-endtoend::Bytes AgreeThroughAdapter(CK_FUNCTION_LIST *p11, CK_SESSION_HANDLE session,
-                                    const endtoend::Bytes &point) {
+Bytes AgreeThroughAdapter(CK_FUNCTION_LIST *p11, CK_SESSION_HANDLE session, const Bytes &point) {
   CK_OBJECT_HANDLE key = CK_INVALID_HANDLE;
   if (get_priv_key(p11, session, &kEcKeyId, 1, &key) != CKR_OK) return {};
-  endtoend::Bytes secret(kResultSize);
+  Bytes secret(kResultSize);
   CK_ULONG size = 0;
   const CK_RV rv = derive_key(p11, session, key, CKM_ECDH1_DERIVE, point.data(), point.size(),
                               secret.data(), &size);
@@ -50,15 +50,15 @@ endtoend::Bytes AgreeThroughAdapter(CK_FUNCTION_LIST *p11, CK_SESSION_HANDLE ses
 }
 
 // As the standard has it: the secret is an object, which is read and destroyed.
-endtoend::Bytes AgreeOnModule(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE session,
-                              CK_OBJECT_HANDLE key, endtoend::Bytes point) {
+Bytes AgreeOnModule(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key,
+                    Bytes point) {
   CK_ECDH1_DERIVE_PARAMS parameters = {CKD_NULL, 0, nullptr, point.size(), point.data()};
   CK_MECHANISM mechanism = {CKM_ECDH1_DERIVE, &parameters, sizeof(parameters)};
   CK_OBJECT_CLASS object_class = CKO_SECRET_KEY;
   CK_KEY_TYPE key_type = CKK_GENERIC_SECRET;
   CK_BBOOL yes = CK_TRUE;
   CK_BBOOL no = CK_FALSE;
-  endtoend::Bytes secret(kSecretSize);
+  Bytes secret(kSecretSize);
   CK_ULONG size = secret.size();
   std::array<CK_ATTRIBUTE, 6> attributes = {{{CKA_CLASS, &object_class, sizeof(object_class)},
                                              {CKA_KEY_TYPE, &key_type, sizeof(key_type)},
@@ -73,7 +73,7 @@ endtoend::Bytes AgreeOnModule(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE ses
   CK_ATTRIBUTE value = {CKA_VALUE, secret.data(), secret.size()};
   rv = functions->C_GetAttributeValue(session, derived, &value, 1);
   if (rv == CKR_OK) rv = functions->C_DestroyObject(session, derived);
-  return rv == CKR_OK ? secret : endtoend::Bytes();
+  return rv == CKR_OK ? secret : Bytes();
 }
 
 // The module's fastest search.
@@ -89,7 +89,7 @@ double SecondsOfSearch(CK_FUNCTION_LIST *functions, CK_SESSION_HANDLE session) {
 
 struct Agreements {
   Agreements() {
-    extension.LogIn(cards.pin());
+    LogIn(extension, cards.pin());
     key = FindPrivateKey(functions, session, kEcKeyId);
   }
 
@@ -106,13 +106,13 @@ struct Agreements {
 
   const Cards cards{{kCertificates}};
   const RawModule raw;
-  Extension extension{cards.Bundle(kCertificates)};
+  const endtoend::Inserted extension{cards.Bundle(kCertificates)};
   CK_FUNCTION_LIST *const functions = raw.functions();
   const CK_SESSION_HANDLE session = raw.OpenSession(Cards::Label(kCertificates));
   CK_OBJECT_HANDLE key = CK_INVALID_HANDLE;
-  const endtoend::KeyAgreement peer;
-  const endtoend::Bytes point = peer.PublicPoint();
-  const endtoend::Bytes expected = peer.Secret(cards.PublicKey(kCertificates, "ec"));
+  const OpensslKey peer = OpensslKey::EllipticCurve();
+  const Bytes point = peer.facts().public_key;
+  const Bytes expected = peer.Agree(cards.PublicKey(kCertificates, "ec").facts().public_key);
   const Agreement road = [this] {
     Token *token = extension.token();
     return AgreeThroughAdapter([token p11], [token session], point);

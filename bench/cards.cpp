@@ -4,8 +4,9 @@
 
 #include <array>
 #include <cstring>
-#include <fstream>
 #include <stdexcept>
+
+#include "platform/linux/host/testing/text_files.h"
 
 namespace kelvrin::bench {
 namespace {
@@ -21,10 +22,6 @@ CardOptions OptionsOf(int certificates) {
   options.label = Cards::Label(certificates);
   options.extra_certificates = certificates - kCertificatesOfEveryCard;
   return options;
-}
-
-void Write(const fs::path& path, const std::string& contents) {
-  std::ofstream(path, std::ios::binary) << contents;
 }
 
 std::string PropertyList(const std::string& key, const std::string& value) {
@@ -51,8 +48,10 @@ Cards::Cards(const std::vector<int>& certificates) : card_({.name = "none", .emp
 
 std::string Cards::Label(int certificates) { return "bench-" + std::to_string(certificates); }
 
-fs::path Cards::PublicKey(int certificates, const std::string& key) const {
-  return card_.File(OptionsOf(certificates).name, key + ".pub.pem");
+host::testing::OpensslKey Cards::PublicKey(int certificates, const std::string& key) const {
+  const std::string der =
+      host::testing::ReadText(card_.File(OptionsOf(certificates).name, key + ".der"));
+  return host::testing::OpensslKey::OfCertificate(host::testing::BytesOf(der));
 }
 
 fs::path Cards::Bundle(int certificates) const {
@@ -71,12 +70,13 @@ void Cards::WriteBundle(const std::string& name, const fs::path& module,
   const fs::path contents = bundle / "Contents";
   const fs::path resources = contents / "Resources";
   fs::create_directories(resources);
-  Write(contents / "Info.plist", PropertyList("CFBundleIdentifier", "org.kelvrin.bench"));
-  Write(resources / "config.plist", PropertyList("readerName", kReaderName));
+  host::testing::WriteText(contents / "Info.plist",
+                           PropertyList("CFBundleIdentifier", "org.kelvrin.bench"));
+  host::testing::WriteText(resources / "config.plist", PropertyList("readerName", kReaderName));
   const fs::path library = ModuleOf(bundle);
   fs::copy_file(module, library);
   if (configuration.empty()) return;
-  Write(fs::path(library).replace_extension(".conf"), configuration);
+  host::testing::WriteText(fs::path(library).replace_extension(".conf"), configuration);
 }
 
 RawModule::RawModule() {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/host/testing/openssl_key.h"
 #include "tests/card/softhsm_card.h"
 
 namespace kelvrin::bench {
@@ -22,8 +23,8 @@ class Cards {
 
   static std::string Label(int certificates);
 
-  // The PEM file of a key on that token: "rsa" or "ec".
-  std::filesystem::path PublicKey(int certificates, const std::string& key) const;
+  // A key on that token: "rsa" or "ec".
+  host::testing::OpensslKey PublicKey(int certificates, const std::string& key) const;
 
   // X.appex, whose module is the adapter in front of that token.
   std::filesystem::path Bundle(int certificates) const;

@@ -1,37 +1,12 @@
-// The extension's classes on an inserted card.
+// Requests to the extension's classes on an inserted card.
 #pragma once
 
-#import <CryptoTokenKit/CryptoTokenKit.h>
-
-#include <cstdint>
-#include <filesystem>
-#include <string>
-#include <vector>
-
-@class Token, TokenSession;
+#import "tests/endtoend/real_card.h"
 
 namespace kelvrin::bench {
 
-// A token and a session on it, as the system holds them. Whoever is inserted last decides about the
-// flag `initialized`.
-class Extension {
- public:
-  // Makes the bundle the main bundle and inserts its card. Throws std::runtime_error.
-  explicit Extension(const std::filesystem::path &bundle);
-  ~Extension();
-  Extension(const Extension &) = delete;
-  Extension &operator=(const Extension &) = delete;
-
-  // Throws std::runtime_error.
-  void LogIn(const std::string &pin);
-
-  Token *token() const { return token_; }
-  TokenSession *session() const { return session_; }
-
- private:
-  Token *token_ = nil;
-  TokenSession *session_ = nil;
-};
+// Throws std::runtime_error where the card cannot be used or refuses the PIN.
+void LogIn(const endtoend::Inserted &card, const std::string &pin);
 
 // A request for a signature, made once and asked many times.
 struct SigningRequest {
@@ -41,14 +16,9 @@ struct SigningRequest {
 };
 
 // The object IDs of the keys are endtoend::RsaKey() and EcKey(). What it returns is never released.
-SigningRequest MakeRequest(const std::vector<std::uint8_t> &data, NSData *key,
-                           SecKeyAlgorithm algorithm);
+SigningRequest MakeRequest(const host::Bytes &data, NSData *key, SecKeyAlgorithm algorithm);
 
 // Asks the session for a signature; nil on failure. Autoreleased.
 NSData *Sign(TokenSession *session, const SigningRequest &request);
-
-// Makes the token of the main bundle's card and gives it up again. Returns the seconds that the
-// making took; a negative number when the token does not publish as many keychain items.
-double SecondsOfSetup(NSUInteger items);
 
 }  // namespace kelvrin::bench

@@ -3,7 +3,6 @@
 #include "bench/cards.h"
 #import "bench/extension.h"
 #include "platform/linux/log/log_recorder.h"
-#import "tests/endtoend/real_card.h"
 #include "tests/module/memory_module.h"
 #import "token/TokenSession.h"
 
@@ -47,12 +46,12 @@ struct Requests {
   Requests() {
     module.AddCard();
     extension.emplace(cards.MemoryBundle());
-    extension->LogIn("123456");
+    LogIn(*extension, "123456");
     AnswerAtOnce(module);
   }
   const Cards cards{{}};
   MemoryModule &module = LoadMemoryModule(Cards::ModuleOf(cards.MemoryBundle()));
-  std::optional<Extension> extension;
+  std::optional<endtoend::Inserted> extension;
 };
 
 void RegisterBoth(const std::string &name, const std::function<bool()> &call) {
@@ -66,8 +65,8 @@ Fixture RegisterRequests() {
   auto fixture = std::make_shared<Requests>();
   TokenSession *session = fixture->extension->session();
   const SigningRequest block =
-      MakeRequest(endtoend::Bytes(256, 0x5A), endtoend::RsaKey(), kSecKeyAlgorithmRSASignatureRaw);
-  const SigningRequest digest = MakeRequest(endtoend::Bytes(32, 0x5A), endtoend::EcKey(),
+      MakeRequest(host::Bytes(256, 0x5A), endtoend::RsaKey(), kSecKeyAlgorithmRSASignatureRaw);
+  const SigningRequest digest = MakeRequest(host::Bytes(32, 0x5A), endtoend::EcKey(),
                                             kSecKeyAlgorithmECDSASignatureDigestX962);
   const auto sign = [session](const SigningRequest &request) -> bool {
     @autoreleasepool {

@@ -8,12 +8,14 @@
 #include "p11/bringup.h"
 #include "p11/lookup.h"
 #include "p11/operations.h"
-#import "tests/endtoend/real_card.h"
-#include "tests/endtoend/verification.h"
+#include "platform/linux/host/padding.h"
 #import "token/Token.h"
 
 namespace kelvrin::bench {
 namespace {
+
+using host::Hash;
+using host::testing::OpensslKey;
 
 // A kind of key with what the extension signs with it: the block of a padded digest, or a digest.
 struct Kind {
@@ -31,6 +33,7 @@ constexpr int kMany = 33;
 constexpr std::size_t kFewObjects = 6;
 constexpr std::size_t kManyObjects = 100;
 constexpr std::size_t kModulusSize = 256;
+const Bytes kMessage = {'s', 'i', 'g', 'n', ' ', 't', 'h', 'i', 's'};
 
 // The module's own key on a session of its own.
 struct RawKey {
@@ -78,31 +81,33 @@ class SigningCard {
         extension_(cards.Bundle(certificates)),
         functions_(raw.functions()),
         session_(raw.OpenSession(Cards::Label(certificates))) {
-    extension_.LogIn(cards.pin());
+    LogIn(extension_, cards.pin());
   }
 
   std::size_t Objects() const { return FindObjects(functions_, session_, {}).size(); }
   void RegisterAll(const Kind &kind) const;
 
  private:
-  // Registers `call`, which is `sign` where it is empty, after a signature that is verified.
-  void RegisterOne(const Kind &kind, const std::string &who, const Bytes &digest,
-                   const std::function<Bytes()> &sign, std::function<bool()> call = {}) const;
+  // Registers `call`, which is `sign` where it is empty, after a signature of the message that is
+  // verified.
+  void RegisterOne(const Kind &kind, const std::string &who, const std::function<Bytes()> &sign,
+                   std::function<bool()> call = {}) const;
 
   const Cards &cards_;
   int certificates_;
-  Extension extension_;
+  endtoend::Inserted extension_;
   CK_FUNCTION_LIST *functions_;
   CK_SESSION_HANDLE session_;
 };
 
-void SigningCard::RegisterOne(const Kind &kind, const std::string &who, const Bytes &digest,
+void SigningCard::RegisterOne(const Kind &kind, const std::string &who,
                               const std::function<Bytes()> &sign,
                               std::function<bool()> call) const {
   const std::string name = kind.name + "/" + std::to_string(Objects()) + "/" + who;
   // The module's own ECDSA signatures are no DER.
   const bool is_der = kind.mechanism != CKM_ECDSA || who != "module";
-  if (is_der && !endtoend::Verifies(cards_.PublicKey(certificates_, kind.name), digest, sign())) {
+  const OpensslKey key = cards_.PublicKey(certificates_, kind.name);
+  if (is_der && !key.Verifies(Hash::kSha256, kMessage, sign())) {
     throw std::runtime_error(name + ": the signature does not verify");
   }
   if (!call) call = [sign] { return !sign().empty(); };
@@ -110,21 +115,22 @@ void SigningCard::RegisterOne(const Kind &kind, const std::string &who, const By
 }
 
 void SigningCard::RegisterAll(const Kind &kind) const {
-  const Bytes digest = endtoend::Sha256("A message to sign.");
-  const Bytes input =
-      kind.mechanism == CKM_ECDSA ? digest : endtoend::Pkcs1Block(digest, kModulusSize);
+  const Bytes digest = host::Digest(Hash::kSha256, kMessage);
+  const Bytes input = kind.mechanism == CKM_ECDSA
+                          ? digest
+                          : *host::PadPkcs1(host::DigestInfo(Hash::kSha256, digest), kModulusSize);
   const RawKey raw = {functions_, session_, FindPrivateKey(functions_, session_, kind.id)};
   Token *token = extension_.token();
   TokenSession *session = extension_.session();
   const SigningRequest request = MakeRequest(input, kind.key, kind.algorithm);
-  RegisterOne(kind, "module", digest, [=] { return SignRaw(raw, kind.mechanism, input); });
-  RegisterOne(kind, "five_calls", digest,
+  RegisterOne(kind, "module", [=] { return SignRaw(raw, kind.mechanism, input); });
+  RegisterOne(kind, "five_calls",
               [=] { return SignWithFiveCalls(token, kind.id, kind.mechanism, input); });
   RegisterOne(
-      kind, "delegate", digest,
+      kind, "delegate",
       [=] {
         @autoreleasepool {
-          return endtoend::BytesOf(Sign(session, request));
+          return host::ToBytes(Sign(session, request));
         }
       },
       [=] {
@@ -134,9 +140,9 @@ void SigningCard::RegisterAll(const Kind &kind) const {
       });
   const std::string uri = PrivateKeyUri(Cards::Label(certificates_), kind.id);
   const Signer gnutls = GnutlsSigner(uri);
-  RegisterOne(kind, "gnutls", digest, [=] { return gnutls(digest); });
+  RegisterOne(kind, "gnutls", [=] { return gnutls(digest); });
   const Signer engine = EngineSigner(uri);
-  RegisterOne(kind, "openssl_engine", digest, [=] { return engine(digest); });
+  RegisterOne(kind, "openssl_engine", [=] { return engine(digest); });
 }
 
 struct Signatures {

@@ -16,11 +16,13 @@ void Require(bool good, const char* what) {
   if (!good) throw std::runtime_error(what);
 }
 
-void SetName(X509_NAME* name, const std::string& text) {
-  Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
-                                     reinterpret_cast<const unsigned char*>(text.c_str()), -1, -1,
-                                     0) == 1,
-          "name");
+void SetName(X509_NAME* name, const NameFields& fields) {
+  for (const auto& [field, text] : fields) {
+    Require(X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8,
+                                       reinterpret_cast<const unsigned char*>(text.c_str()), -1, -1,
+                                       0) == 1,
+            "name");
+  }
 }
 
 EVP_PKEY* MakeKey(const std::string& kind) {
@@ -43,8 +45,9 @@ Bytes MakeCertificateOf(EVP_PKEY* key, const CertificateWish& wish) {
   ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
   X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
   X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
-  SetName(X509_get_subject_name(certificate.get()), wish.subject);
-  SetName(X509_get_issuer_name(certificate.get()), wish.issuer);
+  SetName(X509_get_subject_name(certificate.get()),
+          wish.subject_fields.value_or(NameFields{{"CN", wish.subject}}));
+  SetName(X509_get_issuer_name(certificate.get()), {{"CN", wish.issuer}});
   Require(X509_set_pubkey(certificate.get(), key) == 1, "public key");
   for (const auto& [name, value] : wish.extensions) {
     const Owned<X509_EXTENSION> extension(

@@ -3,6 +3,7 @@
 
 #include <openssl/evp.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,13 +12,18 @@
 
 namespace kelvrin::encoding {
 
+// By OpenSSL's short names, in UTF-8: {{"O", "Firm"}, {"CN", "Name"}}.
+using NameFields = std::vector<std::pair<std::string, std::string>>;
+
 struct CertificateWish {
-  std::string subject = "Subject";
+  std::string subject = "Subject";  // the common name
   std::string issuer = "Issuer";
   std::string key = "P-256";  // a named curve, "RSA" or "ED25519"
   int version = 3;            // 1 or 3
   // Extensions by OpenSSL's short names, for example {"basicConstraints", "CA:TRUE"}.
   std::vector<std::pair<std::string, std::string>> extensions = {};
+  // The whole subject, in place of a common name.
+  std::optional<NameFields> subject_fields = {};
 };
 
 // The DER of a certificate with a new key.

@@ -103,6 +103,9 @@ void TellLlvm(const Image& image, const Descriptions& descriptions, Register add
 // GCC's unwinder, which passes exceptions of Objective-C and of the program's own C++, takes all at
 // once.
 void TellGcc(const Descriptions& descriptions) {
+  // It takes memory when it first looks into them, and under its lock; AddressSanitizer unwinds
+  // when memory is taken, and would wait for ever.
+  if (dlsym(RTLD_DEFAULT, "__asan_init") != nullptr) return;
   reinterpret_cast<Register>(dlsym(LibGcc(), "__register_frame"))(descriptions.data());
 }
 

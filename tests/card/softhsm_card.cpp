@@ -1,108 +1,41 @@
-#include "softhsm_card.h"
+#include "tests/card/softhsm_card.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
-#include <system_error>
+
+#include "platform/linux/host/testing/program.h"
+#include "platform/linux/host/testing/text_files.h"
 
 namespace kelvrin {
-namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void Fail(const std::string& what) { throw std::runtime_error(what); }
-
-std::string Contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) Fail("cannot read " + path.string());
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-// A sanitizer's preloaded runtime is no business of the tools the card maker runs.
-std::vector<char*> EnvironmentWithoutPreload() {
-  std::vector<char*> result;
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    if (std::string_view(*entry).substr(0, 11) != "LD_PRELOAD=") result.push_back(*entry);
-  }
-  result.push_back(nullptr);
-  return result;
-}
-
-// Runs a program with both its outputs in the file `log`; 0 when it ended with exit status 0.
-int Run(std::vector<std::string> arguments, const fs::path& log) {
-  std::vector<char*> argv;
-  argv.reserve(arguments.size() + 1);
-  for (std::string& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
-                                   O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  pid_t child = 0;
-  const int error = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(),
-                                EnvironmentWithoutPreload().data());
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) Fail(arguments[0] + ": " + std::generic_category().message(error));
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-fs::path MakeDirectory() {
-  std::string name = (fs::temp_directory_path() / "kelvrin-card.XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) Fail("cannot make a temporary folder");
-  return name;
-}
-
-}  // namespace
-
-SoftHsmCard::SoftHsmCard(const CardOptions& options)
-    : options_(options), directory_(MakeDirectory()) {
-  try {
-    Add(options);
-  } catch (...) {
-    std::error_code ignored;
-    fs::remove_all(directory_, ignored);
-    throw;
-  }
+SoftHsmCard::SoftHsmCard(const CardOptions& options) : options_(options) {
+  Add(options);
   setenv("SOFTHSM2_CONF", configuration().c_str(), 1);
 }
 
-SoftHsmCard::~SoftHsmCard() {
-  unsetenv("SOFTHSM2_CONF");
-  std::error_code ignored;
-  fs::remove_all(directory_, ignored);
-}
+SoftHsmCard::~SoftHsmCard() { unsetenv("SOFTHSM2_CONF"); }
 
 void SoftHsmCard::Add(const CardOptions& options) {
-  const fs::path pin_file = directory_ / "maker.pin";
-  const fs::path log = directory_ / "maker.log";
-  std::ofstream(pin_file) << options.pin << '\n';
-  std::vector<std::string> arguments = {KELVRIN_MAKE_CARD, directory_.string(), "--name",
-                                        options.name,      "--label",           options.label,
-                                        "--pin-file",      pin_file.string()};
+  const fs::path pin_file = folder_.Write("maker.pin", options.pin + "\n");
+  std::vector<std::string> arguments = {KELVRIN_MAKE_CARD, directory(), "--name",
+                                        options.name,      "--label",   options.label,
+                                        "--pin-file",      pin_file};
   if (options.empty) arguments.emplace_back("--empty");
   if (options.lone_certificate) arguments.emplace_back("--lone-cert");
   if (options.extra_certificates != 0) {
-    arguments.emplace_back("--extra-certs");
-    arguments.push_back(std::to_string(options.extra_certificates));
+    arguments.insert(arguments.end(),
+                     {"--extra-certs", std::to_string(options.extra_certificates)});
   }
-  const int status = Run(arguments, log);
+  const host::testing::Outcome outcome = host::testing::RunProgram(arguments);
   fs::remove(pin_file);
-  if (status != 0) Fail("make-card failed: " + Contents(log));
+  if (outcome.status != 0) throw std::runtime_error("make-card failed: " + outcome.errors);
 }
 
 std::vector<std::uint8_t> SoftHsmCard::Read(const std::string& file) const {
-  const std::string contents = Contents(File(file));
+  if (!fs::exists(File(file))) throw std::runtime_error("there is no " + File(file).string());
+  const std::string contents = host::testing::ReadText(File(file));
   return {contents.begin(), contents.end()};
 }
 
@@ -113,7 +46,7 @@ fs::path SoftHsmCard::Module() {
         "/usr/local/lib/softhsm/libsofthsm2.so"}) {
     if (fs::exists(path)) return path;
   }
-  Fail("SoftHSM is not installed (package softhsm2)");
+  throw std::runtime_error("SoftHSM is not installed (package softhsm2)");
 }
 
 }  // namespace kelvrin

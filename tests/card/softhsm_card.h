@@ -1,11 +1,12 @@
 // A smart card for tests: a SoftHSM token with keys and certificates in a temporary folder.
-#ifndef KELVRIN_TESTS_CARD_SOFTHSM_CARD_H_
-#define KELVRIN_TESTS_CARD_SOFTHSM_CARD_H_
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include "tests/temporary_folder.h"
 
 namespace kelvrin {
 
@@ -36,8 +37,8 @@ class SoftHsmCard {
   void Add(const CardOptions& options);
 
   // The folder that holds everything, and SoftHSM's configuration in it.
-  const std::filesystem::path& directory() const { return directory_; }
-  std::filesystem::path configuration() const { return directory_ / "softhsm2.conf"; }
+  const std::filesystem::path& directory() const { return folder_.path(); }
+  std::filesystem::path configuration() const { return folder_ / "softhsm2.conf"; }
 
   // The PIN and the label of the first card.
   const std::string& pin() const { return options_.pin; }
@@ -45,11 +46,9 @@ class SoftHsmCard {
 
   // A public file of the first card (or the one named): pin, rsa.der, ec.der, rsa.pub.pem,
   // ec.pub.pem, extra-01.der and so on, lone.der.
-  std::filesystem::path File(const std::string& file) const {
-    return directory_ / options_.name / file;
-  }
+  std::filesystem::path File(const std::string& file) const { return File(options_.name, file); }
   std::filesystem::path File(const std::string& card, const std::string& file) const {
-    return directory_ / card / file;
+    return directory() / card / file;
   }
 
   // The bytes of File(file), to compare a certificate with what a module says. Throws
@@ -61,9 +60,7 @@ class SoftHsmCard {
 
  private:
   CardOptions options_;
-  std::filesystem::path directory_;
+  TemporaryFolder folder_;
 };
 
 }  // namespace kelvrin
-
-#endif  // KELVRIN_TESTS_CARD_SOFTHSM_CARD_H_

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #import "tests/endtoend/real_card.h"
 #import "token/Token.h"
 #import "token/TokenSession.h"
@@ -17,76 +19,66 @@ using testing::Not;
 constexpr char kFinalised[] = "(dealloc) C_Finalize aufgerufen.";
 
 TEST(CardLifecycle, ReinsertedCardWorksAndWantsThePinAgain) {
-  RealCard real;
+  const RealCard real;
   for (int round = 0; round < 3; ++round) {
-    Token *token = real.Insert();
-    ASSERT_EQ(initialized, 1);
-    TokenSession *session = MakeSession(token);
-    @autoreleasepool {  // getters leave what they return in the pool, the token too
-      EXPECT_FALSE(SignsWithEcKey(real, session, "before the PIN"));
-      EXPECT_TRUE(Login(session, real.card().pin()));
-      EXPECT_TRUE(SignsWithEcKey(real, session, "after the PIN"));
+    {
+      const Inserted card(real.bundle());
+      ASSERT_EQ(initialized, 1);
+      @autoreleasepool {  // getters leave what they return in the pool, the token too
+        EXPECT_FALSE(SignsWithEcKey(real, card.session(), "before the PIN"));
+        EXPECT_TRUE(Login(card.session(), real.card().pin()));
+        EXPECT_TRUE(SignsWithEcKey(real, card.session(), "after the PIN"));
+      }
     }
-    [session release];
-    [token release];
     EXPECT_EQ(initialized, 0);
   }
 }
 
 TEST(CardLifecycle, SessionOutlivesRemovalAndKeepsItsTokenAlive) {
   RealCard real;
-  Token *token = real.Insert();
-  TokenSession *session = MakeSession(token);
-  @autoreleasepool {
-    EXPECT_TRUE(Login(session, real.card().pin()));
+  {
+    Inserted card(real.bundle());
+    @autoreleasepool {
+      EXPECT_TRUE(Login(card.session(), real.card().pin()));
+    }
+    card.Remove();
+    EXPECT_EQ(initialized, 1);
+    @autoreleasepool {
+      EXPECT_TRUE(SignsWithEcKey(real, card.session(), "the host has let go of the token"));
+    }
   }
-  [token release];
-  EXPECT_EQ(initialized, 1);
-  @autoreleasepool {
-    EXPECT_TRUE(SignsWithEcKey(real, session, "the host has let go of the token"));
-  }
-  [session release];
   EXPECT_EQ(initialized, 0);
   EXPECT_THAT(real.recorder().texts(), Contains(kFinalised));
 }
 
 TEST(CardLifecycle, SecondTokenSharesTheModuleAndItsLogin) {
-  RealCard real;
-  Token *first = real.Insert();
-  Token *second = real.Insert();
+  const RealCard real;
+  const Inserted first(real.bundle());
+  const Inserted second(real.bundle());
   EXPECT_EQ(initialized, 1);
-  TokenSession *session = MakeSession(first);
-  TokenSession *other = MakeSession(second);
-  ASSERT_TRUE(Login(session, real.card().pin()));
-  EXPECT_TRUE(SignsWithEcKey(real, session, "first"));
-  EXPECT_TRUE(SignsWithEcKey(real, other, "second"));
-  [session release];
-  [other release];
-  [second release];
-  [first release];
+  ASSERT_TRUE(Login(first.session(), real.card().pin()));
+  EXPECT_TRUE(SignsWithEcKey(real, first.session(), "first"));
+  EXPECT_TRUE(SignsWithEcKey(real, second.session(), "second"));
 }
 
 // Both tokens meet the same card: the configured reader is one, and so is the module.
 TEST(CardLifecycle, RemovingOneCardFinalisesTheOtherWhichComesBackWithThePin) {
   RealCard real;
-  Token *removed = real.Insert();
-  Token *kept = real.Insert();
-  TokenSession *session = MakeSession(kept);
+  std::optional<Inserted> removed(real.bundle());
+  std::optional<Inserted> kept(real.bundle());
+  TokenSession *session = kept->session();
   @autoreleasepool {
     EXPECT_TRUE(Login(session, real.card().pin()));
     EXPECT_TRUE(SignsWithEcKey(real, session, "both are there"));
   }
 
   real.recorder().clear();
-  [removed release];
+  removed.reset();
   EXPECT_THAT(real.recorder().texts(), Contains(kFinalised));
   EXPECT_EQ(initialized, 0);
-  @autoreleasepool {
-    EXPECT_FALSE(SignsWithEcKey(real, session, "the module is finalised under it"));
-  }
-
   real.recorder().clear();
   @autoreleasepool {
+    EXPECT_FALSE(SignsWithEcKey(real, session, "the module is finalised under it"));
     EXPECT_TRUE(Supports(session, TKTokenOperationSignData, EcKey(),
                          kSecKeyAlgorithmECDSASignatureDigestX962));
     EXPECT_THAT(real.recorder().texts(),
@@ -95,34 +87,29 @@ TEST(CardLifecycle, RemovingOneCardFinalisesTheOtherWhichComesBackWithThePin) {
     // The token holds a module, so none is loaded.
     EXPECT_THAT(real.recorder().texts(), Not(Contains("PKCS11-Modul wurde geladen.")));
     EXPECT_EQ(initialized, 1);
-    EXPECT_NE([kept session], CK_INVALID_HANDLE);
+    EXPECT_NE([kept->token() session], CK_INVALID_HANDLE);
 
     EXPECT_FALSE(SignsWithEcKey(real, session, "the PIN is needed again"));
     EXPECT_TRUE(Login(session, real.card().pin()));
     EXPECT_TRUE(SignsWithEcKey(real, session, "and there it is"));
   }
-  [session release];
-  [kept release];
+  kept.reset();
   EXPECT_THAT(real.recorder().texts(), Contains(kFinalised));
 }
 
 TEST(CardLifecycle, TokenWithoutAModuleComesUpByTheSecondName) {
-  RealCard real;
+  const RealCard real;
   const auto lindel = real.bundle() / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.dylib";
   std::filesystem::rename(lindel, real.bundle() / "not yet there");
-  Token *token = real.Insert();
+  const Inserted card(real.bundle());
   std::filesystem::rename(real.bundle() / "not yet there", lindel);
-  ASSERT_NE(token, nil);
   EXPECT_EQ(initialized, 0);
-  EXPECT_EQ([token p11], nullptr);
-  TokenSession *session = MakeSession(token);
-  EXPECT_TRUE(Supports(session, TKTokenOperationSignData, EcKey(),
+  EXPECT_EQ([card.token() p11], nullptr);
+  EXPECT_TRUE(Supports(card.session(), TKTokenOperationSignData, EcKey(),
                        kSecKeyAlgorithmECDSASignatureDigestX962));
   EXPECT_EQ(initialized, 1);
-  ASSERT_TRUE(Login(session, real.card().pin()));
-  EXPECT_TRUE(SignsWithEcKey(real, session, "through the second name"));
-  [session release];
-  [token release];
+  ASSERT_TRUE(Login(card.session(), real.card().pin()));
+  EXPECT_TRUE(SignsWithEcKey(real, card.session(), "through the second name"));
 }
 
 }  // namespace

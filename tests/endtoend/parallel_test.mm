@@ -4,8 +4,6 @@
 #include <thread>
 
 #import "tests/endtoend/real_card.h"
-#import "token/Token.h"
-#import "token/TokenSession.h"
 
 namespace endtoend {
 namespace {
@@ -21,19 +19,17 @@ void SignOften(const RealCard *real, TokenSession *session, int rounds, int *ver
 
 TEST(TwoCards, SignInParallel) {
   constexpr int kRounds = 50;
-  RealCard real;
-  Token *tokens[] = {real.Insert(), real.Insert()};
-  TokenSession *sessions[] = {MakeSession(tokens[0]), MakeSession(tokens[1])};
-  ASSERT_TRUE(Login(sessions[0], real.card().pin()));
+  const RealCard real;
+  const Inserted one(real.bundle());
+  const Inserted other(real.bundle());
+  ASSERT_TRUE(Login(one.session(), real.card().pin()));
   int verified[2] = {};
-  std::thread first(SignOften, &real, sessions[0], kRounds, &verified[0]);
-  std::thread second(SignOften, &real, sessions[1], kRounds, &verified[1]);
+  std::thread first(SignOften, &real, one.session(), kRounds, &verified[0]);
+  std::thread second(SignOften, &real, other.session(), kRounds, &verified[1]);
   first.join();
   second.join();
   EXPECT_EQ(verified[0], kRounds);
   EXPECT_EQ(verified[1], kRounds);
-  for (TokenSession *session : sessions) [session release];
-  for (Token *token : tokens) [token release];
 }
 
 }  // namespace

@@ -5,15 +5,20 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
+#include "platform/linux/host/foundation.h"
+#include "platform/linux/host/testing/openssl_key.h"
 #include "platform/linux/log/log_recorder.h"
 #include "tests/card/softhsm_card.h"
-#include "tests/endtoend/verification.h"
 
 @class Token, TokenSession;
 
 namespace endtoend {
+
+using host::Bytes;
+using host::ToBytes;
+using host::ToData;
+using host::testing::OpensslKey;
 
 // Object IDs of the card's keys.
 NSData *RsaKey();
@@ -22,11 +27,11 @@ NSData *EcKey();
 // A target algorithm, autoreleased.
 TKTokenKeyAlgorithm *Algorithm(SecKeyAlgorithm algorithm);
 
-Bytes BytesOf(NSData *data);
-NSData *DataOf(const Bytes &bytes);
+// Has the driver make the token of the main bundle's card; autoreleased.
+Token *MakeToken();
 
-// Makes the card, and a copy of the built bundle as the main bundle, with these lines added to the
-// adapter's configuration.
+// Makes the card, and a copy of the built bundle with these lines added to the adapter's
+// configuration.
 class RealCard {
  public:
   explicit RealCard(const kelvrin::CardOptions &options = {},
@@ -38,9 +43,10 @@ class RealCard {
   const kelvrin::SoftHsmCard &card() const { return card_; }
   const std::filesystem::path &bundle() const { return bundle_; }
   oslog::Recorder &recorder() { return recorder_; }
-
-  // Inserts the card. The caller owns the token: releasing it removes the card.
-  Token *Insert() __attribute__((ns_returns_retained));
+  // The public key in a certificate of the card's: "rsa" or "ec".
+  OpensslKey PublicKey(const std::string &name) const {
+    return OpensslKey::OfCertificate(card_.Read(name + ".der"));
+  }
 
  private:
   kelvrin::SoftHsmCard card_;
@@ -48,8 +54,26 @@ class RealCard {
   oslog::Recorder recorder_;
 };
 
-// Has the token make a session, which the caller owns.
-TokenSession *MakeSession(Token *token) __attribute__((ns_returns_retained));
+// An inserted card: a token and a session on it, as the system holds them; nil where there is none.
+// Whoever is inserted last decides about the flag `initialized`.
+class Inserted {
+ public:
+  // Makes the bundle the main bundle and inserts its card.
+  explicit Inserted(const std::filesystem::path &bundle);
+  // Ends the session before it removes the card.
+  ~Inserted();
+  Inserted(const Inserted &) = delete;
+  Inserted &operator=(const Inserted &) = delete;
+
+  Token *token() const { return token_; }
+  TokenSession *session() const { return session_; }
+  // Lets go of the token before the session ends.
+  void Remove();
+
+ private:
+  Token *token_ = nil;
+  TokenSession *session_ = nil;
+};
 
 // What the platform asks of a session; nil or NO after a failure.
 BOOL Supports(TokenSession *session, TKTokenOperation operation, NSData *key,

@@ -41,47 +41,44 @@ TKTokenKeyAlgorithm *Algorithm(SecKeyAlgorithm algorithm) {
   return [[[TKTokenKeyAlgorithm alloc] initWithAlgorithms:algorithms] autorelease];
 }
 
-Bytes BytesOf(NSData *data) {
-  const auto *bytes = static_cast<const uint8_t *>([data bytes]);
-  return Bytes(bytes, bytes + [data length]);
-}
-
-NSData *DataOf(const Bytes &bytes) {
-  return [NSData dataWithBytes:bytes.data() length:bytes.size()];
+Token *MakeToken() {
+  // What the system has at hand when a card is inserted.
+  static TokenDriver *const driver = [[TokenDriver alloc] init];
+  static TKSmartCard *const smartCard = [[TKSmartCard alloc] init];
+  NSError *error = nil;
+  return (Token *)[driver tokenDriver:driver
+              createTokenForSmartCard:smartCard
+                                  AID:nil
+                                error:&error];
 }
 
 RealCard::RealCard(const kelvrin::CardOptions &options, const std::string &adapter_lines)
     : card_(options), bundle_(CopyBundle(card_)) {
   std::ofstream(bundle_ / "Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf", std::ios::app)
       << adapter_lines;
-  TKSetMainBundle([NSString stringWithUTF8String:bundle_.c_str()]);
 }
 
 RealCard::~RealCard() { TKSetMainBundle(nil); }
 
-Token *RealCard::Insert() {
-  TokenDriver *driver = [[TokenDriver alloc] init];
-  TKSmartCard *smartCard = [[TKSmartCard alloc] init];
-  Token *token = nil;
+Inserted::Inserted(const std::filesystem::path &bundle) {
   @autoreleasepool {
+    TKSetMainBundle(host::ToString(bundle));
+    token_ = [MakeToken() retain];
     NSError *error = nil;
-    token = [(Token *)[driver tokenDriver:driver
-                  createTokenForSmartCard:smartCard
-                                      AID:nil
-                                    error:&error] retain];
+    session_ = [(TokenSession *)[token_ token:token_ createSessionWithError:&error] retain];
   }
-  [smartCard release];
-  [driver release];
-  return token;
 }
 
-TokenSession *MakeSession(Token *token) {
-  TokenSession *session = nil;
+Inserted::~Inserted() {
   @autoreleasepool {
-    NSError *error = nil;
-    session = [(TokenSession *)[token token:token createSessionWithError:&error] retain];
+    [session_ release];
+    [token_ release];
   }
-  return session;
+}
+
+void Inserted::Remove() {
+  [token_ release];
+  token_ = nil;
 }
 
 BOOL Supports(TokenSession *session, TKTokenOperation operation, NSData *key,
@@ -98,15 +95,14 @@ BOOL Login(TokenSession *session, const std::string &pin) {
                                     beginAuthForOperation:TKTokenOperationSignData
                                                constraint:@"PIN"
                                                     error:&error];
-  [(TKTokenSmartCardPINAuthOperation *)operation
-      setPIN:[NSString stringWithUTF8String:pin.c_str()]];
+  [(TKTokenSmartCardPINAuthOperation *)operation setPIN:host::ToString(pin)];
   return [operation finishWithError:&error];
 }
 
 NSData *Sign(TokenSession *session, const Bytes &data, NSData *key, SecKeyAlgorithm algorithm,
              NSError **error) {
   return [session tokenSession:session
-                      signData:DataOf(data)
+                      signData:ToData(data)
                       usingKey:key
                      algorithm:Algorithm(algorithm)
                          error:error];
@@ -115,7 +111,7 @@ NSData *Sign(TokenSession *session, const Bytes &data, NSData *key, SecKeyAlgori
 NSData *Decrypt(TokenSession *session, const Bytes &data, NSData *key, SecKeyAlgorithm algorithm,
                 NSError **error) {
   return [session tokenSession:session
-                   decryptData:DataOf(data)
+                   decryptData:ToData(data)
                       usingKey:key
                      algorithm:Algorithm(algorithm)
                          error:error];
@@ -123,10 +119,11 @@ NSData *Decrypt(TokenSession *session, const Bytes &data, NSData *key, SecKeyAlg
 
 bool SignsWithEcKey(const RealCard &real, TokenSession *session, const std::string &message) {
   NSError *error = nil;
-  const Bytes digest = Sha256(message);
-  NSData *signature =
-      Sign(session, digest, EcKey(), kSecKeyAlgorithmECDSASignatureDigestX962, &error);
-  return signature != nil && Verifies(real.card().File("ec.pub.pem"), digest, BytesOf(signature));
+  const Bytes bytes = host::testing::BytesOf(message);
+  NSData *signature = Sign(session, host::Digest(host::Hash::kSha256, bytes), EcKey(),
+                           kSecKeyAlgorithmECDSASignatureDigestX962, &error);
+  return signature != nil &&
+         real.PublicKey("ec").Verifies(host::Hash::kSha256, bytes, ToBytes(signature));
 }
 
 }  // namespace endtoend

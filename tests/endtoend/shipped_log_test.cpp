@@ -2,21 +2,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "tests/endtoend/tokenhost_on_card.h"
 
 namespace endtoend {
 namespace {
 
-using host::testing::Outcome;
-using host::testing::RunProgram;
 using testing::HasSubstr;
 
-class ShippedLogTest : public testing::Test, protected TokenhostOnCard {
+class ShippedLogTest : public TokenhostOnCard {
  protected:
-  ShippedLogTest() { std::ofstream(Path("message")) << "a message"; }
+  ShippedLogTest() { WriteText(Path("message"), "a message"); }
 
   // What tokenhost says with the bundle that lies beside the card.
   Outcome RunWithLog(const std::string& loader, const std::vector<std::string>& arguments) {
@@ -41,8 +36,7 @@ class ShippedLogTest : public testing::Test, protected TokenhostOnCard {
       said.push_back(outcome.output);
       said.push_back(outcome.errors);
     }
-    std::ifstream signature(Path("result"), std::ios::binary);
-    said.emplace_back(std::istreambuf_iterator<char>(signature), std::istreambuf_iterator<char>());
+    said.push_back(ReadText(Path("result")));
     return said;
   }
 };

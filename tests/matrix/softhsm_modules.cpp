@@ -6,7 +6,7 @@
 #include "tests/card/softhsm_card.h"
 #include "tests/matrix/card_making.h"
 #include "tests/matrix/module_on_test.h"
-#include "tests/matrix/p11_kit_configuration.h"
+#include "tests/temporary_folder.h"
 
 namespace matrix {
 namespace {
@@ -54,14 +54,24 @@ class SoftHsmWithoutPublicKeys : public SoftHsm {
   }
 };
 
+// Behind a p11-kit that knows one module, whatever the machine and its user have configured; nobody
+// is root in this process (ordinary_user.c).
 class P11KitProxy : public SoftHsm {
  public:
-  std::string Configuration() const override {
-    return "module = " + P11KitConfiguration::Proxy().string() + "\n";
+  P11KitProxy() {
+    std::filesystem::create_directories(configuration_ / "pkcs11/modules");
+    configuration_.Write("pkcs11/pkcs11.conf", "user-config: only\n");
+    configuration_.Write(
+        "pkcs11/modules/only.module",
+        "module: " + kelvrin::SoftHsmCard::Module().string() + "\ncritical: yes\n");
+    setenv("XDG_CONFIG_HOME", configuration_.path().c_str(), 1);
   }
+  ~P11KitProxy() override { unsetenv("XDG_CONFIG_HOME"); }
+
+  std::string Configuration() const override { return "module = " KELVRIN_P11_KIT_PROXY "\n"; }
 
  private:
-  P11KitConfiguration p11_kit_{kelvrin::SoftHsmCard::Module()};
+  kelvrin::TemporaryFolder configuration_;
 };
 
 }  // namespace

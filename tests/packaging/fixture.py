@@ -19,8 +19,9 @@ IDENTITY = "Developer ID Application: Ann Example (ABCDE12345)"
 # What the scripts may use that Linux and macOS both have.
 COMMON_TOOLS = ("awk", "bash", "cat", "chmod", "cmp", "cp", "dirname", "env", "find", "grep",
                 "iconv", "mkdir", "mktemp", "mv", "od", "rm", "sed", "sort", "tail", "tr", "wc")
-MAC_TOOLS = ("codesign", "ditto", "id", "pkgbuild", "pkgutil", "plutil", "pluginkit",
-             "productbuild", "security", "spctl", "sudo", "uname", "xattr", "xcrun")
+MAC_TOOLS = ("codesign", "ditto", "id", "install_name_tool", "open", "pkgbuild", "pkgutil",
+             "plutil", "pluginkit", "productbuild", "security", "spctl", "sudo", "uname", "xattr",
+             "xcrun")
 
 
 def write_plist(path, **values):
@@ -43,6 +44,8 @@ def configuration(path):
 class PackagingTest(unittest.TestCase):
     """Each test has a folder with an application, and tools that note their calls."""
 
+    APP = "build/KelvrinToken.app"
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -63,7 +66,7 @@ class PackagingTest(unittest.TestCase):
                 encoding="utf-8")
             self.path.joinpath(tool).chmod(0o755)
         self.plan = {"identities": [IDENTITY]}
-        self.app = self.make_app(self.folder / "build" / "KelvrinToken.app")
+        self.app = self.make_app(self.folder / self.APP)
         self.extension = self.app / "Contents" / "PlugIns" / "KelvrinToken.appex"
         self.resources = self.extension / "Contents" / "Resources"
 
@@ -96,11 +99,6 @@ class PackagingTest(unittest.TestCase):
     def without(self, tool):
         (self.path / tool).rename(self.fakes / tool)
 
-    def refuse_mv(self):
-        """Has mv fail, as it does where the system guards the applications."""
-        self.without("mv")
-        self.path.joinpath("mv").symlink_to(shutil.which("false"))
-
     def replace_mv(self, behaviour):
         """Has the second call of mv, which puts the changed application in place, behave so."""
         self.without("mv")
@@ -110,17 +108,20 @@ class PackagingTest(unittest.TestCase):
             f"exec {shutil.which('mv')} \"$@\"\n", encoding="utf-8")
         self.path.joinpath("mv").chmod(0o755)
 
-    def run_script(self, script, *arguments, environment=None):
-        """Runs a script; returns its exit status and what it said on both outputs."""
+    def run_program(self, *arguments, environment=None):
+        """Runs a program among the tools; returns its exit status and keeps what it said."""
         self.fakes.joinpath("plan.json").write_text(json.dumps(self.plan), encoding="utf-8")
         result = subprocess.run(
-            [PACKAGING / script, *map(str, arguments)], capture_output=True, text=True, check=False,
+            [*map(str, arguments)], capture_output=True, text=True, check=False,
             errors="surrogateescape", cwd=self.folder, stdin=subprocess.DEVNULL,
             env={"PATH": str(self.path), "KELVRIN_FAKES": str(self.fakes), "HOME": str(self.home),
                  "TMPDIR": str(self.folder), **(environment or {})})
         self.output = result.stdout
         self.errors = result.stderr
         return result.returncode
+
+    def run_script(self, script, *arguments, **options):
+        return self.run_program(PACKAGING / script, *arguments, **options)
 
     def expect_success(self, script, *arguments, **options):
         status = self.run_script(script, *arguments, **options)
@@ -134,14 +135,6 @@ class PackagingTest(unittest.TestCase):
         self.assertTrue(any(line.startswith(script + ": ") and text in line
                             for line in self.errors.splitlines()), self.errors)
         self.assertEqual(self.snapshot(), before)
-
-    def expect_missing_tools(self, tools, refused):
-        """Expects a refusal for want of each of the tools, from a function that takes its text."""
-        for tool in tools:
-            with self.subTest(tool):
-                self.without(tool)
-                refused(f"there is no '{tool}' here")
-                (self.fakes / tool).rename(self.path / tool)
 
     def calls(self, tool=None):
         """The calls so far, of one tool or of all."""

@@ -1,8 +1,6 @@
 """docs/macos.md: its commands, run with stand-ins for the tools of macOS, do what it says."""
 
 import re
-import shutil
-import subprocess
 import unittest
 
 import fixture
@@ -20,17 +18,10 @@ def block(heading, number=0):
 class GuideCommandsTest(fixture.PackagingTest):
     """The application lies in build/macos, as the guide has it, and /Applications in the folder."""
 
+    APP = "build/macos/KelvrinToken.app"
+
     def setUp(self):
         super().setUp()
-        for tool in ("install_name_tool", "open"):
-            shutil.copy(self.path / "codesign", self.path / tool)
-            text = (self.path / tool).read_text(encoding="utf-8")
-            (self.path / tool).write_text(text.replace("=codesign ", f"={tool} "), encoding="utf-8")
-        built = self.folder / "build" / "macos" / "KelvrinToken.app"
-        built.parent.mkdir()
-        self.app = self.app.rename(built)
-        self.extension = self.app / "Contents" / "PlugIns" / "KelvrinToken.appex"
-        self.resources = self.extension / "Contents" / "Resources"
         self.applications = self.folder / "Applications"
         self.applications.mkdir()
         self.installed = self.applications / "KelvrinToken.app"
@@ -40,13 +31,8 @@ class GuideCommandsTest(fixture.PackagingTest):
                                 ("/path/to/", f"{self.folder}/modules/"),
                                 ("/opt/maker/", f"{self.folder}/maker/")):
             commands = commands.replace(place, stand_in)
-        # There is no plan.json before the first script.
-        self.fakes.joinpath("plan.json").write_text("{}", encoding="utf-8")
-        result = subprocess.run(
-            [self.path / "bash", "-euo", "pipefail", "-c", commands], capture_output=True,
-            text=True, check=False, cwd=self.folder, stdin=subprocess.DEVNULL,
-            env={"PATH": str(self.path), "KELVRIN_FAKES": str(self.fakes), "HOME": str(self.home)})
-        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+        status = self.run_program("bash", "-euo", "pipefail", "-c", commands)
+        self.assertEqual(status, 0, self.output + self.errors)
 
     def files(self, app):
         return {str(path.relative_to(app)) for path in app.rglob("*")}

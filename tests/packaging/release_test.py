@@ -83,15 +83,6 @@ class NotariseTest(ReleaseTest):
             self.expect_failure("is not signed by a Developer ID Application identity",
                                 *self.arguments())
         self.assertEqual([line for line in self.lines("xcrun") if "submit" in line], [])
-        self.expect_failure("there is no application", "notarise.sh", "--profile", "p",
-                            "--app", self.folder / "No.app")
-
-    def test_missing_tools(self):
-        self.expect_missing_tools(("spctl", "ditto", "codesign", "xcrun"),
-                                  lambda text: self.expect_failure(text, *self.arguments()))
-        for tool in ("stapler", "notarytool"):
-            self.plan["not_in_xcode"] = [tool]
-            self.expect_failure(f"xcrun finds no '{tool}'", *self.arguments())
 
 
 class PackageTest(ReleaseTest):
@@ -141,13 +132,6 @@ class PackageTest(ReleaseTest):
         self.package = self.package.with_name("component.pkg")  # as the script calls a part
         self.expect_success(*self.package_arguments())
         self.assertEqual(self.package.read_text(), "product")
-
-    def test_missing_tools(self):
-        self.expect_missing_tools(
-            ("codesign", "ditto", "pkgbuild", "plutil", "productbuild", "security"),
-            lambda text: self.expect_failure(text, *self.package_arguments()))
-        self.without("spctl")
-        self.expect_failure("there is no 'spctl' here", *self.package_arguments("--profile", "p"))
 
     def test_refuses_what_cannot_become_a_package(self):
         for key, value, text in (

@@ -1,6 +1,7 @@
 """What all packaging scripts have in common, and uninstall.sh."""
 
 import re
+import shutil
 import unittest
 
 import fixture
@@ -68,6 +69,58 @@ class UsageTest(fixture.PackagingTest):
                             status=2)
         self.expect_failure("does not end with .pkg", "make-pkg.sh", "--app", self.app,
                             "--identity", "i", "--output", "a.dmg", status=2)
+
+
+class RefusalTest(fixture.PackagingTest):
+    """What every script refuses that needs what is missing."""
+
+    # What each of the right calls needs; make-pkg.sh as one that notarises.
+    TOOLS = {"sign.sh": ("codesign", "security"),
+             "notarise.sh": ("spctl", "ditto", "codesign", "xcrun"),
+             "make-pkg.sh": ("codesign", "ditto", "pkgbuild", "plutil", "productbuild", "security",
+                             "spctl"),
+             "uninstall.sh": ("pluginkit",)}
+    XCODE_TOOLS = {"sign.sh": ("codesign_allocate",), "notarise.sh": ("stapler", "notarytool")}
+
+    def refused(self, text, script, **changes):
+        options = CALLS[script] | {"--app": self.app}
+        if "--identity" in options:
+            options["--identity"] = fixture.IDENTITY
+        if script == "make-pkg.sh":
+            options["--profile"] = "p"
+        options |= {f"--{key}": value for key, value in changes.items()}
+        with self.subTest(script, text=text):
+            self.expect_failure(text, script, *(text for pair in options.items() for text in pair))
+
+    def test_missing_tools(self):
+        for script, tools in self.TOOLS.items():
+            for tool in tools:
+                self.without(tool)
+                self.refused(f"there is no '{tool}' here", script)
+                (self.fakes / tool).rename(self.path / tool)
+
+    def test_missing_tools_of_xcode(self):
+        for script, tools in self.XCODE_TOOLS.items():
+            for tool in tools:
+                self.plan["not_in_xcode"] = [tool]
+                self.refused(f"xcrun finds no '{tool}'; 'xcode-select --install' installs", script)
+        self.without("xcrun")
+        self.refused("there is no 'xcrun' here, which runs 'codesign_allocate'", "sign.sh")
+
+    def test_what_is_not_the_application(self):
+        other = self.app.parent / "Other.app"
+        (other / "Contents").mkdir(parents=True)
+        (self.folder / "m.dylib").write_bytes(fixture.CODE)
+        for script in CALLS:
+            self.refused("is not the application", script, app=other)
+            self.refused("there is no application", script, app="none.app")
+            self.refused("is a file", script, app=self.app / "Contents" / "Info.plist")
+
+    def test_a_system_that_guards_its_applications(self):
+        self.without("mv")
+        self.path.joinpath("mv").symlink_to(shutil.which("false"))
+        for script in ("sign.sh", "uninstall.sh"):
+            self.refused("under Privacy & Security, App Management", script)
 
 
 class ShellTest(unittest.TestCase):
@@ -146,23 +199,6 @@ class UninstallTest(fixture.PackagingTest):
         self.uninstall()
         self.assertIn("pluginkit did not know the extension", self.errors)
         self.assertFalse(self.app.exists())
-
-    def test_a_system_that_guards_its_applications(self):
-        self.refuse_mv()
-        self.expect_failure("under Privacy & Security, App Management", "uninstall.sh", "--app",
-                            self.app)
-
-    def test_pluginkit_is_missing(self):
-        self.without("pluginkit")
-        self.expect_failure("there is no 'pluginkit' here", "uninstall.sh", "--app", self.app)
-
-    def test_nothing_else_is_removed(self):
-        other = self.app.parent / "Other.app"
-        (other / "Contents").mkdir(parents=True)
-        self.expect_failure("is not the application", "uninstall.sh", "--app", other)
-        self.expect_failure("there is no application", "uninstall.sh", "--app", "none.app")
-        self.expect_failure("is a file", "uninstall.sh", "--app",
-                            self.app / "Contents" / "Info.plist")
 
 
 if __name__ == "__main__":

@@ -114,9 +114,8 @@ class SignTest(fixture.PackagingTest):
 
 
 class SignFailureTest(fixture.PackagingTest):
-    def refused(self, text, *more, identity=IDENTITY, app=None):
-        self.expect_failure(text, "sign.sh", "--app", app or self.app, "--identity", identity,
-                            *more)
+    def refused(self, text, *more, identity=IDENTITY):
+        self.expect_failure(text, "sign.sh", "--app", self.app, "--identity", identity, *more)
 
     def test_a_tool_that_fails(self):
         for pattern, text in (
@@ -135,23 +134,12 @@ class SignFailureTest(fixture.PackagingTest):
         self.replace_mv("rm '%s'/moved; exit 1" % self.fakes)
         self.refused("cannot be replaced; it stays as it was")
 
-    def test_a_system_that_guards_its_applications(self):
-        self.refuse_mv()
-        self.refused("allow it in System Settings under Privacy & Security, App Management")
-
     def test_an_interruption_leaves_the_application_there(self):
         self.replace_mv("rm '%s'/moved; kill -TERM $PPID; exit 1" % self.fakes)
         before = self.snapshot()
         status = self.run_script("sign.sh", "--app", self.app, "--identity", IDENTITY)
         self.assertEqual(status, -signal.SIGTERM, self.errors)
         self.assertEqual(self.snapshot(), before)
-
-    def test_missing_tools(self):
-        self.expect_missing_tools(("codesign", "security"), self.refused)
-        self.plan["not_in_xcode"] = ["codesign_allocate"]
-        self.refused("'xcode-select --install' installs the command line tools")
-        self.without("xcrun")
-        self.refused("there is no 'xcrun' here, which runs 'codesign_allocate'")
 
     def test_a_library_where_the_folder_of_libraries_belongs(self):
         for contents, name in ((self.extension / "Contents",
@@ -169,10 +157,7 @@ class SignFailureTest(fixture.PackagingTest):
         self.assertIn("none", self.errors)
         self.assertEqual(self.calls("codesign"), [])
 
-    def test_what_is_not_the_application_or_its_entitlements(self):
-        self.refused("there is no application", app=self.folder / "No.app")
-        (self.folder / "Other.app/Contents").mkdir(parents=True)
-        self.refused("is not the application", app=self.folder / "Other.app")
+    def test_what_is_no_file_of_entitlements(self):
         self.refused("there is no file", "--entitlements", self.folder / "none")
         file = self.folder / "rights"
         file.write_bytes(plistlib.dumps({"com.apple.security.app-sandbox": True}))

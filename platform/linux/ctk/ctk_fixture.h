@@ -4,11 +4,12 @@
 #import <CryptoTokenKit/CryptoTokenKit.h>
 
 #include <string>
-#include <vector>
 
-#include "platform/linux/ctk/test_certificates.h"
+#include "encoding/testing/certificates.h"
 
-inline NSData *DataOf(const std::vector<uint8_t> &bytes) {
+using kelvrin::encoding::Bytes;
+
+inline NSData *DataOf(const Bytes &bytes) {
   return [NSData dataWithBytes:bytes.data() length:bytes.size()];
 }
 
@@ -17,8 +18,14 @@ inline std::string TextOf(id object) {
 }
 
 // A certificate that lives as long as the pool.
-inline SecCertificateRef CertificateOf(const std::vector<uint8_t> &der) {
+inline SecCertificateRef CertificateOf(const Bytes &der) {
   SecCertificateRef certificate =
       SecCertificateCreateWithData(kCFAllocatorDefault, (CFDataRef)DataOf(der));
   return (SecCertificateRef)[(id)certificate autorelease];
+}
+
+// The DER of a certificate on P-256 with the common name "Subject"; always the same.
+inline const Bytes &SomeCertificate() {
+  static const Bytes der = kelvrin::encoding::MakeCertificate({});
+  return der;
 }

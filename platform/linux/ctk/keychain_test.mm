@@ -2,84 +2,81 @@
 #import <CryptoTokenKit/CryptoTokenKit.h>
 #include <gtest/gtest.h>
 #include <openssl/core_names.h>
-#include <openssl/evp.h>
+#include <openssl/ec.h>
 #include <openssl/sha.h>
 
 #include <thread>
 
+#include "encoding/der.h"
+#include "encoding/testing/openssl_certificate.h"
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "platform/linux/ctk/ctk_fixture.h"
 
 namespace {
 
-using test_certificates::Certificate;
-using test_certificates::KeyKind;
+using kelvrin::encoding::kDerInteger;
+using kelvrin::encoding::kDerSequence;
+using kelvrin::encoding::MakeCertificate;
+using kelvrin::encoding::NameFields;
+using kelvrin::encoding::WrapDer;
 
-TKTokenKeychainKey *KeyOf(const Certificate &certificate, id objectID = @"id") {
-  return [[[TKTokenKeychainKey alloc] initWithCertificate:CertificateOf(certificate.der)
+TKTokenKeychainKey *KeyOf(const Bytes &certificate = SomeCertificate(), id objectID = @"id") {
+  return [[[TKTokenKeychainKey alloc] initWithCertificate:CertificateOf(certificate)
                                                  objectID:objectID] autorelease];
 }
 
-TKTokenKeychainCertificate *ItemOf(const Certificate &certificate, id objectID = @"id") {
-  return [[[TKTokenKeychainCertificate alloc] initWithCertificate:CertificateOf(certificate.der)
+TKTokenKeychainCertificate *ItemOf(const Bytes &certificate = SomeCertificate(),
+                                   id objectID = @"id") {
+  return [[[TKTokenKeychainCertificate alloc] initWithCertificate:CertificateOf(certificate)
                                                          objectID:objectID] autorelease];
 }
 
-// On P-256, with a common name.
-const Certificate &Some() {
-  static const Certificate certificate = test_certificates::Make(KeyKind::kP256, {{"CN", "Name"}});
-  return certificate;
+// A certificate whose point has its X alone.
+Bytes CertificateWithCompressedPoint() {
+  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
+  EVP_PKEY_set_utf8_string_param(key.get(), OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT,
+                                 OSSL_PKEY_EC_POINT_CONVERSION_FORMAT_COMPRESSED);
+  return kelvrin::encoding::MakeCertificateOf(key.get(), {});
 }
 
-NSData *Sha1(NSData *data) {
-  uint8_t hash[SHA_DIGEST_LENGTH];
-  SHA1(static_cast<const uint8_t *>([data bytes]), [data length], hash);
-  return [NSData dataWithBytes:hash length:sizeof(hash)];
-}
-
-// 04 X Y from the key's own coordinates.
-NSData *UncompressedPoint(EVP_PKEY *key, size_t fieldSize) {
-  std::vector<uint8_t> point = {4};
-  for (const char *name : {OSSL_PKEY_PARAM_EC_PUB_X, OSSL_PKEY_PARAM_EC_PUB_Y}) {
-    BIGNUM *number = nullptr;
-    EXPECT_EQ(EVP_PKEY_get_bn_param(key, name, &number), 1);
-    std::vector<uint8_t> bytes(fieldSize);
-    BN_bn2binpad(number, bytes.data(), static_cast<int>(fieldSize));
-    BN_free(number);
-    point.insert(point.end(), bytes.begin(), bytes.end());
-  }
-  return DataOf(point);
+// What OpenSSL reads from a certificate: 04 X Y, or a PKCS#1 RSAPublicKey.
+Bytes PublicKeyIn(const Bytes &certificate) {
+  auto facts = *kelvrin::encoding::ReadCertificateWithOpenssl(certificate);
+  if (facts.key_type == CKK_EC) return facts.ec_point;
+  facts.modulus.insert(facts.modulus.begin(), 0);  // which has its first bit set
+  Bytes numbers = WrapDer(kDerInteger, facts.modulus);
+  const Bytes exponent = WrapDer(kDerInteger, facts.public_exponent);
+  numbers.insert(numbers.end(), exponent.begin(), exponent.end());
+  return WrapDer(kDerSequence, numbers);
 }
 
 TEST(KeychainItem, KeyOfAnUnknownKindIsNilThoughItsCertificateIsAnItem) {
-  const Certificate ed = test_certificates::Make(KeyKind::kEd25519, {{"CN", "Ed"}});
+  const Bytes ed = MakeCertificate({.key = "ED25519"});
   EXPECT_EQ(KeyOf(ed), nil);
   EXPECT_NE(ItemOf(ed), nil);
 }
 
 TEST(KeychainItem, LabelIsTheSubjectsNameUnlessThatIsMissingOrTurnedOff) {
-  const Certificate nameless = test_certificates::Make(KeyKind::kP256, {});
+  const Bytes nameless = MakeCertificate({.subject_fields = NameFields()});
   EXPECT_EQ([KeyOf(nameless) label], nil);
   EXPECT_EQ([ItemOf(nameless) label], nil);
   [TKTokenKeychainItem setLabelsFromSubject:NO];
-  EXPECT_EQ([KeyOf(Some()) label], nil);
-  EXPECT_EQ([ItemOf(Some()) label], nil);
+  EXPECT_EQ([KeyOf() label], nil);
+  EXPECT_EQ([ItemOf() label], nil);
   [TKTokenKeychainItem setLabelsFromSubject:YES];
-  EXPECT_EQ(TextOf([KeyOf(Some()) label]), "Name");
-  EXPECT_EQ(TextOf([ItemOf(Some()) label]), "Name");
+  EXPECT_EQ(TextOf([KeyOf() label]), "Subject");
+  EXPECT_EQ(TextOf([ItemOf() label]), "Subject");
 }
 
 TEST(KeychainItem, KeyWithoutACertificateHasNothingFilledIn) {
   TKTokenKeychainKey *key = [[[TKTokenKeychainKey alloc] initWithCertificate:nullptr
                                                                     objectID:@"id"] autorelease];
-  ASSERT_NE(key, nil);
   EXPECT_EQ(TextOf([key objectID]), "id");
-  EXPECT_EQ([key keyType], nil);
   EXPECT_EQ([key keySizeInBits], 0);
-  EXPECT_EQ([key publicKeyData], nil);
-  EXPECT_EQ([key publicKeyHash], nil);
-  EXPECT_EQ([key label], nil);
-  EXPECT_EQ([key constraints], nil);
+  for (NSString *name in
+       @[ @"keyType", @"publicKeyData", @"publicKeyHash", @"label", @"constraints" ]) {
+    EXPECT_EQ([key valueForKey:name], nil) << TextOf(name);
+  }
 }
 
 TEST(KeychainItem, ObjectIDAndLabelAreCopied) {
@@ -94,69 +91,58 @@ TEST(KeychainItem, ObjectIDAndLabelAreCopied) {
 }
 
 TEST(KeychainItem, CertificateHasItsBytesWhichMayBeReadAndNothingElse) {
-  EXPECT_TRUE([[ItemOf(Some()) data] isEqual:DataOf(Some().der)]);
+  EXPECT_TRUE([[ItemOf() data] isEqual:DataOf(SomeCertificate())]);
   NSDictionary *expected = [NSDictionary dictionaryWithObject:[NSNumber numberWithBool:YES]
                                                        forKey:@(TKTokenOperationReadData)];
-  EXPECT_TRUE([[ItemOf(Some()) constraints] isEqual:expected]);
+  EXPECT_TRUE([[ItemOf() constraints] isEqual:expected]);
 }
 
-TEST(KeychainItem, RsaKeyIsDescribed) {
-  const Certificate certificate = test_certificates::Make(KeyKind::kRsa2048, {{"CN", "Name"}});
-  TKTokenKeychainKey *key = KeyOf(certificate);
-  EXPECT_EQ(TextOf([key keyType]), "42");
-  EXPECT_EQ([key keySizeInBits], 2048);
-  EXPECT_TRUE([[key publicKeyHash] isEqual:Sha1([key publicKeyData])]);
-  // The data is a PKCS#1 RSAPublicKey of the same modulus and exponent.
-  const auto *bytes = static_cast<const unsigned char *>([[key publicKeyData] bytes]);
-  const unsigned char *end = bytes;
-  EVP_PKEY *read =
-      d2i_PublicKey(EVP_PKEY_RSA, nullptr, &end, static_cast<long>([[key publicKeyData] length]));
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(end, bytes + [[key publicKeyData] length]);
-  EXPECT_EQ(EVP_PKEY_eq(read, certificate.key.get()), 1);
-  EVP_PKEY_free(read);
-}
-
-TEST(KeychainItem, EllipticCurveKeyIsDescribedWithItsPointWrittenOut) {
+TEST(KeychainItem, KeyIsDescribedWithItsPointWrittenOut) {
   const struct {
-    KeyKind kind;
+    const char *name;
+    Bytes certificate;
+    const char *type;
     int bits;
-    size_t field_size;
-  } rows[] = {
-      {KeyKind::kP256, 256, 32}, {KeyKind::kP256Compressed, 256, 32}, {KeyKind::kP521, 521, 66}};
+  } rows[] = {{"RSA", MakeCertificate({.key = "RSA"}), "42", 2048},
+              {"P-256", SomeCertificate(), "73", 256},
+              {"P-256, compressed", CertificateWithCompressedPoint(), "73", 256},
+              {"P-521", MakeCertificate({.key = "P-521"}), "73", 521}};
   for (const auto &row : rows) {
-    const Certificate certificate = test_certificates::Make(row.kind, {{"CN", "Name"}});
-    TKTokenKeychainKey *key = KeyOf(certificate);
-    EXPECT_EQ(TextOf([key keyType]), "73");
+    SCOPED_TRACE(row.name);
+    TKTokenKeychainKey *key = KeyOf(row.certificate);
+    EXPECT_EQ(TextOf([key keyType]), row.type);
     EXPECT_EQ([key keySizeInBits], row.bits);
-    EXPECT_TRUE(
-        [[key publicKeyData] isEqual:UncompressedPoint(certificate.key.get(), row.field_size)]);
-    EXPECT_TRUE([[key publicKeyHash] isEqual:Sha1([key publicKeyData])]);
+    const Bytes data = PublicKeyIn(row.certificate);
+    EXPECT_TRUE([[key publicKeyData] isEqual:DataOf(data)]);
+    Bytes hash(SHA_DIGEST_LENGTH);
+    SHA1(data.data(), data.size(), hash.data());
+    EXPECT_TRUE([[key publicKeyHash] isEqual:DataOf(hash)]);
   }
 }
 
 TEST(KeychainItem, KeyCanDoNothingUntilToldSoAndKeepsWhatIsSet) {
-  TKTokenKeychainKey *key = KeyOf(Some());
+  TKTokenKeychainKey *key = KeyOf();
   EXPECT_FALSE([key canSign] || [key canDecrypt] || [key canPerformKeyExchange] ||
                [key isSuitableForLogin]);
   EXPECT_EQ([key constraints], nil);
-  NSData *data = [NSData dataWithBytes:"x" length:1];
   [key setCanSign:YES];
   [key setCanDecrypt:YES];
   [key setCanPerformKeyExchange:YES];
   [key setSuitableForLogin:YES];
-  [key setApplicationTag:data];
+  [key setApplicationTag:DataOf({'x'})];
   [key setConstraints:@{@(TKTokenOperationSignData) : @"PIN"}];
   EXPECT_TRUE([key canSign] && [key canDecrypt] && [key canPerformKeyExchange] &&
               [key isSuitableForLogin]);
-  EXPECT_TRUE([[key applicationTag] isEqual:data]);
+  EXPECT_TRUE([[key applicationTag] isEqual:DataOf({'x'})]);
   EXPECT_EQ(TextOf([[key constraints] objectForKey:@(TKTokenOperationSignData)]), "PIN");
 }
 
 class KeychainContents : public testing::Test {
  protected:
-  TKTokenKeychainKey *Key(id objectID) const { return KeyOf(Some(), objectID); }
-  TKTokenKeychainCertificate *Item(id objectID) const { return ItemOf(Some(), objectID); }
+  static TKTokenKeychainKey *Key(id objectID) { return KeyOf(SomeCertificate(), objectID); }
+  static TKTokenKeychainCertificate *Item(id objectID) {
+    return ItemOf(SomeCertificate(), objectID);
+  }
 
   TKTokenKeychainContents *contents_ = [[[TKTokenKeychainContents alloc] initForToken] autorelease];
 };
@@ -173,11 +159,10 @@ TEST_F(KeychainContents, AbsentItemOrOneOfTheOtherKindIsAnError) {
   EXPECT_EQ([contents_ keyForObjectID:@"none" error:nullptr], nil);
 }
 
-TEST_F(KeychainContents, IsEmptyAtTheStart) { EXPECT_EQ([[contents_ items] count], 0U); }
-
 TEST_F(KeychainContents, ItemsAreFoundByObjectID) {
-  NSData *keyID = [NSData dataWithBytes:"\x01k" length:2];
-  NSData *certificateID = [NSData dataWithBytes:"\x02k" length:2];
+  EXPECT_EQ([[contents_ items] count], 0U);
+  NSData *keyID = DataOf({1, 'k'});
+  NSData *certificateID = DataOf({2, 'k'});
   TKTokenKeychainKey *key = Key(keyID);
   TKTokenKeychainCertificate *item = Item(certificateID);
   [contents_ fillWithItems:@[ item, key ]];

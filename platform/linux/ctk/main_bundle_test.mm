@@ -2,13 +2,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #import "platform/linux/ctk/MainBundle.h"
 #import "platform/linux/ctk/ctk_fixture.h"
-#include "tests/temporary_folder.h"
+#include "platform/linux/host/testing/text_files.h"
 
 namespace {
 
@@ -29,9 +27,7 @@ class MainBundle : public testing::Test {
   }
 
   void Write(const std::string &name, const std::string &text) const {
-    const fs::path path = root_ / "X.appex/Contents" / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << text;
+    host::testing::WriteText(root_ / "X.appex/Contents" / name, text);
   }
   void WriteInfo(const std::string &entries) const {
     Write("Info.plist", "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>" +
@@ -52,16 +48,22 @@ class MainBundle : public testing::Test {
   const fs::path root_ = folder_.path();
 };
 
-TEST_F(MainBundle, WhatIsNoFolderChangesNothing) {
+TEST_F(MainBundle, WhatIsNoFolderChangesNothingAndNilRestoresTheRealOne) {
   NSBundle *before = [NSBundle mainBundle];
   EXPECT_EQ(TKSetMainBundle(Path("none.appex")), nil);
   EXPECT_EQ([NSBundle mainBundle], before);
   NSBundle *bundle = Set();
+  EXPECT_NE(bundle, before);
   EXPECT_EQ(TKSetMainBundle(Path("X.appex/Contents/Info.plist")), nil);
   EXPECT_EQ([NSBundle mainBundle], bundle);
+  EXPECT_EQ(TKSetMainBundle(nil), before);
+  EXPECT_EQ([NSBundle mainBundle], before);
 }
 
-TEST_F(MainBundle, MissingOrUnreadableInfoIsNone) {
+TEST_F(MainBundle, MissingOrUnreadableInfoAndAnExecutableThatIsNoStringAreNone) {
+  WriteInfo("<key>CFBundleExecutable</key><array/><key>A</key><string>b</string>");
+  EXPECT_EQ(TextOf([Set() objectForInfoDictionaryKey:@"A"]), "b");
+  EXPECT_EQ([[NSBundle mainBundle] executablePath], nil);
   Write("Info.plist", "<plist><dict><key>CFBundleExecutable</key>");
   EXPECT_EQ([[Set() infoDictionary] count], 0U);
   fs::remove(root_ / "X.appex/Contents/Info.plist");
@@ -72,31 +74,15 @@ TEST_F(MainBundle, MissingOrUnreadableInfoIsNone) {
   EXPECT_EQ([bundle bundleIdentifier], nil);
 }
 
-TEST_F(MainBundle, ExecutableThatIsNoStringIsNone) {
-  WriteInfo("<key>CFBundleExecutable</key><array/><key>A</key><string>b</string>");
-  EXPECT_EQ(TextOf([Set() objectForInfoDictionaryKey:@"A"]), "b");
-  EXPECT_EQ([Set() executablePath], nil);
-}
-
-TEST_F(MainBundle, MissingResourceIsNil) {
-  Set();
-  EXPECT_EQ([[NSBundle mainBundle] pathForResource:@"none" ofType:@"plist"], nil);
-  EXPECT_EQ([[NSBundle mainBundle] pathForResource:nil ofType:nil], nil);
-}
-
-TEST_F(MainBundle, MissingStringIsItsKeyOrTheValueGiven) {
-  Set();
+TEST_F(MainBundle, MissingResourceIsNilAndAMissingStringItsKeyOrTheValueGiven) {
+  NSBundle *bundle = Set();
+  EXPECT_EQ([bundle pathForResource:@"none" ofType:@"plist"], nil);
+  EXPECT_EQ([bundle pathForResource:nil ofType:nil], nil);
   EXPECT_EQ(Localized(), "KEY");
-  NSBundle *bundle = [NSBundle mainBundle];
   EXPECT_EQ(TextOf([bundle localizedStringForKey:@"KEY" value:@"given" table:nil]), "given");
   EXPECT_EQ(TextOf([bundle localizedStringForKey:nil value:nil table:nil]), "");
-}
-
-TEST_F(MainBundle, NilRestoresTheRealOne) {
-  NSBundle *before = [NSBundle mainBundle];
-  EXPECT_NE(Set(), before);
-  EXPECT_EQ(TKSetMainBundle(nil), before);
-  EXPECT_EQ([NSBundle mainBundle], before);
+  Write("Resources/en.lproj/Localizable.strings", "\"KEY\" = ");  // does not parse
+  EXPECT_EQ(Localized(), "KEY");
 }
 
 TEST_F(MainBundle, ReadsApplesLayout) {
@@ -114,19 +100,15 @@ TEST_F(MainBundle, ReadsApplesLayout) {
             root + "/Contents/Resources/config.plist");
 }
 
-TEST_F(MainBundle, ResourceThatComesLateIsFound) {
+TEST_F(MainBundle, ResourcesAreLookedForEachTimeWhereTheBundleIsNow) {
   NSBundle *bundle = Set();
   EXPECT_EQ([bundle pathForResource:@"module" ofType:@"dylib"], nil);
   Write("Resources/module.dylib", "x");
   EXPECT_NE([bundle pathForResource:@"module" ofType:@"dylib"], nil);
-}
-
-TEST_F(MainBundle, MovedBundleIsReadFromItsNewPlace) {
-  Set();
   fs::rename(root_ / "X.appex", root_ / "Y.appex");
-  EXPECT_EQ([[NSBundle mainBundle] pathForResource:@"config" ofType:@"plist"], nil);
-  TKSetMainBundle(Path("Y.appex"));
-  EXPECT_EQ(TextOf([[NSBundle mainBundle] pathForResource:@"config" ofType:@"plist"]),
+  EXPECT_EQ([bundle pathForResource:@"config" ofType:@"plist"], nil);
+  bundle = TKSetMainBundle(Path("Y.appex"));
+  EXPECT_EQ(TextOf([bundle pathForResource:@"config" ofType:@"plist"]),
             (root_ / "Y.appex/Contents/Resources/config.plist").string());
 }
 
@@ -162,14 +144,7 @@ TEST_F(MainBundle, StringsOfAForeignLanguageFallBackOnTheDevelopmentRegion) {
 
 TEST_F(MainBundle, TableOfStringsIsTheFileOfThatName) {
   Write("Resources/en.lproj/Other.strings", "\"KEY\" = \"other\";");
-  NSBundle *bundle = Set();
-  EXPECT_EQ(TextOf([bundle localizedStringForKey:@"KEY" value:@"" table:@"Other"]), "other");
-}
-
-TEST_F(MainBundle, StringsFileThatDoesNotParseHasNoStrings) {
-  Write("Resources/en.lproj/Localizable.strings", "\"KEY\" = ");
-  Set();
-  EXPECT_EQ(Localized(), "KEY");
+  EXPECT_EQ(TextOf([Set() localizedStringForKey:@"KEY" value:@"" table:@"Other"]), "other");
 }
 
 }  // namespace

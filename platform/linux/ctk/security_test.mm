@@ -1,38 +1,31 @@
 #import <CryptoTokenKit/CryptoTokenKit.h>
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "platform/linux/ctk/ctk_fixture.h"
 
 namespace {
 
-using test_certificates::KeyKind;
-using Der = std::vector<uint8_t>;
-
-const Der &SomeCertificate() {
-  static const Der der = test_certificates::Make(KeyKind::kP256, {{"CN", "Test"}}).der;
-  return der;
-}
+using kelvrin::encoding::MakeCertificate;
+using kelvrin::encoding::NameFields;
 
 TEST(SecCertificate, WhatIsNotOneCertificateInDerIsRefused) {
-  const Der good = SomeCertificate();
+  const Bytes good = SomeCertificate();
   const char text[] = "-----BEGIN CERTIFICATE-----";
-  Der longer = good;
+  Bytes longer = good;
   longer.push_back(0);
-  Der twice = good;
+  Bytes twice = good;
   twice.insert(twice.end(), good.begin(), good.end());
-  Der long_length = good;
+  Bytes long_length = good;
   ASSERT_EQ(good[1], 0x82);  // two bytes of length follow: here as three
   long_length[1] = 0x83;
   long_length.insert(long_length.begin() + 2, 0);
-  const Der bad[] = {
-      {},         Der(text, text + sizeof(text)), {0x30, 0x03, 0x02, 0x01, 0x05}, longer, twice,
+  const Bytes bad[] = {
+      {},         Bytes(text, text + sizeof(text)), {0x30, 0x03, 0x02, 0x01, 0x05}, longer, twice,
       long_length};
-  for (const Der &der : bad) EXPECT_EQ(CertificateOf(der), nullptr) << der.size();
+  for (const Bytes &der : bad) EXPECT_EQ(CertificateOf(der), nullptr) << der.size();
   for (size_t size = 0; size < good.size(); ++size) {
-    EXPECT_EQ(CertificateOf(Der(good.begin(), good.begin() + static_cast<long>(size))), nullptr);
+    EXPECT_EQ(CertificateOf(Bytes(good.begin(), good.begin() + static_cast<long>(size))), nullptr);
   }
 }
 
@@ -59,18 +52,16 @@ TEST(SecCertificate, CallerOwnsWhatItCreatesAndCopies) {
 }
 
 TEST(SecCertificate, SubjectSummaryIsTheCommonNameOrItsNearestSubstitute) {
-  const struct {
-    test_certificates::Subject subject;
-    const char *summary;
-  } rows[] = {{{}, "nil"},
-              {{{"C", "DE"}}, "nil"},
-              {{{"C", "DE"}, {"O", "Firm"}, {"OU", "Unit"}, {"CN", "Müller"}}, "Müller"},
-              {{{"emailAddress", "a@b"}, {"O", "Firm"}, {"OU", "Unit"}}, "Unit"},
-              {{{"emailAddress", "a@b"}, {"O", "Firm"}}, "Firm"},
-              {{{"emailAddress", "a@b"}}, "a@b"}};
-  for (const auto &row : rows) {
-    const Der der = test_certificates::Make(KeyKind::kP256, row.subject).der;
-    EXPECT_EQ(TextOf(TKCertificateSubjectSummary(CertificateOf(der))), row.summary);
+  const std::pair<NameFields, const char *> rows[] = {
+      {{}, "nil"},
+      {{{"C", "DE"}}, "nil"},
+      {{{"C", "DE"}, {"O", "Firm"}, {"OU", "Unit"}, {"CN", "Müller"}}, "Müller"},
+      {{{"emailAddress", "a@b"}, {"O", "Firm"}, {"OU", "Unit"}}, "Unit"},
+      {{{"emailAddress", "a@b"}, {"O", "Firm"}}, "Firm"},
+      {{{"emailAddress", "a@b"}}, "a@b"}};
+  for (const auto &[subject, summary] : rows) {
+    const Bytes der = MakeCertificate({.subject_fields = subject});
+    EXPECT_EQ(TextOf(TKCertificateSubjectSummary(CertificateOf(der))), summary);
   }
 }
 

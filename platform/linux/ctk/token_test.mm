@@ -53,13 +53,18 @@ Class *MakeToken(TKSmartCardTokenDriver *driver, NSData *aid = nil) {
 
 TKSmartCardTokenDriver *Driver() { return [[[TKSmartCardTokenDriver alloc] init] autorelease]; }
 
-TEST(Token, InitialiserReturnsNilOnceWhenToldTo) {
+TEST(Initialiser, ReturnsNilOnceWhenToldTo) {
   releasedTokens = 0;
   [TKToken failNextInitialisation];
   EXPECT_EQ(MakeToken<ReportingToken>(Driver()), nil);
   EXPECT_EQ(releasedTokens, 1);  // the receiver is gone, as its caller cannot release it
   ReportingToken *token = MakeToken<ReportingToken>(Driver());
   EXPECT_NE(token, nil);
+  [TKTokenSession failNextInitialisation];
+  EXPECT_EQ([[TKSmartCardTokenSession alloc] initWithToken:token], nil);
+  TKTokenSession *session = [[TKSmartCardTokenSession alloc] initWithToken:token];
+  EXPECT_NE(session, nil);
+  [session release];
   [token release];
 }
 
@@ -97,16 +102,11 @@ TEST(Delegate, IsTheObjectItselfWhenItsClassIsOne) {
   void *library = dlopen(FOREIGN_DRIVER_PATH, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << dlerror();
   ExpectOwnDelegate((DelegateDriver *)[[NSClassFromString(@"ForeignDriver") alloc] init]);
-  [token release];
-}
-
-TEST(Delegate, IsNobodyWithoutTheProtocol) {
-  TKSmartCardToken *token = MakeToken<TKSmartCardToken>(Driver());
-  TKTokenSession *session = [[TKSmartCardTokenSession alloc] initWithToken:token];
+  // And nobody without the protocol.
+  TKTokenSession *session = [[[TKSmartCardTokenSession alloc] initWithToken:token] autorelease];
   EXPECT_EQ([Driver() delegate], nil);
   EXPECT_EQ([token delegate], nil);
   EXPECT_EQ([session delegate], nil);
-  [session release];
   [token release];
 }
 
@@ -125,16 +125,6 @@ TEST(Token, KeepsItsDriverInstanceIDAndAIDAndContentsOfItsOwn) {
   [other release];
   [token release];
   EXPECT_EQ([driver retainCount], before);
-}
-
-TEST(Session, InitialiserReturnsNilOnceWhenToldTo) {
-  TKSmartCardToken *token = MakeToken<TKSmartCardToken>(Driver());
-  [TKTokenSession failNextInitialisation];
-  EXPECT_EQ([[TKSmartCardTokenSession alloc] initWithToken:token], nil);
-  TKTokenSession *session = [[TKSmartCardTokenSession alloc] initWithToken:token];
-  EXPECT_NE(session, nil);
-  [session release];
-  [token release];
 }
 
 TEST(Session, KeepsItsToken) {

@@ -1,26 +1,17 @@
 #include "platform/linux/log/decoder.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string_view>
-#include <system_error>
 
 namespace oslog {
 namespace {
 
-// High nibble of an item's descriptor.
-enum ItemKind : uint8_t {
-  kScalarItem = 0,
-  kCountItem = 1,  // the precision of the item that follows
-  kStringItem = 2,
-  kBytesItem = 3,
-  kObjectItem = 4,
-  kErrnoItem = 6,
-  kMaskItem = 7,  // how to show the item that follows, instead of as it is
-};
+// High nibble of an item's descriptor. There are others, for precisions, byte strings, %m and
+// masks.
+enum ItemKind : uint8_t { kScalarItem = 0, kStringItem = 2, kObjectItem = 4 };
 
 struct Item {
   uint8_t kind;
@@ -52,15 +43,14 @@ class ItemReader {
   ItemReader(const uint8_t* buffer, size_t size)
       : at_(size < 2 ? buffer + size : buffer + 2), end_(buffer + size) {}
 
-  // The next item, left where it is.
-  std::optional<Item> Peek() const {
-    if (end_ - at_ < 2 || end_ - at_ - 2 < at_[1]) return std::nullopt;
-    return Item{static_cast<uint8_t>(at_[0] >> 4), static_cast<uint8_t>(at_[0] & 0xF), at_ + 2,
-                at_[1]};
-  }
   std::optional<Item> Next() {
-    const std::optional<Item> item = Peek();
-    at_ = item ? item->value + item->size : end_;
+    if (end_ - at_ < 2 || end_ - at_ - 2 < at_[1]) {
+      at_ = end_;
+      return std::nullopt;
+    }
+    const Item item = {static_cast<uint8_t>(at_[0] >> 4), static_cast<uint8_t>(at_[0] & 0xF),
+                       at_ + 2, at_[1]};
+    at_ = item.value + item.size;
     return item;
   }
 
@@ -69,55 +59,35 @@ class ItemReader {
   const uint8_t* end_;
 };
 
-// A conversion of the format: "%{public}-5.2lx" has the flags "-", the width "5", ...
+// A conversion of the format: "%{public}-05lx" has the flags and the width "-05", and "x".
 struct Conversion {
-  std::string flags;
-  std::string width;             // digits, "*" or nothing
-  std::optional<int> precision;  // "*" comes with the items
-  bool wide = false;
+  std::string width;
   char letter = 0;
 };
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-// Takes the characters that satisfy the test off the front.
-template <typename Test>
-std::string_view TakeWhile(std::string_view* text, Test test) {
-  size_t length = 0;
-  while (length < text->size() && test((*text)[length])) ++length;
-  const std::string_view taken = text->substr(0, length);
-  text->remove_prefix(length);
+// Takes the characters before a position off the front; all of them where it is none.
+std::string_view TakeUpTo(std::string_view* text, size_t position) {
+  const std::string_view taken = text->substr(0, position);
+  text->remove_prefix(taken.size());
   return taken;
 }
 
 // Takes a conversion off the front of the format, behind its "%".
 Conversion TakeConversion(std::string_view* format) {
-  Conversion conversion;
   if (format->starts_with('{')) format->remove_prefix(std::min(format->find('}'), format->size()));
   if (format->starts_with('}')) format->remove_prefix(1);
-  const auto is_flag = [](char c) { return strchr("-+ #0", c) != nullptr && c != 0; };
-  const auto is_width = [](char c) { return IsDigit(c) || c == '*'; };
-  conversion.flags = TakeWhile(format, is_flag);
-  conversion.width = TakeWhile(format, is_width);
-  if (format->starts_with('.')) {
-    format->remove_prefix(1);
-    const std::string_view digits = TakeWhile(format, is_width);
-    int precision = 0;
-    std::from_chars(digits.data(), digits.data() + digits.size(), precision);
-    if (digits != "*") conversion.precision = precision;
-  }
-  const auto is_length = [](char c) { return strchr("hlqjztL", c) != nullptr && c != 0; };
-  const std::string_view length = TakeWhile(format, is_length);
+  Conversion conversion;
+  conversion.width = TakeUpTo(format, format->find_first_not_of("-+ #0123456789"));
+  TakeUpTo(format, format->find_first_not_of("hlqjzt"));
   if (!format->empty()) {
     conversion.letter = format->front();
     format->remove_prefix(1);
   }
-  conversion.wide = length.starts_with('l');
   return conversion;
 }
 
-// The formats put together here are ours: flags, width and precision of a literal that the compiler
-// checked, and a length that fits the value.
+// The formats put together here are ours: flags and width of a literal that the compiler checked,
+// and a length that fits the value.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wformat-nonliteral"
 template <typename Value>
@@ -131,134 +101,51 @@ std::string Print(const std::string& format, Value value) {
 }
 #pragma clang diagnostic pop
 
-// Turns one conversion and its items into an argument.
-class ArgumentReader {
- public:
-  ArgumentReader(ItemReader* items, ObjectDescriber describe, int error)
-      : items_(items), describe_(describe), error_(error) {}
+Argument Failure(const std::string& what) {
+  return {Privacy::kPublic, Kind::kScalar, "<decode: " + what + ">"};
+}
 
-  Argument Read(Conversion conversion) {
-    if (conversion.width == "*") {
-      const std::optional<Item> width = items_->Next();
-      if (!width) return Failure("missing data");
-      conversion.width = std::to_string(width->number());
-    }
-    bool masked = false;
-    for (std::optional<Item> item = items_->Peek();
-         item && (item->kind == kCountItem || item->kind == kMaskItem); item = items_->Peek()) {
-      if (item->kind == kCountItem) conversion.precision = static_cast<int>(item->number());
-      masked = masked || item->kind == kMaskItem;
-      items_->Next();
-    }
-    const std::optional<Item> item = items_->Next();
-    if (!item) return Failure("missing data");
-    Argument argument = TextOf(*item, conversion);
-    argument.privacy = PrivacyOf(*item, masked);
-    return argument;
+Privacy PrivacyOf(const Item& item) {
+  if ((item.privacy & 2) != 0) return Privacy::kPublic;
+  return item.privacy == 0 ? Privacy::kUnspecified : Privacy::kPrivate;
+}
+
+std::string TextOfObject(const void* object, ObjectDescriber describe) {
+  if (object == nullptr) return "(null)";
+  return describe == nullptr ? Print("%p", object) : describe(object);
+}
+
+// Turns a conversion and its item into an argument.
+Argument ToArgument(const Item& item, const Conversion& conversion, ObjectDescriber describe) {
+  const char letter = conversion.letter;
+  const std::string format = "%" + conversion.width + "ll" + letter;
+  if (item.kind == kScalarItem && letter == 'd') {
+    return {PrivacyOf(item), Kind::kScalar, Print(format, item.number())};
   }
-
- private:
-  static Argument Failure(const std::string& what) {
-    return {Privacy::kPublic, Kind::kScalar, "<decode: " + what + ">"};
+  if (item.kind == kScalarItem && (letter == 'u' || letter == 'x' || letter == 'X')) {
+    return {PrivacyOf(item), Kind::kScalar, Print(format, item.bits())};
   }
-
-  static Privacy PrivacyOf(const Item& item, bool masked) {
-    if (masked) return Privacy::kPrivate;
-    if ((item.privacy & 2) != 0) return Privacy::kPublic;
-    return item.privacy == 0 ? Privacy::kUnspecified : Privacy::kPrivate;
+  if (item.kind == kStringItem && letter == 's') {
+    const auto* text = static_cast<const char*>(item.pointer());
+    return {PrivacyOf(item), Kind::kString, text == nullptr ? "(null)" : text};
   }
-
-  Argument TextOf(const Item& item, const Conversion& conversion) const {
-    std::string conversion_text = "%" + conversion.flags + conversion.width;
-    const int precision = conversion.precision.value_or(-1);
-    if (precision >= 0) conversion_text += "." + std::to_string(precision);
-    switch (item.kind) {
-      case kScalarItem:
-        return Scalar(item, conversion, conversion_text);
-      case kErrnoItem:
-        return {{}, Kind::kScalar, std::generic_category().message(error_)};
-      case kStringItem:
-        if (conversion.letter != 's' || conversion.wide) return Failure("mismatch");
-        return {{}, Kind::kString, String(item, conversion_text)};
-      case kObjectItem:
-        return {{}, Kind::kObject, Object(item)};
-      case kBytesItem:
-        return {{}, Kind::kBytes, Bytes(item, conversion.precision.value_or(0))};
-      default:
-        return Failure("mismatch");
-    }
+  if (item.kind == kObjectItem && letter == '@') {
+    return {PrivacyOf(item), Kind::kObject, TextOfObject(item.pointer(), describe)};
   }
-
-  static Argument Scalar(const Item& item, const Conversion& conversion,
-                         const std::string& conversion_text) {
-    const char letter = conversion.letter;
-    switch (letter) {
-      case 'd':
-      case 'i':
-        return {{}, Kind::kScalar, Print(conversion_text + "ll" + letter, item.number())};
-      case 'o':
-      case 'u':
-      case 'x':
-      case 'X':
-        return {{}, Kind::kScalar, Print(conversion_text + "ll" + letter, item.bits())};
-      case 'c':
-        return {
-            {}, Kind::kScalar, Print(conversion_text + letter, static_cast<int>(item.number()))};
-      case 'p':
-        return {{}, Kind::kScalar, Print(conversion_text + letter, item.pointer())};
-      default:
-        return Floating(item, letter, conversion_text);
-    }
-  }
-
-  static Argument Floating(const Item& item, char letter, const std::string& conversion_text) {
-    if (letter == 0 || strchr("aAeEfFgG", letter) == nullptr) return Failure("mismatch");
-    if (item.size == sizeof(double)) {
-      double value = 0;
-      memcpy(&value, item.value, sizeof(value));
-      return {{}, Kind::kScalar, Print(conversion_text + letter, value)};
-    }
-    if (item.size != sizeof(long double)) return Failure("mismatch");
-    long double value = 0;
-    memcpy(&value, item.value, sizeof(value));
-    return {{}, Kind::kScalar, Print(conversion_text + "L" + letter, value)};
-  }
-
-  static std::string String(const Item& item, const std::string& conversion_text) {
-    const char* text = static_cast<const char*>(item.pointer());
-    return text == nullptr ? "(null)" : Print(conversion_text + "s", text);
-  }
-
-  std::string Object(const Item& item) const {
-    if (item.pointer() == nullptr) return "(null)";
-    return describe_ == nullptr ? Print("%p", item.pointer()) : describe_(item.pointer());
-  }
-
-  static std::string Bytes(const Item& item, int count) {
-    if (item.pointer() == nullptr) return "(null)";
-    const auto* byte = static_cast<const uint8_t*>(item.pointer());
-    std::string text;
-    for (int i = 0; i < count; ++i) text += Print("%02X", static_cast<unsigned>(byte[i]));
-    return text;
-  }
-
-  ItemReader* items_;
-  ObjectDescriber describe_;
-  int error_;
-};
+  return Failure("mismatch");
+}
 
 }  // namespace
 
 Line Decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
-            ObjectDescriber describe, int error) {
+            ObjectDescriber describe) {
   Line line;
   line.type = type;
   line.format = format;
   ItemReader items(buffer, size);
-  ArgumentReader arguments(&items, describe, error);
   std::string_view rest = format;
   while (!rest.empty()) {
-    line.pieces.back() += TakeWhile(&rest, [](char c) { return c != '%'; });
+    line.pieces.back() += TakeUpTo(&rest, rest.find('%'));
     if (rest.empty()) break;
     rest.remove_prefix(1);
     const Conversion conversion = TakeConversion(&rest);
@@ -266,7 +153,9 @@ Line Decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_
       line.pieces.back() += '%';
       continue;
     }
-    line.arguments.push_back(arguments.Read(conversion));
+    const std::optional<Item> item = items.Next();
+    line.arguments.push_back(item ? ToArgument(*item, conversion, describe)
+                                  : Failure("missing data"));
     line.pieces.emplace_back();
   }
   return line;

@@ -13,10 +13,10 @@ namespace oslog {
 using ObjectDescriber = std::string (*)(const void* object);
 
 // Makes a line of a format and the `size` bytes that __builtin_os_log_format wrote for it. What the
-// buffer points to is copied. `describe` may be null: objects then show their address. `error`
-// is what "%m" stands for. An argument that the buffer lacks reads "<decode: missing data>"; one
-// whose encoding or conversion is none of ours (wide characters) "<decode: mismatch>".
+// buffer points to is copied. `describe` may be null: objects then show their address. Integers,
+// strings and objects are decoded, which is what the lines here have: an argument of another kind
+// reads "<decode: mismatch>", one that the buffer lacks "<decode: missing data>".
 Line Decode(os_log_type_t type, const char* format, const uint8_t* buffer, size_t size,
-            ObjectDescriber describe, int error);
+            ObjectDescriber describe);
 
 }  // namespace oslog

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <vector>
 
 namespace oslog {
@@ -22,8 +21,8 @@ using testing::ElementsAre;
 #define DECODE(format, ...) DecodeBytes(format, ENCODE(format, ##__VA_ARGS__))
 
 Line DecodeBytes(const char* format, const std::vector<uint8_t>& buffer,
-                 ObjectDescriber describe = nullptr, int error = 0) {
-  return Decode(OS_LOG_TYPE_DEFAULT, format, buffer.data(), buffer.size(), describe, error);
+                 ObjectDescriber describe = nullptr) {
+  return Decode(OS_LOG_TYPE_DEFAULT, format, buffer.data(), buffer.size(), describe);
 }
 
 // Items as the compiler writes them: kind and privacy, size, value.
@@ -44,22 +43,21 @@ TEST(Decoder, WhatTheBufferLacksIsMissing) {
   } rows[] = {{"%d", {}},
               {"%d", {2}},
               {"%d", {0, 1, 0}},
-              {"%d", {0, 1, 0, 4, 1, 2, 3}},  // an item longer than the buffer
-              {"%*d", {0, 0}},                // a width without its argument
-              {"%.*s", {2, 1, 0x10, 4, 3, 0, 0, 0}}};
+              {"%d", {0, 1, 0, 4, 1, 2, 3}}};  // an item longer than the buffer
   for (const auto& row : rows) EXPECT_EQ(DecodeBytes(row.format, row.buffer).text(), kMissing);
   EXPECT_EQ(DecodeBytes("%d %s", {0, 2, 0, 11, 1, 0, 0, 0, 0, 4, 1, 0, 0, 0}).text(),
             std::string(kMissing) + " " + kMissing);
 }
 
-TEST(Decoder, ItemThatDoesNotFitItsConversionIsAMismatch) {
+TEST(Decoder, ItemThatDoesNotFitItsConversionOrIsOfAnotherKindIsAMismatch) {
   const std::vector<uint8_t> number = {0, 1, 0, 4, 1, 0, 0, 0};
   for (const char* format : {"%s", "%f", "%", "%{public", "%l"}) {
     EXPECT_EQ(DecodeBytes(format, number).text(), kMismatch) << format;
   }
   EXPECT_EQ(DecodeBytes("%d", PointerItem(0x20, "text")).text(), kMismatch);
   EXPECT_EQ(DecodeBytes("%d", PointerItem(0xF0, nullptr)).text(), kMismatch);
-  EXPECT_EQ(DECODE("%ls", L"wide").text(), kMismatch);
+  EXPECT_EQ(DECODE("%f", 1.5).text(), kMismatch);
+  EXPECT_EQ(DECODE("%{public}.*s", 3, "abcdef").text(), std::string(kMismatch) + "*s");
 }
 
 TEST(Decoder, NullStringAndNullObjectReadNull) {
@@ -76,19 +74,10 @@ TEST(Decoder, TextFollowsTheFormat) {
       {DECODE("0x%02X (0x%0x) 0x%X", 10U, 160U, 0xDEADBEEFU), "0x0A (0xa0) 0xDEADBEEF"},
       {DECODE("%lu %lld", 18446744073709551615UL, -5000000000LL),
        "18446744073709551615 -5000000000"},
-      {DECODE("%hhd %hu %zu %#o", static_cast<signed char>(-2), static_cast<unsigned short>(65535),
-              sizeof(int), 8U),
-       "-2 65535 4 010"},
-      {DECODE("%c%c", 'o', 'k'), "ok"},
-      {DECODE("%.2f %Lg", 1.5, 2.5L), "1.50 2.5"},
-      {DECODE("%p", reinterpret_cast<void*>(0x1234)), "0x1234"},
-      {DECODE("%*d", 4, 7), "   7"},
-      {DECODE("%{public}.*s", 3, "abcdef"), "abc"},
-      {DECODE("%{public}.2s", "abcdef"), "ab"},
-      {DECODE("%.3d", 7), "007"},
-      {DECODE("%{public}.*s", -1, "abcdef"), "abcdef"},  // a negative precision is none
-      {DECODE("%{public}.3P", "\x01\xAB\xFF"), "01ABFF"},
-      {DecodeBytes("%m", ENCODE("%m"), nullptr, ENOENT), "No such file or directory"}};
+      {DECODE("%hhd %hu %zu", static_cast<signed char>(-2), static_cast<unsigned short>(65535),
+              sizeof(int)),
+       "-2 65535 4"},
+      {DECODE("%{public}s", "text"), "text"}};
   for (const auto& [line, text] : rows) EXPECT_EQ(line.text(), text);
 }
 
@@ -107,7 +96,6 @@ TEST(Decoder, NumbersAreShownUnlessPrivateAndOthersWhenPublic) {
   } rows[] = {{DECODE("%s and %{public}s", "a", "b"), "<private> and b", "a and b"},
               {DECODE("%d %{private}d %{public}d", 1, 2, 3), "1 <private> 3", "1 2 3"},
               {DECODE("%{sensitive}s", "a"), "<private>", "a"},
-              {DECODE("%{mask.hash}s", "a"), "<private>", "a"},
               {DECODE("PKCS11 function %s failed: rv = %s (0x%0x)", "C_Login", "CKR_X", 0xa0U),
                "PKCS11 function <private> failed: rv = <private> (0xa0)",
                "PKCS11 function C_Login failed: rv = CKR_X (0xa0)"}};
@@ -133,7 +121,7 @@ TEST(Decoder, ArgumentsTellPrivacyKindAndText) {
 
 TEST(Decoder, FormatAndTypeAreKept) {
   const std::vector<uint8_t> buffer = ENCODE("n = %d", 1);
-  const Line line = Decode(OS_LOG_TYPE_ERROR, "n = %d", buffer.data(), buffer.size(), nullptr, 0);
+  const Line line = Decode(OS_LOG_TYPE_ERROR, "n = %d", buffer.data(), buffer.size(), nullptr);
   EXPECT_EQ(line.format, "n = %d");
   EXPECT_EQ(line.type, OS_LOG_TYPE_ERROR);
   EXPECT_EQ(line.typed_text(), "error: n = 1");

@@ -11,7 +11,7 @@ namespace oslog {
 // What the format says about an argument's visibility.
 enum class Privacy { kUnspecified, kPrivate, kPublic };
 
-enum class Kind { kScalar, kString, kObject, kBytes };
+enum class Kind { kScalar, kString, kObject };
 
 struct Argument {
   Privacy privacy = Privacy::kUnspecified;

@@ -121,6 +121,6 @@ void _os_log_impl(void* /*dso*/, os_log_t /*log*/, os_log_type_t type, const cha
                   uint8_t* buffer, uint32_t size) {
   const int error = errno;
   if (oslog::listeners.load(std::memory_order_relaxed) == 0 || !oslog::IsEnabled(type)) return;
-  oslog::Deliver(oslog::Decode(type, format, buffer, size, oslog::describer.load(), error));
+  oslog::Deliver(oslog::Decode(type, format, buffer, size, oslog::describer.load()));
   errno = error;
 }

@@ -3,6 +3,7 @@
 #include <os/log.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <string>
 #include <thread>
@@ -16,6 +17,14 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+
+// Calls the function on four threads at once, with numbers from 0.
+void OnFourThreads(const std::function<void(int)>& call) {
+  std::vector<std::thread> threads;
+  threads.reserve(4);
+  for (int i = 0; i < 4; ++i) threads.emplace_back(call, i);
+  for (std::thread& thread : threads) thread.join();
+}
 
 TEST(Recorder, KeepsTheLinesOfItsLifeUntilItForgetsThem) {
   os_log(OS_LOG_DEFAULT, "before");
@@ -40,20 +49,13 @@ TEST(Recorder, TextsHidePrivateDataOnDemand) {
 }
 
 TEST(Recorder, KeepsEveryLineOfAllThreads) {
-  constexpr int kThreads = 4;
-  constexpr int kLines = 250;
   const Recorder recorder;
-  std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([i] {
-      for (int line = 0; line < kLines; ++line) os_log(OS_LOG_DEFAULT, "%d %d", i, line);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  OnFourThreads([](int thread) {
+    for (int line = 0; line < 250; ++line) os_log(OS_LOG_DEFAULT, "%d %d", thread, line);
+  });
   std::map<std::string, int> next;
   const std::vector<Line> lines = recorder.lines();
-  EXPECT_THAT(lines, SizeIs(kThreads * kLines));
+  EXPECT_THAT(lines, SizeIs(1000));
   for (const Line& line : lines) {  // each thread's lines keep their order
     EXPECT_EQ(line.arguments.at(1).text, std::to_string(next[line.arguments.at(0).text]++));
   }
@@ -95,14 +97,9 @@ TEST(Sink, IsNeverInTwoThreadsAtOnce) {
     ++lines;
     --inside;
   });
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([] {
-      for (int line = 0; line < 100; ++line) os_log(OS_LOG_DEFAULT, "line");
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  OnFourThreads([](int) {
+    for (int line = 0; line < 100; ++line) os_log(OS_LOG_DEFAULT, "line");
+  });
   SetSink(nullptr);
   EXPECT_EQ(overlaps, 0);
   EXPECT_EQ(lines, 400);

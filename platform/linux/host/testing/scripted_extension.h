@@ -46,9 +46,6 @@ class Script {
   std::vector<std::string> calls_;
 };
 
-// Fills in an error of TKErrorDomain.
-void SetError(NSError **error, NSInteger code, NSString *description);
-
 // A key without certificate: an RSA key of 2048 bits that may do everything, each operation under a
 // constraint. Autoreleased.
 TKTokenKeychainKey *KeyItem(const Bytes &objectID, NSString *label, id constraint);

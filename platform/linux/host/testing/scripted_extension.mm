@@ -26,6 +26,14 @@ NSString *TextOf(NSData *data) {
   return [[[NSString alloc] initWithData:data encoding:NSUTF8StringEncoding] autorelease];
 }
 
+// Fills in an error of TKErrorDomain.
+void SetError(NSError **error, NSInteger code, NSString *description) {
+  if (error == nullptr) return;
+  *error = [NSError errorWithDomain:TKErrorDomain
+                               code:code
+                           userInfo:@{NSLocalizedDescriptionKey : description}];
+}
+
 }  // namespace
 
 Script::Script() { current = this; }
@@ -40,13 +48,6 @@ void Script::Note(const std::string &call) {
 std::vector<std::string> Script::calls() const {
   const std::lock_guard lock(mutex_);
   return calls_;
-}
-
-void SetError(NSError **error, NSInteger code, NSString *description) {
-  if (error == nullptr) return;
-  *error = [NSError errorWithDomain:TKErrorDomain
-                               code:code
-                           userInfo:@{NSLocalizedDescriptionKey : description}];
 }
 
 TKTokenKeychainKey *KeyItem(const Bytes &objectID, NSString *label, id constraint) {

@@ -8,7 +8,6 @@
 #include "encoding/ecdsa_signature.h"
 #include "platform/linux/host/hosted_extension.h"
 #include "platform/linux/host/tool/listing.h"
-#include "platform/linux/host/tool/pem.h"
 #include "platform/linux/host/tool/pin.h"
 
 namespace tokenhost {

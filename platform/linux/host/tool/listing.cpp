@@ -1,14 +1,20 @@
 #include "platform/linux/host/tool/listing.h"
 
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <nlohmann/json.hpp>
 
+#include "platform/linux/ctk/certificate_details.h"
 #include "platform/linux/host/key_algorithms.h"
 
 namespace tokenhost {
 namespace {
 
+using host::Bytes;
 using host::Constraint;
 using host::Item;
 using host::Operation;
@@ -77,10 +83,27 @@ ordered_json ItemJson(const Item& item) {
   return json;
 }
 
+// A certificate and its public key as PEM; OpenSSL can read it, since its key has been read.
+Bytes ToPem(const Bytes& der) {
+  const unsigned char* position = der.data();
+  const std::unique_ptr<X509, decltype(&X509_free)> certificate(
+      d2i_X509(nullptr, &position, static_cast<long>(der.size())), X509_free);
+  const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), BIO_free);
+  PEM_write_bio_X509(memory.get(), certificate.get());
+  PEM_write_bio_PUBKEY(memory.get(), X509_get0_pubkey(certificate.get()));
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(memory.get(), &text);
+  return {text, text + size};
+}
+
 }  // namespace
 
-std::string Printable(std::string text) {
-  std::ranges::replace_if(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, '?');
+std::string Printable(std::string text, std::string_view kept) {
+  const auto steers = [kept](char c) {
+    const auto code = static_cast<unsigned char>(c);
+    return (code < 0x20 || code == 0x7F) && kept.find(c) == std::string_view::npos;
+  };
+  std::ranges::replace_if(text, steers, '?');
   return text;
 }
 
@@ -114,6 +137,15 @@ std::string SupportTable(const host::Client& client, const Item& key) {
     add_line(std::string(algorithm.name).c_str(), OperationName(algorithm.operation()), answer);
   }
   return table;
+}
+
+host::Result<Bytes> ExportKey(const std::vector<Item>& items, const Item& key) {
+  for (const Item& item : items) {
+    const Bytes& der = item.certificate;
+    const auto public_key = certificate::PublicKeyOf(der.data(), der.size());
+    if (public_key && public_key->data == key.facts.public_key) return ToPem(der);
+  }
+  return host::HostError("no certificate on the card belongs to the key " + key.object_id);
 }
 
 }  // namespace tokenhost

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "platform/linux/host/tool/listing.h"
+
 namespace tokenhost {
 namespace {
 
@@ -13,15 +15,6 @@ bool IsError(const oslog::Line& line) {
 bool IsGeneral(const oslog::Line& line) {
   return line.format == "Fehler beim Initialisieren." ||
          line.format == "PIN kann NICHT verifiziert werden.";
-}
-
-// Line ends and tabs stay; other control characters shall not reach the terminal.
-std::string Harmless(std::string text) {
-  for (char& c : text) {
-    const auto code = static_cast<unsigned char>(c);
-    if ((code < 0x20 && c != '\n' && c != '\t') || code == 0x7F) c = '?';
-  }
-  return text;
 }
 
 }  // namespace
@@ -54,7 +47,7 @@ std::optional<std::string> LogView::LastCause() const {
 }
 
 void LogView::Show(const oslog::Line& line) const {
-  std::fprintf(stderr, "log %s\n", Harmless(line.typed_text(show_private_)).c_str());
+  std::fprintf(stderr, "log %s\n", Printable(line.typed_text(show_private_), "\n\t").c_str());
 }
 
 }  // namespace tokenhost

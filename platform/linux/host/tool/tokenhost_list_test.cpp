@@ -20,7 +20,7 @@ using testing::Not;
 TEST_F(TokenhostTest, AFailedSetUpShowsItsErrorLinesWhateverTheLogIs) {
   const TestBundle bare(KELVRIN_NOISY_EXTENSION, "BareDriver");
   for (const char* log : {"off", "error", "default"}) {
-    const Outcome outcome = RunWith(bare, {"--log", log, "list"});
+    const Outcome outcome = RunOn(bare, {"--log", log, "list"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
     const std::string line = "log error: no reader, <private>\n";
@@ -35,23 +35,23 @@ TEST_F(TokenhostTest, AFailedSetUpShowsItsErrorLinesWhateverTheLogIs) {
     EXPECT_LT(outcome.errors.find("noise that is not flushed\n"),
               outcome.errors.find("tokenhost: the set-up"));
   }
-  EXPECT_THAT(RunWith(bare, {"--show-private", "list"}).errors,
+  EXPECT_THAT(RunOn(bare, {"--show-private", "list"}).errors,
               EndsWith("failed: no reader, private part (CryptoTokenKit, code -2)\n"));
 }
 
 TEST_F(TokenhostTest, AFailedSetUpEndsWithTheDriversOwnErrorOrIsNamedWithoutOne) {
-  const TestBundle failing(KELVRIN_NOISY_EXTENSION, "FailingDriver");
-  const Outcome outcome = RunWith(failing, {"list"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors,
-              AllOf(HasSubstr("log error: a detail\n"),
-                    EndsWith("\ntokenhost: the set-up of the card with " + failing.path() +
-                             " failed: the card is broken (CryptoTokenKit, code -3)\n")));
-  const TestBundle silent(KELVRIN_NOISY_EXTENSION, "SilentDriver");
-  EXPECT_THAT(RunWith(silent, {"list"}).errors,
-              EndsWith("tokenhost: the set-up of the card with " + silent.path() +
-                       " failed: the driver returned a token that it never set up "
-                       "(CryptoTokenKit, code -2)\n"));
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"FailingDriver", "log error: a detail\n", "the card is broken (CryptoTokenKit, code -3)"},
+      {"SilentDriver", "",
+       "the driver returned a token that it never set up (CryptoTokenKit, code -2)"}};
+  for (const auto& [driver, logged, cause] : rows) {
+    const TestBundle failing(KELVRIN_NOISY_EXTENSION, driver);
+    const Outcome outcome = RunOn(failing, {"list"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors,
+                AllOf(HasSubstr(logged), EndsWith("tokenhost: the set-up of the card with " +
+                                                  failing.path() + " failed: " + cause + "\n")));
+  }
 }
 
 TEST_F(TokenhostTest, TheListIsForPeople) {
@@ -78,7 +78,7 @@ TEST_F(TokenhostTest, TheListIsForPrograms) {
 
 TEST_F(TokenhostTest, DuplicateObjectIdsAreWarnedOfAndListed) {
   const TestBundle twice(KELVRIN_NOISY_EXTENSION, "DuplicateDriver");
-  const Outcome outcome = RunWith(twice, {"list", "--json"});
+  const Outcome outcome = RunOn(twice, {"list", "--json"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(outcome.errors, HasSubstr("warning: several items have the object ID 02AB"));
   EXPECT_THAT(outcome.output, HasSubstr("\"duplicateObjectIDs\": [\n    \"02AB\"\n  ]"));

@@ -93,14 +93,12 @@ TEST_F(TokenhostTest, WhatStandsInTheWayOfAnOperationIsNamedBeforeAnythingIsLoad
 }
 
 TEST_F(TokenhostTest, AnUnknownKeyIsNamedAndNothingIsWritten) {
-  EXPECT_TRUE(Results().empty());
   const std::string target = folder / "results/out";
-  for (const std::vector<std::string>& arguments :
+  for (std::vector<std::string> arguments :
        {std::vector<std::string>{"sign", "--key", "0299", "--algorithm", "RSASignatureRaw"},
         std::vector<std::string>{"export", "0299"}}) {
-    std::vector<std::string> all = arguments;
-    all.insert(all.end(), {"--out", target});
-    const Outcome outcome = Run(all);
+    arguments.insert(arguments.end(), {"--out", target});
+    const Outcome outcome = Run(arguments);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.errors, HasSubstr("tokenhost: no key has the object ID or label '0299'\n"));
     EXPECT_EQ(outcome.output, "");
@@ -108,31 +106,23 @@ TEST_F(TokenhostTest, AnUnknownKeyIsNamedAndNothingIsWritten) {
   }
 }
 
-TEST_F(TokenhostTest, AKeyWithoutACertificateIsNotExported) {
-  const Outcome outcome = Run({"export", "02AB"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_THAT(outcome.errors, HasSubstr("no certificate on the card belongs to the key 02AB\n"));
-}
-
-TEST_F(TokenhostTest, ARefusedAlgorithmIsAFailureOfThePlatform) {
-  const Outcome outcome =
-      Run({"exchange", "--key", "02AB", "--algorithm", "ECDHKeyExchangeStandardX963SHA1"}, "peer");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors,
-              HasSubstr("the algorithm kSecKeyAlgorithmECDHKeyExchangeStandardX963SHA1 is "
-                        "not supported by the key (NSOSStatusErrorDomain, code -50)\n"));
-}
-
-TEST_F(TokenhostTest, WithoutPinFileAndTerminalThePinCannotBeAskedFor) {
-  const Outcome outcome = Run({"sign", "--key", "02AB", "--algorithm", "RSASignatureRaw"}, "abc");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_THAT(outcome.errors, HasSubstr("without a terminal: use --pin-file\n"));
+TEST_F(TokenhostTest, WhatCannotBeDoneIsNamedAndNothingIsWritten) {
+  const std::pair<std::vector<std::string>, const char*> rows[] = {
+      {{"export", "02AB"}, "no certificate on the card belongs to the key 02AB\n"},
+      {{"exchange", "--key", "02AB", "--algorithm", "ECDHKeyExchangeStandardX963SHA1"},
+       "the algorithm kSecKeyAlgorithmECDHKeyExchangeStandardX963SHA1 is not supported by the key "
+       "(NSOSStatusErrorDomain, code -50)\n"},
+      {{"sign", "--key", "02AB", "--algorithm", "RSASignatureRaw"},  // without a PIN file
+       "without a terminal: use --pin-file\n"}};
+  for (const auto& [arguments, text] : rows) {
+    const Outcome outcome = Run(arguments, "abc");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors, HasSubstr(text));
+  }
 }
 
 TEST_F(TokenhostTest, AWrongPinIsRefusedWithTheTokensErrorAndItsLogAndNeverShown) {
-  EXPECT_TRUE(Results().empty());
   WriteText(pin_file, "987654321");
   const std::string target = folder / "results/signature";
   const Outcome outcome = Sign({"--out", target, "--log", "default", "--show-private"});
@@ -164,7 +154,6 @@ TEST_F(TokenhostTest, StandardOutputHasTheSignatureAloneWhateverTheExtensionPrin
 }
 
 TEST_F(TokenhostTest, FilesAreReadAndReplacedWhole) {
-  EXPECT_TRUE(Results().empty());
   const std::string target = folder / "results/signature";
   WriteText(target, "something longer that was there before");
   chmod(target.c_str(), 0640);
