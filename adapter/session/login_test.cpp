@@ -32,16 +32,6 @@ class LoginTest : public BehaviourTest {
   const CK_BYTE* kept_at = nullptr;
 };
 
-TEST_F(LoginTest, EachOperationGetsThePinOnce) {
-  Extension extension(Adapter());
-  SetUpAndLogIn(extension, kPin);
-  for (int i = 1; i <= 3; ++i) {
-    EXPECT_EQ(Sign(extension), CKR_OK);
-    EXPECT_EQ(context_logins, i);
-  }
-  EXPECT_EQ(card.tries, 3);
-}
-
 TEST_F(LoginTest, PinIsWipedWhenTheLoginIsOver) {
   struct End {
     std::string name;
