@@ -1,6 +1,4 @@
 // How the module behind is brought up and down.
-#include <sys/stat.h>
-
 #include "adapter/testing/behaviour_fixture.h"
 #include "p11/bringup.h"
 #include "tests/module/faults.h"
@@ -29,13 +27,13 @@ class InitialisationTest : public BehaviourTest {
   std::optional<Extension> extension;
 };
 
-TEST_F(InitialisationTest, ModuleIsToldNothing) {
+TEST_F(InitialisationTest, ModuleIsToldNothingOrTheReservedTextAlone) {
   EXPECT_EQ(BringUp(), CKR_OK);
   EXPECT_FALSE(module.initialize_arguments);
-}
-
-TEST_F(InitialisationTest, ModuleGetsTheReservedTextAlone) {
-  EXPECT_EQ(BringUp("reserved = where='here'\n"), CKR_OK);
+  extension->Remove();
+  module.ForgetCalls();
+  Extension other(Adapter("reserved = where='here'\n", "libY"));
+  EXPECT_EQ(other.BringUp(), CKR_OK);
   ASSERT_TRUE(module.initialize_arguments);
   EXPECT_EQ(module.reserved, "where='here'");
   EXPECT_EQ(module.initialize_arguments->flags, 0U);
@@ -178,25 +176,21 @@ TEST_F(InitialisationTest, SessionsAreReadOnlyWhereTheModuleRefusesOthers) {
 
 TEST_F(InitialisationTest, SessionThatIsRefusedEitherWaySaysWhyAtFirst) {
   ASSERT_EQ(BringUp(), CKR_OK);
-  module.FailNext("C_OpenSession", CKR_DEVICE_MEMORY);
-  module.FailNext("C_OpenSession", CKR_DEVICE_ERROR);
   CK_SESSION_HANDLE session = 77;
-  const CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION;
-  EXPECT_EQ(extension->p11->C_OpenSession(extension->slot, flags, nullptr, nullptr, &session),
-            CKR_DEVICE_MEMORY);
-  EXPECT_EQ(session, 77U);
+  const auto open = [&](CK_FLAGS more) {
+    module.FailNext("C_OpenSession", CKR_DEVICE_MEMORY);
+    return extension->p11->C_OpenSession(extension->slot, CKF_SERIAL_SESSION | more, nullptr,
+                                         nullptr, &session);
+  };
   module.ForgetCalls();
-  module.FailNext("C_OpenSession", CKR_DEVICE_MEMORY);
-  EXPECT_EQ(extension->p11->C_OpenSession(extension->slot, CKF_SERIAL_SESSION, nullptr, nullptr,
-                                          &session),
-            CKR_DEVICE_MEMORY);
-  EXPECT_EQ(module.Count("C_OpenSession"), 1U);
-}
-
-TEST_F(InitialisationTest, SessionOfHandleZeroIsRefused) {
-  ASSERT_EQ(BringUp(), CKR_OK);
+  EXPECT_EQ(open(0), CKR_DEVICE_MEMORY);
+  EXPECT_EQ(module.Count("C_OpenSession"), 1U) << "there is no other way";
+  module.over.C_OpenSession = [](auto...) { return CK_RV{CKR_DEVICE_ERROR}; };
+  EXPECT_EQ(open(CKF_RW_SESSION), CKR_DEVICE_MEMORY);
+  EXPECT_EQ(session, 77U);
+  module.over.C_OpenSession = nullptr;
   module.next_session = 0;
-  EXPECT_EQ(extension->BringUp(), INIT_ERR_SESSION);
+  EXPECT_EQ(extension->BringUp(), INIT_ERR_SESSION) << "a handle of 0";
 }
 
 // The token's few sessions are for the caller.
@@ -234,45 +228,23 @@ TEST_F(InitialisationTest, InformationIsTheModulesInTheAdaptersVersion) {
   EXPECT_EQ(info.cryptokiVersion.major, 0);
 }
 
-// What C_Initialize prints and answers with this configuration of libX.dylib.
-class SetupErrorTest : public BehaviourTest {
- protected:
-  std::string InitialiseWith(const std::string& configuration, CK_RV expected) {
-    const auto library = folder / "libX.dylib";
-    if (!exists(library)) std::filesystem::copy_file(KELVRIN_ADAPTER_LIBRARY, library);
-    if (!configuration.empty()) folder.Write("libX.conf", configuration);
-    Extension extension(library);
+TEST_F(InitialisationTest, SetupErrorsNameFileAndLineUntilTheConfigurationIsCorrected) {
+  Extension one(Adapter());
+  const auto print = [&](const std::string& configuration, CK_RV expected) {
+    folder.Write("libX.conf", configuration);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(extension.BringUp(), expected);
+    EXPECT_EQ(one.BringUp(), expected) << configuration;
     return testing::internal::GetCapturedStderr();
-  }
-  std::string Conf() const { return "Kelvrin adapter: " + (folder / "libX.conf").string(); }
-};
-
-TEST_F(SetupErrorTest, EachNamesTheFileAndTheLine) {
-  EXPECT_THAT(InitialiseWith("", CKR_GENERAL_ERROR), StartsWith(Conf() + ": cannot be read"));
-  EXPECT_THAT(InitialiseWith("module = m\nprofile = x\n", CKR_GENERAL_ERROR),
-              StartsWith(Conf() + ":2: the key 'profile' is gone"));
+  };
+  const std::string conf = "Kelvrin adapter: " + (folder / "libX.conf").string();
+  EXPECT_THAT(print("module = m\nprofile = x\n", CKR_GENERAL_ERROR),
+              StartsWith(conf + ":2: the key 'profile' is gone"));
   EXPECT_THAT(
-      InitialiseWith("# here\nmodule = none.so\n", CKR_FUNCTION_FAILED),
-      StartsWith(Conf() + ":2: module '" + (folder / "none.so").string() + "' cannot be loaded"));
-  EXPECT_THAT(InitialiseWith("module = libX.dylib\n", CKR_FUNCTION_FAILED),
+      print("# here\nmodule = none.so\n", CKR_FUNCTION_FAILED),
+      StartsWith(conf + ":2: module '" + (folder / "none.so").string() + "' cannot be loaded"));
+  EXPECT_THAT(print("module = libX.dylib\n", CKR_FUNCTION_FAILED),
               HasSubstr("libX.dylib' is the adapter itself"));
-}
-
-TEST_F(SetupErrorTest, PipesAreRefusedAtOnce) {
-  ASSERT_EQ(mkfifo((folder / "pipe.so").c_str(), 0600), 0);
-  EXPECT_THAT(InitialiseWith("module = pipe.so\n", CKR_FUNCTION_FAILED),
-              HasSubstr("is no regular file"));
-  std::filesystem::remove(folder / "libX.conf");
-  ASSERT_EQ(mkfifo((folder / "libX.conf").c_str(), 0600), 0);
-  EXPECT_THAT(InitialiseWith("", CKR_GENERAL_ERROR), StartsWith(Conf()));
-}
-
-TEST_F(SetupErrorTest, CorrectedConfigurationIsReadByTheNextInitialize) {
-  AddCard();
-  InitialiseWith("modul = m\n", CKR_GENERAL_ERROR);
-  EXPECT_THAT(InitialiseWith(std::string("module = ") + MEMORY_MODULE_PATH, CKR_OK), IsEmpty());
+  EXPECT_THAT(print(std::string("module = ") + MEMORY_MODULE_PATH, CKR_OK), IsEmpty());
 }
 
 }  // namespace
