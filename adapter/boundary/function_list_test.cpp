@@ -25,31 +25,15 @@ CK_RV CallWithNothing(CK_RV (*entry)(Arguments...)) {
 }
 
 // What the extension and modulecheck call.
-const std::set<std::string> kServed = {"C_Initialize",
-                                       "C_Finalize",
-                                       "C_GetInfo",
-                                       "C_GetFunctionList",
-                                       "C_GetSlotList",
-                                       "C_GetSlotInfo",
-                                       "C_GetTokenInfo",
-                                       "C_GetMechanismList",
-                                       "C_GetMechanismInfo",
-                                       "C_OpenSession",
-                                       "C_CloseSession",
-                                       "C_CloseAllSessions",
-                                       "C_GetSessionInfo",
-                                       "C_Login",
-                                       "C_Logout",
-                                       "C_DestroyObject",
-                                       "C_GetAttributeValue",
-                                       "C_FindObjectsInit",
-                                       "C_FindObjects",
-                                       "C_FindObjectsFinal",
-                                       "C_SignInit",
-                                       "C_Sign",
-                                       "C_DecryptInit",
-                                       "C_Decrypt",
-                                       "C_DeriveKey"};
+const std::string kServed =
+    " C_Initialize C_Finalize C_GetInfo C_GetFunctionList C_GetSlotList C_GetSlotInfo "
+    "C_GetTokenInfo C_GetMechanismList C_GetMechanismInfo C_OpenSession C_CloseSession "
+    "C_CloseAllSessions C_GetSessionInfo C_Login C_Logout C_DestroyObject C_GetAttributeValue "
+    "C_FindObjectsInit C_FindObjects C_FindObjectsFinal C_SignInit C_Sign C_DecryptInit C_Decrypt "
+    "C_DeriveKey ";
+bool IsServed(const std::string& name) {
+  return kServed.find(" " + name + " ") != std::string::npos;
+}
 
 class FunctionListTest : public BehaviourTest {};
 
@@ -78,7 +62,7 @@ TEST_F(FunctionListTest, WhatNobodyCallsIsNotSupported) {
     }
     module.ForgetCalls();
 #define KELVRIN_EXPECT_NOT_SUPPORTED(name) \
-  if (!kServed.contains(#name)) EXPECT_EQ(CallWithNothing(p11->name), CKR_FUNCTION_NOT_SUPPORTED);
+  if (!IsServed(#name)) EXPECT_EQ(CallWithNothing(p11->name), CKR_FUNCTION_NOT_SUPPORTED);
     KELVRIN_FOR_EACH_FUNCTION(KELVRIN_EXPECT_NOT_SUPPORTED, KELVRIN_EXPECT_NOT_SUPPORTED)
 #undef KELVRIN_EXPECT_NOT_SUPPORTED
     EXPECT_THAT(module.Calls(), IsEmpty());
@@ -93,7 +77,7 @@ TEST_F(FunctionListTest, BeforeInitializeAndAfterFinalizeEveryServedEntrySaysSo)
                                         "C_DecryptInit"};
   for (int round = 0; round < 2; ++round) {
     const auto look = [&](const std::string& name, const auto& entry) {
-      if (!kServed.contains(name) || others.contains(name)) return;
+      if (!IsServed(name) || others.contains(name)) return;
       EXPECT_EQ(CallWithNothing(entry), CKR_CRYPTOKI_NOT_INITIALIZED) << name;
     };
 #define KELVRIN_LOOK(name) look(#name, p11->name);
