@@ -177,17 +177,6 @@ TEST_F(AttributesTest, UnreadableMechanismsOfTheSlotAreAFailureWithLengthZero) {
   }
 }
 
-TEST_F(AttributesTest, EcPublicKeyNeitherEncryptsNorWrapsAndDerivesAsTheSlotDoes) {
-  const auto key =
-      AddKey(CKO_PUBLIC_KEY, CKK_EC, {{CKA_ENCRYPT, kYes}, {CKA_WRAP, kYes}, {CKA_VERIFY, kYes}});
-  EXPECT_EQ(Value(key, CKA_ENCRYPT), Bytes{CK_FALSE});
-  EXPECT_EQ(Value(key, CKA_WRAP), Bytes{CK_FALSE});
-  EXPECT_EQ(Value(key, CKA_VERIFY), Bytes{CK_TRUE});
-  EXPECT_EQ(Value(key, CKA_DERIVE), Bytes{CK_TRUE});
-  Offer({CKM_ECDSA});
-  EXPECT_EQ(Value(key, CKA_DERIVE), Bytes{CK_FALSE});
-}
-
 TEST_F(AttributesTest, OtherObjectsAndWithoutTheRuleAllAreTheModules) {
   const std::string label = "\u00fc" + std::string(300, 'x');
   const decltype(MemoryObject::attributes) own = {

@@ -31,16 +31,6 @@ TEST_F(TokenObjectsTest, OversizeCertificateIsHiddenFromASearchByItsIdToo) {
   EXPECT_EQ(Find(CKO_CERTIFICATE, Bytes{1}), (Handles{small, large}));
 }
 
-TEST_F(TokenObjectsTest, CertificatesAreArrangedByTheKeysThatAreSeen) {
-  const auto without = AddCertificate({1});
-  const auto by_private = AddCertificate({2});
-  const auto by_public = AddCertificate({3});
-  AddObject(CKO_PRIVATE_KEY, {2});
-  AddObject(CKO_PUBLIC_KEY, {3});
-  EXPECT_EQ(Find(CKO_CERTIFICATE), (Handles{by_private, by_public, without}));
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY).size(), 1u);
-}
-
 TEST_F(TokenObjectsTest, CertificatesWithoutRulesAreTheModules) {
   SwitchOffAll();
   const auto large = AddCertificate({1}, Bytes(5000, 1));

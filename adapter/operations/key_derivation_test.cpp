@@ -75,10 +75,11 @@ TEST_F(KeyDerivationTest, PointGoesRawAtFirstAndThenInDer) {
   EXPECT_EQ(Derive(raw_), CKR_OK);
   EXPECT_EQ(Attribute(key_, CKA_VALUE_LEN), MemoryObject::Number(32));
   const CK_OBJECT_HANDLE derived = key_;
+  module.ForgetCalls();
   module.FailNext("C_DeriveKey", CKR_MECHANISM_PARAM_INVALID);
   module.FailNext("C_DeriveKey", CKR_DEVICE_ERROR);
   EXPECT_EQ(Derive(raw_), CKR_MECHANISM_PARAM_INVALID) << "the answer to the right form";
-  EXPECT_EQ(module.Count("C_DeriveKey"), 6u);
+  EXPECT_EQ(module.Count("C_DeriveKey"), 2u);
   EXPECT_EQ(key_, derived);
 }
 

@@ -107,29 +107,6 @@ TEST_F(SlotsTest, ReaderThatDoesNotFitCostsItsCardNoRoundTrip) {
   EXPECT_EQ(Shown(), Shows{}) << "what cannot be read does not fit";
 }
 
-TEST_F(SlotsTest, AskingForTheNumberChoosesAnew) {
-  MemoryCard& first = module.AddCard();
-  EXPECT_EQ(Shown(), Shows{7});
-  module.Pull(first);
-  module.AddCard();
-  EXPECT_EQ(slots_->Check(7), CKR_OK);
-  EXPECT_EQ(Shown(), Shows{8});
-}
-
-TEST_F(SlotsTest, ReInitialisationShowsTheTokenThatItMeansWhereverItIs) {
-  const MemoryCard& other = module.AddCard({.label = "A", .serial = "1"});
-  const MemoryCard& same_label = module.AddCard({.label = "A", .serial = "2"});
-  const MemoryCard& same_serial = module.AddCard({.label = "B", .serial = "1"});
-  for (const MemoryCard* card : {&other, &same_label, &same_serial}) {
-    Mean(*card);
-    EXPECT_EQ(Shown(), Shows{card->slot});
-    ASSERT_NE(slots_->meant(), nullptr);
-    EXPECT_EQ(*slots_->meant(), Identity(*card));
-  }
-  config_.token_label = "A";
-  EXPECT_EQ(Shown(), Shows{Slots::kAbsent}) << "the configuration holds for it too";
-}
-
 TEST_F(SlotsTest, SlotStandsInForATokenThatIsAbsent) {
   MemoryCard& meant = module.AddCard({.serial = "1"});
   module.AddCard({.serial = "2"});
@@ -158,6 +135,10 @@ TEST_F(SlotsTest, SlotStandsInForATokenThatIsAbsent) {
   EXPECT_EQ(module.Count(), 0u) << "nothing of it reaches the module";
   module.Insert(meant);
   EXPECT_EQ(Shown(), Shows{7}) << "back again";
+  ASSERT_NE(slots_->meant(), nullptr);
+  EXPECT_EQ(*slots_->meant(), Identity(meant));
+  config_.token_serial = "2";
+  EXPECT_EQ(Shown(), Shows{Slots::kAbsent}) << "the configuration holds for it too";
 }
 
 }  // namespace
