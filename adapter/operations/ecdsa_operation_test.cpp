@@ -27,7 +27,10 @@ TEST_F(EcdsaOperationTest, SignatureBecomesDerOrIsRefused) {
         Row{"two bytes, no curve", false, Bytes(2, 1), encoding::EcdsaSignatureToDer(Bytes(2, 1))},
         Row{"uneven, no curve", false, Bytes(63, 1), {}},
         Row{"nothing, no curve", false, {}, {}}}) {
-    if (!row.has_curve) HideCurve(), RefuseQuestions();
+    if (!row.has_curve) {
+      HideCurve();
+      RefuseQuestions();
+    }
     answer_ = row.answer;
     const CK_RV expected = row.result.empty() ? CKR_DEVICE_ERROR : CKR_OK;
     for (const auto type : {CKM_ECDSA, CKM_ECDSA_SHA1}) {

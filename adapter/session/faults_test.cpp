@@ -60,7 +60,10 @@ Fault AddCertificate(const encoding::CertificateWish& options) {
   return [=](const Ground& ground) { ground.AddCertificate(3, options); };
 }
 Fault Both(const Fault& one, const Fault& other) {
-  return [=](const Ground& ground) { one(ground), other(ground); };
+  return [=](const Ground& ground) {
+    one(ground);
+    other(ground);
+  };
 }
 
 struct Row {
