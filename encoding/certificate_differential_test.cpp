@@ -8,7 +8,6 @@
 #include "encoding/certificate.h"
 #include "encoding/testing/certificate_comparison.h"
 #include "encoding/testing/certificates.h"
-#include "encoding/testing/openssl_certificate.h"
 
 namespace kelvrin::encoding {
 namespace {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <vector>
 
 namespace kelvrin::encoding {
 namespace {
@@ -21,63 +22,57 @@ Bytes Brainpool(unsigned char arc) {
 
 Bytes Certicom(unsigned char arc) { return {0x06, 0x05, 0x2b, 0x81, 0x04, 0x00, arc}; }
 
-TEST(CurveSizeTest, IsUnknownForAnythingButACompleteObjectIdentifier) {
-  EXPECT_EQ(CurveSize({}), 0u);
-  EXPECT_EQ(CurveSize(Bytes{0x06}), 0u);
-  EXPECT_EQ(CurveSize(Bytes{0x06, 0x01, 0x2a}), 0u);
-  EXPECT_EQ(CurveSize(Bytes{0x06, 0x80}), 0u);
-  EXPECT_EQ(CurveSize(Bytes{0x06, 0x84, 0xff, 0xff, 0xff, 0xff}), 0u);
-  EXPECT_EQ(CurveSize(Bytes(kP256Parameters.begin(), kP256Parameters.end() - 1)), 0u);
-  EXPECT_EQ(CurveSize(Join(kP256Parameters, {0x00})), 0u);
-  EXPECT_EQ(CurveSize(Join({0x30}, Bytes(kP256Parameters.begin() + 1, kP256Parameters.end()))), 0u);
-  EXPECT_EQ(CurveSize(Brainpool(15)), 0u);
-  EXPECT_EQ(CurveSize(Certicom(0x24)), 0u);
-}
-
-TEST(CurveSizeTest, KnowsTheNamedPrimeCurves) {
-  EXPECT_EQ(CurveSize(kP256Parameters), 32u);
-  EXPECT_EQ(CurveSize(Certicom(0x0a)), 32u);
-  EXPECT_EQ(CurveSize(Certicom(0x21)), 28u);
-  EXPECT_EQ(CurveSize(Certicom(0x22)), 48u);
-  EXPECT_EQ(CurveSize(Certicom(0x23)), 66u);
-  EXPECT_EQ(CurveSize(Brainpool(7)), 32u);
-  EXPECT_EQ(CurveSize(Brainpool(9)), 40u);
-  EXPECT_EQ(CurveSize(Brainpool(14)), 64u);
+TEST(CurveSizeTest, IsKnownForTheNamedPrimeCurvesAlone) {
+  const Bytes& p256 = kP256Parameters;
+  for (const auto& [parameters, size] : std::vector<std::pair<Bytes, std::size_t>>{
+           {p256, 32},
+           {Certicom(0x0a), 32},
+           {Certicom(0x21), 28},
+           {Certicom(0x22), 48},
+           {Certicom(0x23), 66},
+           {Brainpool(7), 32},
+           {Brainpool(9), 40},
+           {Brainpool(14), 64},
+           {Brainpool(15), 0},
+           {Certicom(0x24), 0},
+           // Not one whole object identifier.
+           {{}, 0},
+           {{0x06}, 0},
+           {{0x06, 0x01, 0x2a}, 0},
+           {{0x06, 0x80}, 0},
+           {{0x06, 0x84, 0xff, 0xff, 0xff, 0xff}, 0},
+           {Bytes(p256.begin(), p256.end() - 1), 0},
+           {Join(p256, {0x00}), 0},
+           {Join({0x30}, Bytes(p256.begin() + 1, p256.end())), 0}}) {
+    EXPECT_EQ(CurveSize(parameters), size) << testing::PrintToString(parameters);
+  }
 }
 
 TEST(PublicPointTest, RefusesWhatIsNoPoint) {
-  EXPECT_FALSE(ReadPublicPoint({}));
-  EXPECT_FALSE(ReadPublicPoint(Bytes{0x04}));
-  EXPECT_FALSE(ReadPublicPoint(Bytes(65, 0x05)));
-  EXPECT_FALSE(ReadPublicPoint(Bytes(64, 0x04)));
-  EXPECT_FALSE(ReadPublicPoint(Join({0x04, 0x41}, Bytes(65, 0x05))));
-  EXPECT_FALSE(ReadPublicPoint(Join({0x04, 0x42}, Bytes(65, 0x04))));
+  for (const Bytes& bytes :
+       {Bytes(), Bytes{0x04}, Bytes(65, 0x05), Bytes(64, 0x04), Join({0x04, 0x41}, Bytes(65, 0x05)),
+        Join({0x04, 0x42}, Bytes(65, 0x04))}) {
+    EXPECT_FALSE(ReadPublicPoint(bytes)) << testing::PrintToString(bytes);
+  }
 }
 
-class PublicPointSizeTest : public testing::TestWithParam<std::size_t> {};
-
-TEST_P(PublicPointSizeTest, ReadsRawAndDerOfEachCurveSize) {
-  const std::size_t size = GetParam();
-  const Bytes raw = Join({0x04}, Bytes(2 * size, 0x3f));
-  const auto from_raw = ReadPublicPoint(raw);
-  ASSERT_TRUE(from_raw);
-  EXPECT_EQ(from_raw->size, size);
-  EXPECT_EQ(from_raw->raw, raw);
-  EXPECT_EQ(from_raw->der.at(0), 0x04);
-
-  const auto from_der = ReadPublicPoint(from_raw->der);
-  ASSERT_TRUE(from_der);
-  EXPECT_EQ(from_der->size, size);
-  EXPECT_EQ(from_der->raw, raw);
-  EXPECT_EQ(from_der->der, from_raw->der);
-}
-INSTANTIATE_TEST_SUITE_P(Curves, PublicPointSizeTest,
-                         testing::Values(20, 24, 28, 32, 40, 48, 64, 66));
-
-TEST(PublicPointTest, ReadsCompressedPoints) {
-  const auto point = ReadPublicPoint(Join({0x03}, Bytes(32, 0x11)));
-  ASSERT_TRUE(point);
-  EXPECT_EQ(point->size, 32u);
+TEST(PublicPointTest, ReadsRawAndDerOfEachCurveSizeAndCompressedPoints) {
+  for (const std::size_t size : {20u, 24u, 28u, 32u, 40u, 48u, 64u, 66u}) {
+    const Bytes raw = Join({0x04}, Bytes(2 * size, 0x3f));
+    const auto from_raw = ReadPublicPoint(raw);
+    ASSERT_TRUE(from_raw) << size;
+    EXPECT_EQ(from_raw->der.at(0), 0x04);
+    const auto from_der = ReadPublicPoint(from_raw->der);
+    ASSERT_TRUE(from_der) << size;
+    EXPECT_EQ(from_der->der, from_raw->der);
+    for (const auto& point : {from_raw, from_der}) {
+      EXPECT_EQ(point->size, size);
+      EXPECT_EQ(point->raw, raw);
+    }
+  }
+  const auto compressed = ReadPublicPoint(Join({0x03}, Bytes(32, 0x11)));
+  ASSERT_TRUE(compressed);
+  EXPECT_EQ(compressed->size, 32u);
 }
 
 }  // namespace

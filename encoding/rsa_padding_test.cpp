@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
+#include <vector>
 
 namespace kelvrin::encoding {
 namespace {
@@ -18,48 +20,45 @@ Bytes Block(std::size_t filler, const Bytes& message) {
   return block;
 }
 
-TEST(UnpadSignatureBlockTest, OtherBlocksAreNone) {
-  const Bytes good = Block(kSize - 3 - 5, {1, 2, 3, 4, 5});
-  ASSERT_TRUE(UnpadSignatureBlock(good, kSize));
-  for (const std::size_t position : {0u, 1u, 2u, 30u, 57u}) {
-    Bytes bad = good;
-    bad[position] ^= 0x55;
-    EXPECT_FALSE(UnpadSignatureBlock(bad, kSize)) << position;
-  }
-  EXPECT_FALSE(UnpadSignatureBlock({}, kSize));
-  EXPECT_FALSE(UnpadSignatureBlock(Bytes(kSize, 0), kSize));
-  EXPECT_FALSE(UnpadSignatureBlock(Bytes(kSize, 0xff), kSize));
+// A block with one byte changed.
+Bytes Changed(std::size_t position) {
+  Bytes block = Block(kSize - 3 - 5, {1, 2, 3, 4, 5});
+  block[position] ^= 0x55;
+  return block;
 }
 
-TEST(UnpadSignatureBlockTest, BlockWithoutEndOfItsFillerIsNone) {
-  Bytes block(kSize, 0xff);
-  block[0] = 0;
-  block[1] = 1;
-  EXPECT_FALSE(UnpadSignatureBlock(block, kSize));
-}
-
-TEST(UnpadSignatureBlockTest, EightBytesOfFillerAreTheLeast) {
-  EXPECT_FALSE(UnpadSignatureBlock(Block(7, Bytes(kSize - 10, 9)), kSize));
-  EXPECT_EQ(UnpadSignatureBlock(Block(8, Bytes(kSize - 11, 9)), kSize), Bytes(kSize - 11, 9));
-}
-
-TEST(UnpadSignatureBlockTest, MessageMayBeEmptyOrBeginWithZeros) {
-  EXPECT_EQ(UnpadSignatureBlock(Block(kSize - 3, {}), kSize), Bytes());
-  EXPECT_EQ(UnpadSignatureBlock(Block(kSize - 6, {0, 0, 1}), kSize), (Bytes{0, 0, 1}));
-}
-
-TEST(UnpadSignatureBlockTest, LeadingZeroMayBeLackingAndNothingElse) {
-  Bytes block = Block(kSize - 3 - 20, Bytes(20, 7));
-  block.erase(block.begin());
-  EXPECT_EQ(UnpadSignatureBlock(block, kSize), Bytes(20, 7));
-  block.erase(block.begin());
-  EXPECT_FALSE(UnpadSignatureBlock(block, kSize));
-}
-
-TEST(UnpadSignatureBlockTest, BlockOfAnotherSizeThanTheModulusIsNone) {
-  const Bytes block = Block(kSize - 3 - 20, Bytes(20, 7));
-  for (const std::size_t size : {std::size_t{0}, std::size_t{10}, kSize - 1, kSize + 1}) {
-    EXPECT_FALSE(UnpadSignatureBlock(block, size)) << size;
+TEST(UnpadSignatureBlockTest, MessageIsReadFromAWholeBlockAlone) {
+  const Bytes good = Block(kSize - 3 - 20, Bytes(20, 7));
+  Bytes endless = Block(kSize - 3, {});
+  endless.back() = 0xff;
+  struct Row {
+    const char* name;
+    Bytes block;
+    std::optional<Bytes> message = std::nullopt;
+    std::size_t modulus = kSize;
+  };
+  for (const Row& row : std::vector<Row>{
+           {"good", good, Bytes(20, 7)},
+           {"without its leading zero", Bytes(good.begin() + 1, good.end()), Bytes(20, 7)},
+           {"without the next byte", Bytes(good.begin() + 2, good.end())},
+           {"empty message", Block(kSize - 3, {}), Bytes()},
+           {"message that begins with zeros", Block(kSize - 6, {0, 0, 1}), Bytes{0, 0, 1}},
+           {"the least filler", Block(8, Bytes(kSize - 11, 9)), Bytes(kSize - 11, 9)},
+           {"less filler", Block(7, Bytes(kSize - 10, 9))},
+           {"filler without an end", endless},
+           {"changed zero", Changed(0)},
+           {"changed type", Changed(1)},
+           {"changed first filler", Changed(2)},
+           {"changed filler", Changed(30)},
+           {"changed last filler", Changed(57)},
+           {"no block", {}},
+           {"zeros", Bytes(kSize, 0)},
+           {"ones", Bytes(kSize, 0xff)},
+           {"modulus of no bytes", good, std::nullopt, 0},
+           {"modulus of ten bytes", good, std::nullopt, 10},
+           {"modulus that is shorter", good, std::nullopt, kSize - 1},
+           {"modulus that is longer", good, std::nullopt, kSize + 1}}) {
+    EXPECT_EQ(UnpadSignatureBlock(row.block, row.modulus), row.message) << row.name;
   }
 }
 

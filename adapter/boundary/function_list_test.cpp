@@ -26,33 +26,15 @@ CK_RV CallWithNothing(CK_RV (*entry)(Arguments...)) {
 }
 
 // What the extension and modulecheck call.
-const std::set<std::string> kServed = {
-    "C_Initialize",
-    "C_Finalize",
-    "C_GetInfo",
-    "C_GetFunctionList",
-    "C_GetSlotList",
-    "C_GetSlotInfo",
-    "C_GetTokenInfo",
-    "C_GetMechanismList",
-    "C_GetMechanismInfo",
-    "C_OpenSession",
-    "C_CloseSession",
-    "C_CloseAllSessions",
-    "C_GetSessionInfo",
-    "C_Login",
-    "C_Logout",
-    "C_DestroyObject",
-    "C_GetAttributeValue",
-    "C_FindObjectsInit",
-    "C_FindObjects",
-    "C_FindObjectsFinal",
-    "C_SignInit",
-    "C_Sign",
-    "C_DecryptInit",
-    "C_Decrypt",
-    "C_DeriveKey",
-};
+const std::string kServed =
+    " C_Initialize C_Finalize C_GetInfo C_GetFunctionList C_GetSlotList C_GetSlotInfo "
+    "C_GetTokenInfo C_GetMechanismList C_GetMechanismInfo C_OpenSession C_CloseSession "
+    "C_CloseAllSessions C_GetSessionInfo C_Login C_Logout C_DestroyObject C_GetAttributeValue "
+    "C_FindObjectsInit C_FindObjects C_FindObjectsFinal C_SignInit C_Sign C_DecryptInit C_Decrypt "
+    "C_DeriveKey ";
+bool IsServed(const std::string& name) {
+  return kServed.find(" " + name + " ") != std::string::npos;
+}
 
 class FunctionListTest : public BehaviourTest {};
 
@@ -81,7 +63,7 @@ TEST_F(FunctionListTest, WhatNobodyCallsIsNotSupported) {
     }
     module.ForgetCalls();
 #define KELVRIN_EXPECT_NOT_SUPPORTED(name) \
-  if (!kServed.contains(#name)) EXPECT_EQ(CallWithNothing(p11->name), CKR_FUNCTION_NOT_SUPPORTED);
+  if (!IsServed(#name)) EXPECT_EQ(CallWithNothing(p11->name), CKR_FUNCTION_NOT_SUPPORTED);
     KELVRIN_FOR_EACH_FUNCTION(KELVRIN_EXPECT_NOT_SUPPORTED, KELVRIN_EXPECT_NOT_SUPPORTED)
 #undef KELVRIN_EXPECT_NOT_SUPPORTED
     EXPECT_THAT(module.Calls(), IsEmpty());
@@ -91,11 +73,12 @@ TEST_F(FunctionListTest, WhatNobodyCallsIsNotSupported) {
 TEST_F(FunctionListTest, BeforeInitializeAndAfterFinalizeEveryServedEntrySaysSo) {
   AddCard();
   CK_FUNCTION_LIST* const p11 = LoadLibrary(Adapter());
+  // The last two take what they are given before they look.
+  const std::set<std::string> others = {"C_Initialize", "C_GetFunctionList", "C_SignInit",
+                                        "C_DecryptInit"};
   for (int round = 0; round < 2; ++round) {
-    const auto look = [](const std::string& name, const auto& entry) {
-      if (!kServed.contains(name) || name == "C_Initialize" || name == "C_GetFunctionList") return;
-      // These two take what they are given before they look.
-      if (name == "C_SignInit" || name == "C_DecryptInit") return;
+    const auto look = [&](const std::string& name, const auto& entry) {
+      if (!IsServed(name) || others.contains(name)) return;
       EXPECT_EQ(CallWithNothing(entry), CKR_CRYPTOKI_NOT_INITIALIZED) << name;
     };
 #define KELVRIN_LOOK(name) look(#name, p11->name);

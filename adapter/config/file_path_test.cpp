@@ -30,60 +30,43 @@ std::vector<std::string> ManyPaths() {
   return paths;
 }
 
-// Works in a folder for the length of a test.
-class WorkingFolder {
- public:
-  explicit WorkingFolder(const fs::path& folder) { fs::current_path(folder); }
-  ~WorkingFolder() { fs::current_path(before_); }
-  WorkingFolder(const WorkingFolder&) = delete;
-  WorkingFolder& operator=(const WorkingFolder&) = delete;
+// Works in a folder of its own.
+class AbsolutePathTest : public testing::Test {
+ protected:
+  AbsolutePathTest() { fs::current_path(folder_.path()); }
+  ~AbsolutePathTest() override { fs::current_path(before_); }
+  // The reason that AbsolutePath gives for refusing the path; 0 when it does not.
+  static int RefusalOf(const std::string& path) {
+    try {
+      AbsolutePath(path);
+    } catch (const std::system_error& error) {
+      return error.code().value();
+    }
+    return 0;
+  }
 
- private:
-  fs::path before_ = fs::current_path();
+  const fs::path before_ = fs::current_path();
+  TemporaryFolder folder_;
 };
 
-// The reason that AbsolutePath gives for refusing the path; 0 when it does not.
-int RefusalOf(const std::string& path) {
-  try {
-    AbsolutePath(path);
-  } catch (const std::system_error& error) {
-    return error.code().value();
-  }
-  return 0;
-}
-
-TEST(AbsolutePathTest, AbsoluteOneStaysAsItIs) {
+TEST_F(AbsolutePathTest, RelativeOneBeginsAtTheWorkingFolderHoweverDeepThatLies) {
   for (const char* path : {"/", "/a", "/a/../b//c/", "//x"}) EXPECT_EQ(AbsolutePath(path), path);
-}
-
-TEST(AbsolutePathTest, RelativeOneBeginsAtTheWorkingFolder) {
-  const TemporaryFolder folder;
-  const WorkingFolder working(folder.path());
-  const std::string here = fs::current_path().string();
-  EXPECT_EQ(AbsolutePath("a"), here + "/a");
-  EXPECT_EQ(AbsolutePath("./a/../b"), here + "/./a/../b");
-  fs::current_path("/");
-  EXPECT_EQ(AbsolutePath("a"), "/a");
-}
-
-TEST(AbsolutePathTest, WorkingFolderMayLieDeep) {
-  const TemporaryFolder folder;
-  const WorkingFolder working(folder.path());
+  EXPECT_EQ(AbsolutePath("./a/../b"), fs::current_path().string() + "/./a/../b");
   for (int depth = 0; depth < 5; ++depth) {
     const std::string name(200, static_cast<char>('a' + depth));
     fs::create_directory(name);
     fs::current_path(name);
   }
   EXPECT_EQ(AbsolutePath("x"), fs::current_path().string() + "/x");
+  fs::current_path("/");
+  EXPECT_EQ(AbsolutePath("a"), "/a");
 }
 
-TEST(AbsolutePathTest, EmptyOneAndMissingWorkingFolderAreToldApart) {
+TEST_F(AbsolutePathTest, EmptyOneAndMissingWorkingFolderAreRefused) {
   EXPECT_EQ(RefusalOf(""), ENOENT);
-  const TemporaryFolder folder;
-  const WorkingFolder working(folder.path());
   fs::create_directory("gone");
   fs::current_path("gone");
-  ASSERT_EQ(rmdir((folder / "gone").c_str()), 0);
+  ASSERT_EQ(rmdir((folder_ / "gone").c_str()), 0);
   EXPECT_EQ(RefusalOf("a"), ENOENT);
   EXPECT_EQ(AbsolutePath("/a"), "/a");
 }

@@ -28,7 +28,8 @@ TEST(UsableMechanismsTest, RsaKeysHaveRawAndPkcs1WherePkcs1ServesBoth) {
                          Row{{CKM_RSA_PKCS}, both}, Row{{CKM_RSA_PKCS, CKM_RSA_X_509}, both},
                          Row{{CKM_RSA_PKCS}, {CKM_RSA_PKCS}, Rule::kMissingRawRsa},
                          Row{{CKM_RSA_PKCS, CKM_SHA256_RSA_PKCS}, both, Rule::kEcdsa}}) {
-    EXPECT_EQ(UsableMechanisms(row.rules(), CKK_RSA, row.list), row.expected);
+    EXPECT_EQ(UsableMechanisms(row.rules(), CKK_RSA, row.list), row.expected)
+        << testing::PrintToString(row.list) << " without rule " << testing::PrintToString(row.off);
   }
 }
 
@@ -39,7 +40,8 @@ TEST(UsableMechanismsTest, EcKeysHaveFinishedSha1DigestsByPlainEcdsaAlone) {
                          Row{{kSha}, {}}, Row{{kSha}, {kSha}, Rule::kEcdsa},
                          Row{{CKM_ECDSA}, {CKM_ECDSA}, Rule::kEcdsa},
                          Row{{CKM_ECDSA, kSha}, {CKM_ECDSA, kSha}, Rule::kEcdsa}}) {
-    EXPECT_EQ(UsableMechanisms(row.rules(), CKK_EC, row.list), row.expected);
+    EXPECT_EQ(UsableMechanisms(row.rules(), CKK_EC, row.list), row.expected)
+        << testing::PrintToString(row.list) << " without rule " << testing::PrintToString(row.off);
   }
 }
 
@@ -59,7 +61,8 @@ TEST(CompleteMechanismsTest, ListGetsWhatCanBeServedAndLosesWhatCannot) {
         Row{{kSha, CKM_ECDSA}, {kSha, CKM_ECDSA}}, Row{{CKM_RSA_X_509}, {CKM_RSA_X_509}},
         Row{{CKM_RSA_X_509, CKM_RSA_PKCS}, {CKM_RSA_X_509, CKM_RSA_PKCS}},
         Row{{CKM_SHA256_RSA_PKCS}, {CKM_SHA256_RSA_PKCS}}}) {
-    EXPECT_EQ(CompleteMechanisms(row.rules(), row.list), row.expected);
+    EXPECT_EQ(CompleteMechanisms(row.rules(), row.list), row.expected)
+        << testing::PrintToString(row.list) << " without rule " << testing::PrintToString(row.off);
   }
 }
 

@@ -46,20 +46,16 @@ TEST_F(SearchTest, FailureIsPassedOnWithoutResultsAndEndsTheModulesSearch) {
   EXPECT_FALSE(IsSearching());
 }
 
-TEST_F(SearchTest, CountBeyondTheRoomIsNotBelieved) {
+TEST_F(SearchTest, ModuleThatClaimsMoreThanItsRoomOrNeverStopsIsNotBelieved) {
+  Handles found;
   module.over.C_FindObjects = [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE*, CK_ULONG room,
                                  CK_ULONG* count) {
     *count = room + 1;
     return CK_RV{CKR_OK};
   };
-  Handles found;
   EXPECT_EQ(Run(CKO_CERTIFICATE, &found), CKR_DEVICE_ERROR);
   EXPECT_FALSE(IsSearching());
-}
-
-TEST_F(SearchTest, ModuleThatNeverStopsIsStopped) {
   constexpr std::size_t kMost = 1U << 20;
-  Handles found;
   FindEndlessly(kMost);
   EXPECT_EQ(Run(CKO_DATA, &found), CKR_OK);
   EXPECT_EQ(found.size(), kMost);
@@ -71,20 +67,14 @@ TEST_F(SearchTest, ModuleThatNeverStopsIsStopped) {
 
 TEST_F(SearchTest, AllMatchesComeInTheModulesOrder) {
   Handles found = {99};
+  EXPECT_EQ(Run(CKO_DATA, &found), CKR_OK);
+  EXPECT_EQ(found, Handles());
+  // One module counts its objects from 0.
+  card_.Rehandle(certificates_[0], 0);
+  certificates_[0] = 0;
   EXPECT_EQ(Run(CKO_CERTIFICATE, &found), CKR_OK);
   EXPECT_EQ(found, certificates_);
   EXPECT_FALSE(IsSearching());
-  EXPECT_EQ(Run(CKO_DATA, &found), CKR_OK);
-  EXPECT_EQ(found, Handles());
-}
-
-// One module counts its objects from 0.
-TEST_F(SearchTest, HandleOfZeroIsAnObjectLikeOthers) {
-  card_.Rehandle(certificates_[0], 0);
-  certificates_[0] = 0;
-  Handles found;
-  EXPECT_EQ(Run(CKO_CERTIFICATE, &found), CKR_OK);
-  EXPECT_EQ(found, certificates_);
 }
 
 TEST_F(SearchTest, ResultsAreHandedOutInPieces) {

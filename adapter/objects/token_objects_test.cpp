@@ -1,4 +1,6 @@
 // What is remembered of a token, and for how long.
+#include <array>
+
 #include "adapter/objects/testing/token_objects_fixture.h"
 #include "tests/module/faults.h"
 
@@ -9,45 +11,16 @@ namespace {
 
 TEST_F(TokenObjectsTest, FailedSearchIsPassedOnAndForgetsWhatWasLearned) {
   const auto key = AddObject(CKO_PRIVATE_KEY, {1});
-  CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
-  CK_BYTE id = 2;
-  std::array<CK_ATTRIBUTE, 2> named = {
-      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, &id, 1}}};
-  for (const std::size_t wanted : {0u, 1u, 2u}) {
-    EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+  for (const std::optional<Bytes>& id : {std::optional<Bytes>(), std::optional(Bytes{2})}) {
+    EXPECT_EQ(Find(CKO_PRIVATE_KEY, Bytes{1}), Handles{key});
     module.ForgetCalls();
     module.FailNext("C_FindObjectsInit", CKR_DEVICE_REMOVED);
     Handles found = {99};
-    EXPECT_EQ(objects_.Find(session_, std::span(named).first(wanted), &found), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(TryFind(CKO_PRIVATE_KEY, id, &found), CKR_DEVICE_REMOVED);
     EXPECT_EQ(found, Handles());
-    EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
+    EXPECT_EQ(Find(CKO_PRIVATE_KEY, Bytes{1}), Handles{key});
     EXPECT_EQ(Searches(), 2u);
   }
-}
-
-TEST_F(TokenObjectsTest, SecondSearchForTheSameObjectCostsOneReadUntilItIsForgotten) {
-  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
-  module.ForgetCalls();
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
-  EXPECT_EQ(module.Calls(), std::vector<std::string>(5, "C_GetAttributeValue"));
-  objects_.Forget();
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
-  EXPECT_EQ(Searches(), 1u);
-}
-
-TEST_F(TokenObjectsTest, KeyThatIsNotThereIsSearchedForEachTime) {
-  EXPECT_TRUE(Find(CKO_PRIVATE_KEY, {1}).empty());
-  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
-}
-
-TEST_F(TokenObjectsTest, KeyWhoseIdWasChangedByAnotherProgramIsNotFoundByItsOldId) {
-  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{key});
-  Attribute(key, CKA_ID) = {2};
-  EXPECT_TRUE(Find(CKO_PRIVATE_KEY, {1}).empty());
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {2}), Handles{key});
 }
 
 // Nothing is signed with another key than the one asked for.
@@ -59,63 +32,46 @@ TEST_F(TokenObjectsTest, PrivateKeyThatAModuleFindsByAnotherIdIsDropped) {
   module.over.C_FindObjectsInit = [&](CK_SESSION_HANDLE session, CK_ATTRIBUTE* wanted, CK_ULONG) {
     return module.standard.C_FindObjectsInit(session, wanted, 1);  // finds every CKA_ID
   };
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{secretive});
-  EXPECT_EQ(Find(CKO_PRIVATE_KEY, {2}), (Handles{other, secretive}));
-  EXPECT_EQ(Find(CKO_PUBLIC_KEY, {1}), Handles{public_key});
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, Bytes{1}), Handles{secretive});
+  EXPECT_EQ(Find(CKO_PRIVATE_KEY, Bytes{2}), (Handles{other, secretive}));
+  EXPECT_EQ(Find(CKO_PUBLIC_KEY, Bytes{1}), Handles{public_key});
 }
 
-// --- searches of other shapes ---
-
-TEST_F(TokenObjectsTest, SearchesForMoreThanClassAndIdAreTheModules) {
-  const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+TEST_F(TokenObjectsTest, OnlySearchesForOneClassAndOneIdAreRemembered) {
+  const auto key = AddObject(CKO_PRIVATE_KEY, {});
   CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
-  CK_BYTE id = 1;
   CK_BYTE label = 'x';
-  const CK_ATTRIBUTE is_key = {CKA_CLASS, &object_class, sizeof(object_class)};
-  const CK_ATTRIBUTE has_id = {CKA_ID, &id, 1};
-  std::vector<std::vector<CK_ATTRIBUTE>> templates = {{is_key, has_id, {CKA_LABEL, &label, 1}},
-                                                      {has_id},
-                                                      {is_key},
-                                                      {is_key, is_key, has_id},
-                                                      {is_key, has_id, has_id}};
-  for (auto& wanted : templates) {
-    module.ForgetCalls();
-    for (int i = 0; i < 2; ++i) {
-      Handles found;
-      EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
-      EXPECT_EQ(found, Handles{key});
-    }
-    EXPECT_EQ(Searches(), 2u) << wanted.size();
-  }
-}
-
-TEST_F(TokenObjectsTest, OddTemplatesAreTheModulesBusiness) {
-  const auto data = AddObject(CKO_DATA, {});
-  CK_OBJECT_CLASS object_class = CKO_DATA;
   Bytes long_id(4097, 7);
+  const CK_ATTRIBUTE is_key = {CKA_CLASS, &object_class, sizeof(object_class)};
+  const CK_ATTRIBUTE has_id = {CKA_ID, nullptr, 0};
   module.over.C_FindObjectsInit = [&](CK_SESSION_HANDLE session, CK_ATTRIBUTE*, CK_ULONG) {
     return module.standard.C_FindObjectsInit(session, nullptr, 0);
   };
-  std::vector<std::vector<CK_ATTRIBUTE>> templates = {
-      {{CKA_CLASS, &object_class, 3}, {CKA_ID, nullptr, 0}},
-      {{CKA_CLASS, nullptr, sizeof(object_class)}, {CKA_ID, nullptr, 0}},
-      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, nullptr, 5}},
-      {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, long_id.data(), 4097}}};
-  for (auto& wanted : templates) {
+  struct Row {
+    const char* name;
+    std::vector<CK_ATTRIBUTE> wanted;
+    std::size_t searches;  // of two
+  };
+  for (Row& row :
+       std::vector<Row>{{"class and empty CKA_ID", {is_key, has_id}, 1},
+                        {"label too", {is_key, has_id, {CKA_LABEL, &label, 1}}, 2},
+                        {"CKA_ID alone", {has_id}, 2},
+                        {"class alone", {is_key}, 2},
+                        {"class twice", {is_key, is_key, has_id}, 2},
+                        {"CKA_ID twice", {is_key, has_id, has_id}, 2},
+                        {"short class", {{CKA_CLASS, &object_class, 3}, has_id}, 2},
+                        {"null class", {{CKA_CLASS, nullptr, sizeof(object_class)}, has_id}, 2},
+                        {"null CKA_ID", {is_key, {CKA_ID, nullptr, 5}}, 2},
+                        {"long CKA_ID", {is_key, {CKA_ID, long_id.data(), long_id.size()}}, 2}}) {
+    objects_.Forget();
     module.ForgetCalls();
-    Handles found;
-    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
-    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
-    EXPECT_EQ(found, Handles{data});
-    EXPECT_EQ(Searches(), 2u);
+    for (int i = 0; i < 2; ++i) {
+      Handles found;
+      EXPECT_EQ(objects_.Find(session_, row.wanted, &found), CKR_OK) << row.name;
+      EXPECT_EQ(found, Handles{key}) << row.name;
+    }
+    EXPECT_EQ(Searches(), row.searches) << row.name;
   }
-}
-
-TEST_F(TokenObjectsTest, EmptyIdIsAnIdLikeOthers) {
-  const auto key = AddObject(CKO_PRIVATE_KEY, {});
-  AddObject(CKO_PRIVATE_KEY, {1});
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(Find(CKO_PRIVATE_KEY, {}), Handles{key});
-  EXPECT_EQ(Searches(), 1u);
 }
 
 // --- refused handles ---
@@ -123,7 +79,7 @@ TEST_F(TokenObjectsTest, EmptyIdIsAnIdLikeOthers) {
 TEST_F(TokenObjectsTest, HandleThatIsRefusedIsReplacedOnceByWhatTheSearchFindsNow) {
   const auto key = AddObject(CKO_PRIVATE_KEY, {1});
   for (const CK_RV refusal : {CKR_OBJECT_HANDLE_INVALID, CKR_KEY_HANDLE_INVALID}) {
-    const Handles found = Find(CKO_PRIVATE_KEY, {1});
+    const Handles found = Find(CKO_PRIVATE_KEY, Bytes{1});
     card_.Rehandle(found[0], module.next_object++);
     Handles tried;
     const auto refuse = [&](CK_OBJECT_HANDLE object) {
@@ -132,7 +88,7 @@ TEST_F(TokenObjectsTest, HandleThatIsRefusedIsReplacedOnceByWhatTheSearchFindsNo
     };
     EXPECT_EQ(objects_.WithCurrent(session_, found[0], refuse), refusal);
     EXPECT_EQ(tried, (Handles{found[0], module.next_object - 1}));
-    EXPECT_EQ(Find(CKO_PRIVATE_KEY, {1}), Handles{module.next_object - 1});
+    EXPECT_EQ(Find(CKO_PRIVATE_KEY, Bytes{1}), Handles{module.next_object - 1});
   }
   int calls = 0;
   EXPECT_EQ(objects_.WithCurrent(session_, key,
@@ -145,10 +101,10 @@ TEST_F(TokenObjectsTest, WhatCannotBeFoundAgainIsNotReplaced) {
   const auto key = AddObject(CKO_PRIVATE_KEY, {1});
   EXPECT_FALSE(objects_.FindAgain(session_, key)) << "never found before";
   EXPECT_EQ(module.Count(), 0u);
-  Find(CKO_PRIVATE_KEY, {1});
+  Find(CKO_PRIVATE_KEY, Bytes{1});
   module.FailNext("C_FindObjectsInit", CKR_DEVICE_ERROR);
   EXPECT_FALSE(objects_.FindAgain(session_, key));
-  Find(CKO_PRIVATE_KEY, {1});
+  Find(CKO_PRIVATE_KEY, Bytes{1});
   card_.objects.clear();
   EXPECT_FALSE(objects_.FindAgain(session_, key)) << "gone";
   EXPECT_FALSE(objects_.FindAgain(session_, key));
@@ -159,20 +115,21 @@ TEST_F(TokenObjectsTest, WhatCannotBeFoundAgainIsNotReplaced) {
 
 TEST_F(TokenObjectsTest, FactsAreReadOnceForAKeyThatASearchHasFound) {
   const auto key = AddObject(CKO_PRIVATE_KEY, {1});
+  const auto size = [&] { return objects_.Facts(session_, key, true).size; };
   Attribute(key, CKA_MODULUS) = Bytes(256, 0xff);
-  EXPECT_EQ(objects_.Facts(session_, key, true).size, 256u);
+  EXPECT_EQ(size(), 256u);
   Attribute(key, CKA_MODULUS) = Bytes(512, 0xff);
-  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u) << "nobody searched for it";
-  Find(CKO_PRIVATE_KEY, {1});
-  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u);
+  EXPECT_EQ(size(), 512u) << "nobody searched for it";
+  Find(CKO_PRIVATE_KEY, Bytes{1});
+  EXPECT_EQ(size(), 512u);
   module.ForgetCalls();
-  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u);
+  EXPECT_EQ(size(), 512u);
   EXPECT_EQ(module.Count(), 0u);
   objects_.LearnSize(key, 3);
-  EXPECT_EQ(objects_.Facts(session_, key, true).size, 3u);
+  EXPECT_EQ(size(), 3u);
   objects_.Forget();
   objects_.LearnSize(key, 3);
-  EXPECT_EQ(objects_.Facts(session_, key, true).size, 512u);
+  EXPECT_EQ(size(), 512u);
 }
 
 TEST_F(TokenObjectsTest, FactsOfAnRsaKeyDependOnTheSlot) {
@@ -191,7 +148,7 @@ TEST_F(TokenObjectsTest, FactsOfAnRsaKeyDependOnTheSlot) {
 
 TEST_F(TokenObjectsTest, MechanismsAreReadOnceAndAnEmptyListIsNotRemembered) {
   faults::EmptyMechanismListOnce(module);
-  std::vector<CK_MECHANISM_TYPE> mechanisms = {1};
+  Mechanisms mechanisms = {1};
   EXPECT_EQ(objects_.GetMechanisms(&mechanisms), CKR_OK);
   EXPECT_TRUE(mechanisms.empty());
   module.FailNext("C_GetMechanismList", CKR_OK);

@@ -17,28 +17,33 @@ TEST_F(KeyOperationTest, WithoutInitNothingReachesTheModule) {
   EXPECT_EQ(Run(kSign, {1}), CKR_OPERATION_NOT_INITIALIZED);
 }
 
-TEST_F(KeyOperationTest, InitFailureIsPassedOnAndLeavesNothingBehind) {
-  for (const auto& [kind, function] :
-       {std::pair(kSign, "C_SignInit"), std::pair(kDecrypt, "C_DecryptInit")}) {
-    module.FailNext(function, CKR_KEY_FUNCTION_NOT_PERMITTED);
-    EXPECT_EQ(Init(kind, CKM_RSA_PKCS, rsa_), CKR_KEY_FUNCTION_NOT_PERMITTED);
-    EXPECT_TRUE(HasNoWorker());
-    EXPECT_EQ(Run(kind, {1}), CKR_OPERATION_NOT_INITIALIZED);
+TEST_F(KeyOperationTest, FailureIsPassedOnAndLeavesNothingInTheWayOfTheNext) {
+  answer_ = kAnswer;
+  faults::FailureLeavesOperation(module);
+  for (const auto& [kind, init, run] : {std::tuple(kSign, "C_SignInit", "C_Sign"),
+                                        std::tuple(kDecrypt, "C_DecryptInit", "C_Decrypt")}) {
+    module.FailNext(init, CKR_KEY_FUNCTION_NOT_PERMITTED);
+    EXPECT_EQ(Init(kind, CKM_RSA_PKCS, rsa_), CKR_KEY_FUNCTION_NOT_PERMITTED) << init;
+    EXPECT_TRUE(HasNoWorker()) << init;
+    EXPECT_EQ(Run(kind, {1}), CKR_OPERATION_NOT_INITIALIZED) << init;
+    ASSERT_EQ(Init(kind, CKM_AES_CBC, rsa_), CKR_MECHANISM_INVALID) << init;
+    ASSERT_EQ(Init(kind, CKM_RSA_PKCS, rsa_), CKR_OK) << init;
+    module.FailNext(run, CKR_DEVICE_ERROR);
+    EXPECT_EQ(Run(kind, {1}), CKR_DEVICE_ERROR) << run;
+    EXPECT_TRUE(HasNoWorker()) << run;
+    EXPECT_EQ(Run(kind, {1}), CKR_OPERATION_NOT_INITIALIZED) << run;
+    EXPECT_EQ(Perform(kind, CKM_RSA_PKCS, rsa_, {1}), CKR_OK) << run;
   }
 }
 
-TEST_F(KeyOperationTest, FailedOperationDoesNotStandInTheWayOfTheNext) {
-  answer_ = kAnswer;
-  faults::FailureLeavesOperation(module);
-  for (const auto& [kind, function] :
-       {std::pair(kSign, "C_Sign"), std::pair(kDecrypt, "C_Decrypt")}) {
-    ASSERT_EQ(Init(kind, CKM_AES_CBC, rsa_), CKR_MECHANISM_INVALID);
-    ASSERT_EQ(Init(kind, CKM_RSA_PKCS, rsa_), CKR_OK);
-    module.FailNext(function, CKR_DEVICE_ERROR);
-    EXPECT_EQ(Run(kind, {1}), CKR_DEVICE_ERROR);
-    EXPECT_TRUE(HasNoWorker());
-    EXPECT_EQ(Run(kind, {1}), CKR_OPERATION_NOT_INITIALIZED);
-    EXPECT_EQ(Init(kind, CKM_RSA_PKCS, rsa_), CKR_OK);
+TEST_F(KeyOperationTest, FailureForgetsWhatWasLearned) {
+  for (const char* function : {"C_SignInit", "C_Sign"}) {
+    Find(CKO_PRIVATE_KEY, Bytes{1});
+    module.FailNext(function, CKR_DEVICE_REMOVED);
+    EXPECT_EQ(Perform(kSign, CKM_RSA_PKCS, rsa_, {1}), CKR_DEVICE_REMOVED) << function;
+    module.ForgetCalls();
+    Find(CKO_PRIVATE_KEY, Bytes{1});
+    EXPECT_EQ(Searches(), 1u) << function;
   }
 }
 
@@ -76,35 +81,26 @@ TEST_F(KeyOperationTest, NewInitReplacesAnOperationUnderWay) {
   EXPECT_EQ(output_, answer_) << "nothing of the one before";
 }
 
-TEST_F(KeyOperationTest, SmallBufferStaysUntouchedAndLosesNothing) {
-  answer_ = kAnswer;
-  ASSERT_EQ(Init(kDecrypt, CKM_RSA_PKCS, rsa_), CKR_OK);
-  EXPECT_EQ(Run(kDecrypt, {1}, 2), CKR_BUFFER_TOO_SMALL);
-  EXPECT_EQ(size_, 3u);
-  EXPECT_EQ(output_, (Bytes{0xee, 0xee}));
-  EXPECT_EQ(Run(kDecrypt, {1}, 3), CKR_OK);
-  EXPECT_EQ(output_, kAnswer);
-  EXPECT_EQ(module.Count("C_Decrypt"), 1u);
-}
-
-TEST_F(KeyOperationTest, AskingForTheSizeKeepsTheOperation) {
+TEST_F(KeyOperationTest, SmallBufferAndAskingForTheSizeLoseNothing) {
   answer_ = kAnswer;
   ASSERT_EQ(Init(kDecrypt, CKM_RSA_PKCS, rsa_), CKR_OK);
   const CK_BYTE data = 1;
-  CK_ULONG size = 0;
-  EXPECT_EQ(operation_.Run(kDecrypt, &data, 1, nullptr, &size), CKR_OK);
-  EXPECT_EQ(size, 3u);
-  EXPECT_EQ(Run(kDecrypt, {1}), CKR_OK);
+  EXPECT_EQ(operation_.Run(kDecrypt, &data, 1, nullptr, &size_), CKR_OK);
+  EXPECT_EQ(size_, 3u);
+  EXPECT_EQ(Run(kDecrypt, {1}, 2), CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size_, 3u);
+  EXPECT_EQ(output_, (Bytes{0xee, 0xee})) << "untouched";
+  EXPECT_EQ(Run(kDecrypt, {1}, 3), CKR_OK);
   EXPECT_EQ(output_, kAnswer);
+  EXPECT_EQ(module.Count("C_Decrypt"), 1u);
 }
 
 TEST_F(KeyOperationTest, ResultThatClaimsMoreThanItsRoomIsAFailure) {
   const std::size_t room = 4096 + 256;
   for (const std::size_t more : {0u, 1u}) {
     answer_ = Bytes(room + more, 0x55);
-    const CK_RV expected = more == 0 ? CKR_OK : CKR_DEVICE_ERROR;
     ASSERT_EQ(Init(kDecrypt, CKM_RSA_PKCS, rsa_), CKR_OK);
-    EXPECT_EQ(Run(kDecrypt, Bytes(256, 1), room), expected);
+    EXPECT_EQ(Run(kDecrypt, Bytes(256, 1), room), more == 0 ? CKR_OK : CKR_DEVICE_ERROR);
     if (more == 0) EXPECT_EQ(output_, *answer_);
     EXPECT_EQ(HasNoWorker(), more != 0);
   }
@@ -126,45 +122,15 @@ TEST_F(KeyOperationTest, InputOfMoreThan64MiBIsRefused) {
 TEST_F(KeyOperationTest, EmptyInputReachesTheModuleAsAValidPointer) {
   faults::RefusesNullInput(module);
   answer_ = Bytes(64, 1);
-  struct Row {
-    OperationKind kind;
-    CK_MECHANISM_TYPE mechanism;
-    CK_OBJECT_HANDLE key;
-  };
-  for (const Row& row : {Row{kSign, CKM_RSA_PKCS, rsa_}, Row{kSign, CKM_ECDSA, ec_},
-                         Row{kDecrypt, CKM_RSA_PKCS, rsa_}, Row{kSign, CKM_RSA_X_509, rsa_}}) {
+  for (const auto& [kind, mechanism, key] :
+       {std::tuple(kSign, CKM_RSA_PKCS, rsa_), std::tuple(kSign, CKM_ECDSA, ec_),
+        std::tuple(kDecrypt, CKM_RSA_PKCS, rsa_)}) {
     input_ = {9};
-    ASSERT_EQ(Init(row.kind, row.mechanism, row.key), CKR_OK);
+    ASSERT_EQ(Init(kind, mechanism, key), CKR_OK);
     output_.assign(1024, 0);
     size_ = output_.size();
-    EXPECT_EQ(operation_.Run(row.kind, nullptr, 0, output_.data(), &size_), CKR_OK);
-    EXPECT_EQ(input_, Bytes(row.mechanism == CKM_RSA_X_509 ? 256 : 0, 0));
-  }
-}
-
-TEST_F(KeyOperationTest, RefusedHandleIsReplacedByTheSameKeysNewOne) {
-  Search(1);
-  card_.Rehandle(rsa_, 900);
-  EXPECT_EQ(Perform(kSign, CKM_RSA_PKCS, rsa_, {1}), CKR_OK);
-  EXPECT_EQ(Init(kSign, CKM_RSA_PKCS, 4711), CKR_KEY_HANDLE_INVALID) << "never found";
-}
-
-TEST_F(KeyOperationTest, FailureForgetsWhatWasLearned) {
-  const std::vector<std::function<void()>> failures = {
-      [&] {
-        module.FailNext("C_SignInit", CKR_DEVICE_ERROR);
-        EXPECT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_DEVICE_ERROR);
-      },
-      [&] {
-        module.FailNext("C_Sign", CKR_DEVICE_REMOVED);
-        EXPECT_EQ(Perform(kSign, CKM_RSA_PKCS, rsa_, {1}), CKR_DEVICE_REMOVED);
-      }};
-  for (const auto& fail : failures) {
-    Search(1);
-    fail();
-    module.ForgetCalls();
-    Search(1);
-    EXPECT_EQ(module.Count("C_FindObjectsInit"), 1u);
+    EXPECT_EQ(operation_.Run(kind, nullptr, 0, output_.data(), &size_), CKR_OK) << mechanism;
+    EXPECT_EQ(input_, Bytes()) << mechanism;
   }
 }
 
@@ -181,14 +147,6 @@ TEST_F(KeyOperationTest, WorkerThatHasNothingToDoIsIdle) {
   EXPECT_EQ(Run(kSign, {1}), CKR_OK);
   ASSERT_EQ(Perform(kSign, CKM_RSA_PKCS, rsa_, {1}), CKR_OK);
   EXPECT_TRUE(operation_.CloseIdleWorker());
-}
-
-TEST_F(KeyOperationTest, ActiveSessionIsTheWorkersWhileAnOperationRuns) {
-  EXPECT_FALSE(operation_.ActiveSession());
-  ASSERT_EQ(Init(kSign, CKM_RSA_PKCS, rsa_), CKR_OK);
-  EXPECT_EQ(operation_.ActiveSession(), noted_.at(0));
-  ASSERT_EQ(Run(kSign, {1}), CKR_OK);
-  EXPECT_FALSE(operation_.ActiveSession());
 }
 
 TEST_F(KeyOperationTest, ClosingAndDroppingEndTheOperationTheLatterWithoutACall) {

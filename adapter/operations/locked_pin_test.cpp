@@ -14,30 +14,62 @@
 namespace kelvrin::adapter {
 namespace {
 
+using Bytes = std::vector<CK_BYTE>;
+
 void Keep(LockedPin& locked, const std::string& pin) {
   locked.Keep(reinterpret_cast<const CK_BYTE*>(pin.data()), pin.size());
 }
 
 std::string Text(LockedPin& locked) { return {locked.data(), locked.data() + locked.size()}; }
 
-TEST(LockedPinTest, NothingIsKeptAtFirst) {
-  LockedPin locked;
-  EXPECT_FALSE(locked.has_pin());
-  EXPECT_EQ(locked.data(), nullptr);
-  EXPECT_EQ(locked.size(), 0u);
-  locked.Wipe();
-}
+// What the memory holds after the PIN's length is overwritten.
+Bytes Memory(const CK_BYTE* memory) { return {memory, memory + 255}; }
 
 TEST(LockedPinTest, EmptyAndOverlongPinsAreNotKept) {
   LockedPin locked;
-  for (const std::string& pin : {std::string(), std::string(256, '1'), std::string(100000, '1')}) {
+  EXPECT_FALSE(locked.has_pin()) << "nothing at first";
+  EXPECT_EQ(locked.data(), nullptr);
+  EXPECT_EQ(locked.size(), 0u);
+  locked.Wipe();
+  for (const std::size_t size : {0u, 256u, 100000u}) {
     Keep(locked, "1234");
-    Keep(locked, pin);
-    EXPECT_FALSE(locked.has_pin());
-    EXPECT_EQ(locked.data(), nullptr);
+    Keep(locked, std::string(size, '1'));
+    EXPECT_FALSE(locked.has_pin()) << size;
+    EXPECT_EQ(locked.data(), nullptr) << size;
   }
-  Keep(locked, std::string(255, '1'));
-  EXPECT_EQ(Text(locked), std::string(255, '1'));
+}
+
+TEST(LockedPinTest, PinIsACopyThatANewOneOverwritesAsWipingDoes) {
+  LockedPin locked;
+  for (const std::size_t size : {1u, 6u, 255u}) {
+    std::string pin(size, '7');
+    Keep(locked, pin);
+    pin.assign(size, '0');
+    EXPECT_EQ(Text(locked), std::string(size, '7'));
+    const CK_BYTE* const memory = locked.data();
+    Keep(locked, "9");
+    EXPECT_EQ(Text(locked), "9");
+    Bytes nine(255, 0);
+    nine[0] = '9';
+    EXPECT_EQ(Memory(memory), nine) << "nothing of the old one";
+    locked.Wipe();
+    EXPECT_FALSE(locked.has_pin());
+    EXPECT_EQ(locked.size(), 0u);
+    EXPECT_EQ(Memory(memory), Bytes(255, 0));
+  }
+}
+
+TEST(LockedPinTest, PinOfTheReaderHasNoBytes) {
+  LockedPin locked;
+  Keep(locked, "1234");
+  const CK_BYTE* const memory = locked.data();
+  locked.Keep(nullptr, 0);
+  EXPECT_TRUE(locked.has_pin());
+  EXPECT_EQ(locked.data(), nullptr);
+  EXPECT_EQ(locked.size(), 0u);
+  EXPECT_EQ(Memory(memory), Bytes(255, 0));
+  locked.Wipe();
+  EXPECT_FALSE(locked.has_pin());
 }
 
 TEST(LockedPinTest, PinIsNotKeptWithoutMemoryForIt) {
@@ -56,18 +88,6 @@ TEST(LockedPinTest, PinIsNotKeptWithoutMemoryForIt) {
   EXPECT_EQ(Text(locked), "1");
 }
 
-TEST(LockedPinTest, WipingOverwritesTheMemory) {
-  LockedPin locked;
-  for (const std::size_t size : {std::size_t{1}, std::size_t{6}, std::size_t{255}}) {
-    Keep(locked, std::string(size, '7'));
-    const CK_BYTE* const memory = locked.data();
-    locked.Wipe();
-    EXPECT_FALSE(locked.has_pin());
-    EXPECT_EQ(locked.size(), 0u);
-    EXPECT_EQ(std::vector<CK_BYTE>(memory, memory + 255), std::vector<CK_BYTE>(255, 0));
-  }
-}
-
 TEST(LockedPinTest, MemoryIsGivenBackAtTheEnd) {
   void* page = nullptr;
   const auto page_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -78,39 +98,6 @@ TEST(LockedPinTest, MemoryIsGivenBackAtTheEnd) {
     EXPECT_EQ(msync(page, page_size, MS_ASYNC), 0);
   }
   EXPECT_NE(msync(page, page_size, MS_ASYNC), 0);
-}
-
-TEST(LockedPinTest, NewPinLeavesNothingOfTheOld) {
-  LockedPin locked;
-  Keep(locked, "123456");
-  const CK_BYTE* const memory = locked.data();
-  Keep(locked, "9");
-  EXPECT_EQ(Text(locked), "9");
-  EXPECT_EQ(std::vector<CK_BYTE>(memory + 1, memory + 6), std::vector<CK_BYTE>(5, 0));
-}
-
-TEST(LockedPinTest, PinOfTheReaderHasNoBytes) {
-  LockedPin locked;
-  Keep(locked, "1234");
-  const CK_BYTE* const memory = locked.data();
-  locked.Keep(nullptr, 0);
-  EXPECT_TRUE(locked.has_pin());
-  EXPECT_EQ(locked.data(), nullptr);
-  EXPECT_EQ(locked.size(), 0u);
-  EXPECT_EQ(std::vector<CK_BYTE>(memory, memory + 4), std::vector<CK_BYTE>(4, 0));
-  Keep(locked, "56");
-  EXPECT_EQ(Text(locked), "56");
-  locked.Keep(nullptr, 0);
-  locked.Wipe();
-  EXPECT_FALSE(locked.has_pin());
-}
-
-TEST(LockedPinTest, PinIsACopy) {
-  LockedPin locked;
-  std::string pin = "1234";
-  Keep(locked, pin);
-  pin = "0000";
-  EXPECT_EQ(Text(locked), "1234");
 }
 
 #ifdef __linux__

@@ -19,10 +19,7 @@ class WorkerSessionTest : public CardTest {
       return turn < results.size() ? results[turn] : CK_RV{CKR_OK};
     });
   }
-  // The token has no session left for this many attempts.
-  void HaveNoSessionLeft(int attempts) {
-    for (int i = 0; i < attempts; ++i) module.FailNext("C_OpenSession", CKR_SESSION_COUNT);
-  }
+  bool HasNoWorker() const { return !worker_.is_open() && module.sessions.size() == 1; }
 
   std::vector<CK_SESSION_HANDLE> noted_;
   bool token_lives_ = true;
@@ -33,38 +30,19 @@ class WorkerSessionTest : public CardTest {
                         }};
 };
 
-TEST_F(WorkerSessionTest, FailureToOpenIsPassedOn) {
+TEST_F(WorkerSessionTest, SessionThatCannotBeHadStartsNothing) {
   module.FailNext("C_OpenSession", CKR_DEVICE_REMOVED);
   EXPECT_EQ(Begin(), CKR_DEVICE_REMOVED);
-  EXPECT_TRUE(started_on_.empty());
-  EXPECT_TRUE(noted_.empty());
-  EXPECT_FALSE(worker_.is_open());
-}
-
-TEST_F(WorkerSessionTest, InvalidHandleFromTheModuleIsNotUsed) {
+  EXPECT_TRUE(HasNoWorker());
+  // The handle was that of another session on the token, which the module has lost.
+  token_lives_ = false;
+  EXPECT_EQ(Begin(), CKR_TOKEN_NOT_PRESENT);
+  EXPECT_TRUE(HasNoWorker());
+  EXPECT_EQ(noted_.size(), 1u);
   module.next_session = CK_INVALID_HANDLE;
   EXPECT_EQ(Begin(), CKR_DEVICE_ERROR);
   EXPECT_TRUE(started_on_.empty());
-  EXPECT_TRUE(noted_.empty());
-}
-
-// The handle was that of another session on the token, which the module has lost.
-TEST_F(WorkerSessionTest, HandleThatEndsTheTokensLifeIsClosedAndNotUsed) {
-  token_lives_ = false;
-  EXPECT_EQ(Begin(), CKR_TOKEN_NOT_PRESENT);
-  EXPECT_TRUE(started_on_.empty());
   EXPECT_EQ(noted_.size(), 1u);
-  EXPECT_EQ(module.sessions.size(), 1u);
-  EXPECT_FALSE(worker_.is_open());
-}
-
-TEST_F(WorkerSessionTest, FailureToStartClosesTheWorkerAndAFreshOneIsNotTriedTwice) {
-  for (const CK_RV failure : {CKR_KEY_HANDLE_INVALID, CKR_OPERATION_ACTIVE}) {
-    EXPECT_EQ(Begin({failure}), failure);
-    EXPECT_EQ(started_on_.size(), 1u);
-    EXPECT_EQ(module.sessions.size(), 1u);
-    EXPECT_FALSE(worker_.is_open());
-  }
 }
 
 TEST_F(WorkerSessionTest, StaleSessionIsReplacedOnce) {
@@ -77,32 +55,19 @@ TEST_F(WorkerSessionTest, StaleSessionIsReplacedOnce) {
   }
   EXPECT_EQ(Begin({CKR_OPERATION_ACTIVE, CKR_OPERATION_ACTIVE}), CKR_OPERATION_ACTIVE);
   EXPECT_EQ(started_on_.size(), 2u);
-}
-
-TEST_F(WorkerSessionTest, OtherFailuresOfAUsedSessionAreNotTriedAgain) {
-  ASSERT_EQ(Begin(), CKR_OK);
-  EXPECT_EQ(Begin({CKR_DEVICE_ERROR}), CKR_DEVICE_ERROR);
+  EXPECT_TRUE(HasNoWorker());
+  EXPECT_EQ(Begin({CKR_OPERATION_ACTIVE}), CKR_OPERATION_ACTIVE) << "a fresh one is not at fault";
   EXPECT_EQ(started_on_.size(), 1u);
 }
 
-TEST_F(WorkerSessionTest, NothingIsTriedAgainWhereTheCallersSessionIsGoneToo) {
+TEST_F(WorkerSessionTest, OtherFailuresAndThoseOfTheCallersSessionTooAreNotTriedAgain) {
+  ASSERT_EQ(Begin(), CKR_OK);
+  EXPECT_EQ(Begin({CKR_DEVICE_ERROR}), CKR_DEVICE_ERROR);
+  EXPECT_EQ(started_on_.size(), 1u);
   ASSERT_EQ(Begin(), CKR_OK);
   module.FailNext("C_GetSessionInfo", CKR_SESSION_HANDLE_INVALID);
   EXPECT_EQ(Begin({CKR_SESSION_HANDLE_INVALID}), CKR_SESSION_HANDLE_INVALID);
   EXPECT_EQ(started_on_.size(), 1u);
-  EXPECT_EQ(noted_.size(), 1u);
-}
-
-TEST_F(WorkerSessionTest, IsOpenedOnceWithTheCallersSlotAndFlags) {
-  EXPECT_FALSE(worker_.is_open());
-  EXPECT_EQ(worker_.handle(), session_);
-  EXPECT_EQ(Begin(), CKR_OK);
-  EXPECT_EQ(Begin(), CKR_OK);
-  EXPECT_EQ(module.Calls(), std::vector<std::string>{"C_OpenSession"});
-  EXPECT_EQ(noted_, std::vector<CK_SESSION_HANDLE>{worker_.handle()});
-  const MemorySession& session = module.sessions.at(worker_.handle());
-  EXPECT_EQ(session.slot, slot_);
-  EXPECT_EQ(session.flags, kFlags);
 }
 
 TEST_F(WorkerSessionTest, ClosingTwiceClosesOnceAndDroppingNever) {
@@ -110,7 +75,7 @@ TEST_F(WorkerSessionTest, ClosingTwiceClosesOnceAndDroppingNever) {
   worker_.Close();
   worker_.Close();
   EXPECT_EQ(module.Count("C_CloseSession"), 1u);
-  EXPECT_EQ(module.sessions.size(), 1u);
+  EXPECT_TRUE(HasNoWorker());
   ASSERT_EQ(Begin(), CKR_OK);
   worker_.Drop();
   worker_.Close();
@@ -118,36 +83,28 @@ TEST_F(WorkerSessionTest, ClosingTwiceClosesOnceAndDroppingNever) {
   EXPECT_FALSE(worker_.is_open());
 }
 
-TEST_F(WorkerSessionTest, CallersSessionWorksWhereTheTokenHasNoSessionLeft) {
-  HaveNoSessionLeft(1);
-  EXPECT_EQ(Begin(), CKR_OK);
-  EXPECT_EQ(started_on_, std::vector<CK_SESSION_HANDLE>{session_});
-  EXPECT_FALSE(worker_.is_open());
-  EXPECT_TRUE(noted_.empty());
-  EXPECT_EQ(Begin(), CKR_OK);
-  EXPECT_NE(started_on_[0], session_) << "there is one again";
-}
-
-TEST_F(WorkerSessionTest, OperationOnTheCallersSessionIsEndedAndNotTheSession) {
-  HaveNoSessionLeft(2);
-  const auto end = [&](CK_SESSION_HANDLE session, CK_BYTE* result, CK_ULONG* size) {
-    EXPECT_EQ(session, session_);
-    std::fill_n(result, *size, 7);
-    *size = 0;
-    return CK_RV{CKR_OK};
-  };
+// Where the token has no session left; that one is never closed, but what is open on it is ended.
+TEST_F(WorkerSessionTest, CallersSessionWorksInTheWorkersPlace) {
   std::vector<CK_ULONG> rooms;
   module.over.C_SignFinal =
       module.over.C_DecryptFinal = [&](CK_SESSION_HANDLE session, CK_BYTE* result, CK_ULONG* size) {
+        EXPECT_EQ(session, session_);
         rooms.push_back(*size);
-        return end(session, result, size);
+        std::fill_n(result, *size, 7);
+        *size = 0;
+        return CK_RV{CKR_OK};
       };
+  for (int i = 0; i < 2; ++i) module.FailNext("C_OpenSession", CKR_SESSION_COUNT);
   EXPECT_EQ(Begin({CKR_OPERATION_ACTIVE}), CKR_OK);
   EXPECT_EQ(started_on_, (std::vector<CK_SESSION_HANDLE>{session_, session_}));
   EXPECT_EQ(rooms, (std::vector<CK_ULONG>{4096, 4096}));
   EXPECT_EQ(module.Count("C_SignFinal"), 1u);
   EXPECT_EQ(module.Count("C_DecryptFinal"), 1u);
   EXPECT_EQ(module.Count("C_CloseSession"), 0u);
+  EXPECT_TRUE(HasNoWorker());
+  EXPECT_TRUE(noted_.empty());
+  EXPECT_EQ(Begin(), CKR_OK);
+  EXPECT_NE(started_on_[0], session_) << "there is one again";
 }
 
 }  // namespace

@@ -29,6 +29,19 @@ class CallCountsTest : public BehaviourTest,
     module.ForgetCalls();
     return calls;
   }
+  // A login and one operation of each kind before what is counted.
+  void LogInAndOperate(const MemoryKeyOptions& keys = {}) {
+    MemoryCard& card = AddCard({}, keys);
+    extension.emplace(Adapter());
+    SetUpAndLogIn(*extension, card.pin);
+    sealed = EncryptPkcs1(extension->public_keys[1].get(), {1, 2});
+    ASSERT_EQ(extension->Sign(1, CKM_RSA_X_509, {1}, &result), CKR_OK);
+    ASSERT_EQ(extension->Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
+    SlowDown();
+  }
+
+  std::optional<Extension> extension;
+  Bytes sealed, result;
 };
 INSTANTIATE_TEST_SUITE_P(
     , CallCountsTest, testing::Values(std::chrono::milliseconds(0), std::chrono::milliseconds(60)),
@@ -100,30 +113,8 @@ TEST_P(CallCountsTest, LoginIsOneCall) {
   EXPECT_THAT(Calls(), ElementsAre("C_Login"));
 }
 
-// A login and one operation of each kind before what is counted.
-class OperationCountsTest : public CallCountsTest {
- protected:
-  void Begin(const MemoryKeyOptions& keys = {}) {
-    MemoryCard& card = AddCard({}, keys);
-    extension.emplace(Adapter());
-    SetUpAndLogIn(*extension, card.pin);
-    sealed = EncryptPkcs1(extension->public_keys[1].get(), {1, 2});
-    ASSERT_EQ(extension->Sign(1, CKM_RSA_X_509, {1}, &result), CKR_OK);
-    ASSERT_EQ(extension->Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
-    SlowDown();
-  }
-  std::optional<Extension> extension;
-  Bytes sealed, result;
-};
-INSTANTIATE_TEST_SUITE_P(, OperationCountsTest,
-                         testing::Values(std::chrono::milliseconds(0),
-                                         std::chrono::milliseconds(60)),
-                         [](const auto& info) {
-                           return "With" + std::to_string(info.param.count()) + "ms";
-                         });
-
-TEST_P(OperationCountsTest, SignatureLooksAtTheKeyOnce) {
-  Begin();
+TEST_P(CallCountsTest, SignatureLooksAtTheKeyOnce) {
+  LogInAndOperate();
   const auto is_signature =
       ElementsAre("C_GetSessionInfo", "C_GetAttributeValue", "C_SignInit", "C_Sign");
   for (int i = 0; i < 2; ++i) {
@@ -137,8 +128,8 @@ TEST_P(OperationCountsTest, SignatureLooksAtTheKeyOnce) {
               ElementsAre("C_GetSessionInfo", "C_GetAttributeValue", "C_DecryptInit", "C_Decrypt"));
 }
 
-TEST_P(OperationCountsTest, KeyThatWantsALoginEachTimeCostsThatCallMore) {
-  Begin({.always_authenticate = true});
+TEST_P(CallCountsTest, KeyThatWantsALoginEachTimeCostsThatCallMore) {
+  LogInAndOperate({.always_authenticate = true});
   ASSERT_EQ(extension->Sign(2, CKM_ECDSA, Bytes(32, 1), &result), CKR_OK);
   EXPECT_THAT(Calls(), ElementsAre("C_GetSessionInfo", "C_GetAttributeValue", "C_SignInit",
                                    "C_Login", "C_Sign"));
@@ -147,8 +138,8 @@ TEST_P(OperationCountsTest, KeyThatWantsALoginEachTimeCostsThatCallMore) {
                                    "C_Login", "C_Decrypt"));
 }
 
-TEST_P(OperationCountsTest, FirstSignatureAfterALoginLearnsWhatLaterOnesNeed) {
-  Begin();
+TEST_P(CallCountsTest, FirstSignatureAfterALoginLearnsWhatLaterOnesNeed) {
+  LogInAndOperate();
   Extension later(folder / "libX.dylib");
   extension->Remove();
   module.before = nullptr;
@@ -162,41 +153,15 @@ TEST_P(OperationCountsTest, FirstSignatureAfterALoginLearnsWhatLaterOnesNeed) {
                           "C_GetAttributeValue", "C_OpenSession", "C_SignInit", "C_Sign"));
 }
 
-class CacheTest : public BehaviourTest {
+class SearchesTest : public BehaviourTest {
  protected:
-  void SetUp() override {
-    SetUpAndLogIn(extension, card.pin);
-    ASSERT_TRUE(extension.SignsWith(card.KeyOf(ec.private_key)));
-    module.ForgetCalls();
-  }
+  SearchesTest() { SetUpAndLogIn(extension, card.pin); }
+
   MemoryCard& card = AddCard();
   Extension extension{Adapter()};
 };
 
-TEST_F(CacheTest, KeyThatGotAnotherIdIsNotSignedWith) {
-  CK_OBJECT_HANDLE key = 0;
-  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
-  card.Attribute(ec.private_key, CKA_ID) = {9};
-  EXPECT_EQ(extension.FindKey(2, &key), Extension::kNoKey);
-  EXPECT_EQ(module.Count("C_FindObjectsInit"), 1U);
-  EXPECT_EQ(extension.FindKey(9, &key), CKR_OK);
-}
-
-TEST_F(CacheTest, HandleThatTheModuleRefusesIsSearchedForAgainOnce) {
-  CK_OBJECT_HANDLE key = 0;
-  CK_MECHANISM mechanism = {CKM_ECDSA, nullptr, 0};
-  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
-  card.Rehandle(ec.private_key, 500);
-  EXPECT_EQ(extension.p11->C_SignInit(extension.session, &mechanism, key), CKR_OK);
-  EXPECT_EQ(module.Count("C_FindObjectsInit"), 1U);
-  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
-  EXPECT_EQ(key, 500U);
-  card.objects.erase(500);
-  EXPECT_EQ(extension.p11->C_SignInit(extension.session, &mechanism, key), CKR_KEY_HANDLE_INVALID);
-  EXPECT_EQ(module.Count("C_FindObjectsInit"), 2U);
-}
-
-TEST_F(CacheTest, DestroyedObjectIsForgotten) {
+TEST_F(SearchesTest, DestroyedObjectIsForgotten) {
   CK_OBJECT_HANDLE key = 0;
   ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
   module.ForgetCalls();
@@ -205,7 +170,7 @@ TEST_F(CacheTest, DestroyedObjectIsForgotten) {
   EXPECT_EQ(module.Count("C_GetAttributeValue"), 0U);
 }
 
-TEST_F(CacheTest, SearchesAreOverWhenTheCallerSaysSo) {
+TEST_F(SearchesTest, SearchesAreOverWhenTheCallerSaysSo) {
   CK_OBJECT_HANDLE found = 0;
   CK_ULONG count = 0;
   CK_FUNCTION_LIST* const p11 = extension.p11;

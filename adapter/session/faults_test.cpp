@@ -5,6 +5,7 @@
 #include <functional>
 #include <ostream>
 #include <set>
+#include <type_traits>
 
 #include "adapter/config/rules.h"
 #include "adapter/testing/behaviour_fixture.h"
@@ -23,9 +24,6 @@ struct Ground {
   MemoryCard& card;
   MemoryKey rsa, ec;
 
-  void Set(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Extension::Bytes& value) const {
-    card.Attribute(object, type) = value;
-  }
   void Offer(std::vector<CK_MECHANISM_TYPE> mechanisms) const {
     card.mechanisms = std::move(mechanisms);
     for (const CK_OBJECT_HANDLE key :
@@ -39,9 +37,38 @@ struct Ground {
   }
 };
 
+using Fault = std::function<void(const Ground&)>;
+
+// A fault of the module's own, with what that takes.
+template <typename... Options>
+Fault Module(void (*fault)(MemoryModule&, Options...), std::type_identity_t<Options>... options) {
+  return [=](const Ground& ground) { fault(ground.module, options...); };
+}
+// Both keys have this value of these attributes in their private, public or certificate object.
+Fault Set(CK_OBJECT_HANDLE MemoryKey::* object, const std::vector<CK_ATTRIBUTE_TYPE>& types,
+          const Extension::Bytes& value) {
+  return [=](const Ground& ground) {
+    for (const MemoryKey& key : {ground.rsa, ground.ec}) {
+      for (const CK_ATTRIBUTE_TYPE type : types) ground.card.Attribute(key.*object, type) = value;
+    }
+  };
+}
+Fault Offer(const std::vector<CK_MECHANISM_TYPE>& mechanisms) {
+  return [=](const Ground& ground) { ground.Offer(mechanisms); };
+}
+Fault AddCertificate(const encoding::CertificateWish& options) {
+  return [=](const Ground& ground) { ground.AddCertificate(3, options); };
+}
+Fault Both(const Fault& one, const Fault& other) {
+  return [=](const Ground& ground) {
+    one(ground);
+    other(ground);
+  };
+}
+
 struct Row {
   std::string name;
-  std::function<void(const Ground&)> fault;
+  Fault fault;
   std::string rule = {};      // that cures it; none: it is cured always
   std::string also_off = {};  // a rule that would hide the fault
   Failures off = {};          // what fails when the rule is off
@@ -72,8 +99,6 @@ const Failures kOperations = {"PKCS#1 block",       "PSS block",
                               "CKM_RSA_X_509 text", "short CKM_RSA_X_509 text"};
 const Failures kAfter = {"after little room", "after 300 bytes", "after nonsense"};
 const Failures kDigests = {"digest of 32 bytes", "digest of 48 bytes", "digest of 64 bytes"};
-const Failures kRawPoints = {"raw point, round 1", "raw point, round 2"};
-const Failures kDerPoints = {"DER point, round 1", "DER point, round 2"};
 const Failures kPoints = {"raw point, round 1", "DER point, round 1", "raw point, round 2",
                           "DER point, round 2"};
 
@@ -91,66 +116,53 @@ void AddOthersInFront(const Ground& ground) {
   }
 }
 
+const Failures kNoList = All(kSupport, "CKR_ATTRIBUTE_TYPE_INVALID");
+const auto kPublic = &MemoryKey::public_key;
+const auto kPrivate = &MemoryKey::private_key;
+const auto kCertificate = &MemoryKey::certificate;
+
 const std::vector<Row> kRows = {
     {.name = "WantsReserved",
-     .fault = [](const Ground& ground) { faults::WantsReserved(ground.module, "where='here'"); },
+     .fault = Module(faults::WantsReserved, "where='here'"),
      .lines = "reserved = where='here'\n"},
-    {.name = "WantsLocks", .fault = [](const Ground& g) { faults::WantsLocks(g.module); }},
-    {.name = "RefusesLocks", .fault = [](const Ground& g) { faults::RefusesLocks(g.module); }},
-    {.name = "RefusesWriting", .fault = [](const Ground& g) { faults::RefusesWriting(g.module); }},
+    {.name = "WantsLocks", .fault = Module(faults::WantsLocks, CKR_ARGUMENTS_BAD)},
+    {.name = "RefusesLocks", .fault = Module(faults::RefusesLocks, CKR_CANT_LOCK)},
+    {.name = "RefusesWriting", .fault = Module(faults::RefusesWriting)},
     {.name = "EmptyMechanismListOnce",
-     .fault =
-         [](const Ground& ground) {
-           ground.Offer(ground.card.mechanisms);
-           faults::EmptyMechanismListOnce(ground.module);
-         },
+     .fault = Both(Offer({CKM_RSA_PKCS, CKM_RSA_X_509, CKM_ECDSA, CKM_ECDH1_DERIVE}),
+                   Module(faults::EmptyMechanismListOnce)),
      // The flag was asked for while the list was empty.
      .adapted = {"usage of 2: 'signs'"}},
-    {.name = "OperationsWaitForSearch",
-     .fault = [](const Ground& g) { faults::OperationsWaitForSearch(g.module); }},
-    {.name = "SearchReplacesSearch",
-     .fault = [](const Ground& g) { faults::SearchReplacesSearch(g.module); }},
-    {.name = "FailureLeavesOperation",
-     .fault = [](const Ground& g) { faults::FailureLeavesOperation(g.module); }},
-    {.name = "LeavesLengths", .fault = [](const Ground& g) { faults::LeavesLengths(g.module); }},
-    {.name = "WantsExactRoom", .fault = [](const Ground& g) { faults::WantsExactRoom(g.module); }},
-    {.name = "RefusesNullInput",
-     .fault = [](const Ground& g) { faults::RefusesNullInput(g.module); }},
-    {.name = "DropsLeadingZeros",
-     .fault = [](const Ground& g) { faults::DropsLeadingZeros(g.module); }},
-    {.name = "RenewsHandles", .fault = [](const Ground& g) { faults::RenewsHandles(g.module); }},
+    {.name = "OperationsWaitForSearch", .fault = Module(faults::OperationsWaitForSearch)},
+    {.name = "SearchReplacesSearch", .fault = Module(faults::SearchReplacesSearch)},
+    {.name = "FailureLeavesOperation", .fault = Module(faults::FailureLeavesOperation)},
+    {.name = "LeavesLengths", .fault = Module(faults::LeavesLengths)},
+    {.name = "WantsExactRoom", .fault = Module(faults::WantsExactRoom)},
+    {.name = "RefusesNullInput", .fault = Module(faults::RefusesNullInput)},
+    {.name = "DropsLeadingZeros", .fault = Module(faults::DropsLeadingZeros)},
+    {.name = "RenewsHandles", .fault = Module(faults::RenewsHandles)},
     {.name = "NoAllowedMechanisms",
-     .fault = [](const Ground& g) { faults::NoAllowedMechanisms(g.module); },
+     .fault = Module(faults::NoAllowedMechanisms),
      .rule = "allowed-mechanisms",
-     .off = All(kSupport, "CKR_ATTRIBUTE_TYPE_INVALID")},
+     .off = kNoList},
     {.name = "AllowedMechanismsOfLengthMinusOne",
-     .fault =
-         [](const Ground& g) { faults::ReadsLengthMinusOne(g.module, CKA_ALLOWED_MECHANISMS); },
+     .fault = Module(faults::ReadsLengthMinusOne, CKA_ALLOWED_MECHANISMS),
      .rule = "allowed-mechanisms",
-     .off = All(kSupport, "CKR_ATTRIBUTE_TYPE_INVALID")},
+     .off = kNoList},
     {.name = "EmptyAllowedMechanisms",
-     .fault =
-         [](const Ground& g) {
-           g.Set(g.rsa.public_key, CKA_ALLOWED_MECHANISMS, {});
-           g.Set(g.ec.public_key, CKA_ALLOWED_MECHANISMS, {});
-         },
+     .fault = Set(kPublic, {CKA_ALLOWED_MECHANISMS}, {}),
      .rule = "allowed-mechanisms",
      .off = All(kSupport, "no")},
     {.name = "EcKeysEncryptAndWrap",
-     .fault =
-         [](const Ground& g) {
-           g.Set(g.ec.public_key, CKA_ENCRYPT, MemoryObject::Flag(true));
-           g.Set(g.ec.public_key, CKA_WRAP, MemoryObject::Flag(true));
-         },
+     .fault = Set(kPublic, {CKA_ENCRYPT, CKA_WRAP}, MemoryObject::Flag(true)),
      .rule = "ec-usage",
      .off = {"usage of 2: 'signs encrypts wraps agrees'"}},
     {.name = "EcKeysDoNotDerive",
-     .fault =
-         [](const Ground& g) { g.Set(g.ec.public_key, CKA_DERIVE, MemoryObject::Flag(false)); },
+     .fault = Set(kPublic, {CKA_DERIVE}, MemoryObject::Flag(false)),
      .rule = "ec-usage",
      .off = {"usage of 2: 'signs'"}},
     {.name = "HidesPublicKeys",
-     .fault = [](const Ground& g) { faults::HidesPublicKeys(g.module); },
+     .fault = Module(faults::HidesPublicKeys),
      .rule = "virtual-public-keys",
      .off = Failures{"usage of 1: ''", "usage of 2: ''"} + All(kSupport, "no")},
     {.name = "RawSignatures",
@@ -159,21 +171,15 @@ const std::vector<Row> kRows = {
      .off = Failures{"support of CKM_ECDSA_SHA1: no"} +
             All({"digest of 20 bytes"}, "CKR_MECHANISM_INVALID") +
             All(kDigests, "wrong signature")},
-    {.name = "DerSignatures", .fault = [](const Ground& g) { faults::DerSignatures(g.module); }},
+    {.name = "DerSignatures", .fault = Module(faults::DerSignatures)},
     {.name = "HashesDigests",
      .fault =
-         [](const Ground& g) {
-           g.Offer({CKM_RSA_PKCS, CKM_RSA_X_509, CKM_ECDSA, CKM_ECDSA_SHA1, CKM_ECDH1_DERIVE});
-           faults::DerSignatures(g.module);
-         },
+         Both(Offer({CKM_RSA_PKCS, CKM_RSA_X_509, CKM_ECDSA, CKM_ECDSA_SHA1, CKM_ECDH1_DERIVE}),
+              Module(faults::DerSignatures)),
      .rule = "ecdsa",
      .off = {"digest of 20 bytes: wrong signature"}},
     {.name = "ExactDigestsOnly",
-     .fault =
-         [](const Ground& g) {
-           faults::DerSignatures(g.module);
-           faults::ExactDigestsOnly(g.module);
-         },
+     .fault = Both(Module(faults::DerSignatures), Module(faults::ExactDigestsOnly)),
      .rule = "ecdsa",
      .off = Failures{"support of CKM_ECDSA_SHA1: no"} +
             All({"digest of 20 bytes"}, "CKR_MECHANISM_INVALID") +
@@ -181,11 +187,11 @@ const std::vector<Row> kRows = {
      // 20 bytes are what the caller has.
      .adapted = {"digest of 20 bytes: CKR_DATA_LEN_RANGE"}},
     {.name = "RefusesShortBlocks",
-     .fault = [](const Ground& g) { faults::RefusesShortBlocks(g.module); },
+     .fault = Module(faults::RefusesShortBlocks),
      .rule = "raw-rsa",
      .off = All({"51 bytes", "short CKM_RSA_X_509 text"}, "CKR_FUNCTION_FAILED")},
     {.name = "NoRawRsa",
-     .fault = [](const Ground& g) { g.Offer({CKM_RSA_PKCS, CKM_ECDSA, CKM_ECDH1_DERIVE}); },
+     .fault = Offer({CKM_RSA_PKCS, CKM_ECDSA, CKM_ECDH1_DERIVE}),
      .rule = "missing-raw-rsa",
      .off = Failures{"support of CKM_RSA_X_509: no"} +
             All({"PKCS#1 block", "PSS block", "51 bytes", "CKM_RSA_X_509 text",
@@ -194,54 +200,40 @@ const std::vector<Row> kRows = {
      // Nothing but PKCS#1 blocks can be made by CKM_RSA_PKCS.
      .adapted = All({"PSS block", "51 bytes"}, "CKR_MECHANISM_INVALID")},
     {.name = "WantsDeriveTemplate",
-     .fault = [](const Ground& g) { faults::WantsDeriveTemplate(g.module); },
+     .fault = Module(faults::WantsDeriveTemplate, CKR_ARGUMENTS_BAD),
      .rule = "derivation",
      .off = All(kPoints, "CKR_ARGUMENTS_BAD")},
     {.name = "SecretsAreSensitive",
-     .fault = [](const Ground& g) { faults::SecretsAreSensitive(g.module); },
+     .fault = Module(faults::SecretsAreSensitive),
      .rule = "derivation",
      .off = All(kPoints, "CKR_ATTRIBUTE_SENSITIVE")},
     {.name = "RawPointsOnly",
-     .fault = [](const Ground& g) { faults::PointsOfLength(g.module, 65); },
+     .fault = Module(faults::PointsOfLength, 65),
      .rule = "derivation",
-     .off = All(kDerPoints, "CKR_MECHANISM_PARAM_INVALID")},
+     .off = All({"DER point, round 1", "DER point, round 2"}, "CKR_MECHANISM_PARAM_INVALID")},
     {.name = "DerPointsOnly",
-     .fault = [](const Ground& g) { faults::PointsOfLength(g.module, 67); },
+     .fault = Module(faults::PointsOfLength, 67),
      .rule = "derivation",
-     .off = All(kRawPoints, "CKR_MECHANISM_PARAM_INVALID")},
+     .off = All({"raw point, round 1", "raw point, round 2"}, "CKR_MECHANISM_PARAM_INVALID")},
     {.name = "RoomForOneDerivedKey",
-     .fault = [](const Ground& g) { faults::RoomForDerivedKeys(g.module, 1); },
+     .fault = Module(faults::RoomForDerivedKeys, 1),
      .rule = "derivation",
      .off = All({"DER point, round 1", "raw point, round 2", "DER point, round 2"},
                 "CKR_DEVICE_MEMORY")},
     {.name = "KeysWantLogin",
-     .fault =
-         [](const Ground& g) {
-           for (const CK_OBJECT_HANDLE key : {g.rsa.private_key, g.ec.private_key}) {
-             g.Set(key, CKA_ALWAYS_AUTHENTICATE, MemoryObject::Flag(true));
-           }
-         },
+     .fault = Set(kPrivate, {CKA_ALWAYS_AUTHENTICATE}, MemoryObject::Flag(true)),
      .rule = "context-login",
      .off = All(kOperations + kAfter, "CKR_USER_NOT_LOGGED_IN")},
-    {.name = "UmlautInCertificateLabel",
-     .fault =
-         [](const Ground& g) {
-           g.Set(g.rsa.certificate, CKA_LABEL, MemoryObject::Text("Schl\xc3\xbcssel"));
-         },
+    {.name = "UmlautInCertificateLabels",
+     .fault = Set(kCertificate, {CKA_LABEL}, MemoryObject::Text("Schl\xc3\xbcssel")),
      .rule = "ascii-labels",
-     .off = {"certificate: its label is not ASCII"}},
-    {.name = "UmlautInPublicKeyLabel",
-     .fault =
-         [](const Ground& g) {
-           g.Set(g.rsa.public_key, CKA_LABEL, MemoryObject::Text("Schl\xfcssel"));
-         },
+     .off = All({"certificate", "certificate"}, "its label is not ASCII")},
+    {.name = "UmlautInPublicKeyLabels",
+     .fault = Set(kPublic, {CKA_LABEL}, MemoryObject::Text("Schl\xfcssel")),
      .rule = "ascii-labels",
-     .off = {"public key: its label is not ASCII"}},
+     .off = All({"public key", "public key"}, "its label is not ASCII")},
     {.name = "OversizeCertificate",
-     .fault =
-         [](const Ground& ground) {
-           ground.AddCertificate(3, {.extensions = {{"nsComment", std::string(4200, 'x')}}});
-         },
+     .fault = AddCertificate({.extensions = {{"nsComment", std::string(4200, 'x')}}}),
      .rule = "oversize-certificates",
      .also_off = "keyless-certificates",
      .off = {"set-up: CKR_BUFFER_TOO_SMALL"}},
@@ -251,24 +243,19 @@ const std::vector<Row> kRows = {
      .off = {"usage of 1: ''", "usage of 2: ''", Numbers("listed:", 16, 35)},
      .adapted = {Numbers("listed: 1 2", 16, 33)}},
     {.name = "CertificateOfAnAuthority",
-     .fault =
-         [](const Ground& g) {
-           g.AddCertificate(3, {.extensions = {{"basicConstraints", "CA:TRUE"},
-                                               {"keyUsage", "keyCertSign,cRLSign"}}});
-         },
+     .fault = AddCertificate(
+         {.extensions = {{"basicConstraints", "CA:TRUE"}, {"keyUsage", "keyCertSign,cRLSign"}}}),
      .rule = "keyless-certificates",
      .off = {"listed: 1 2 3"}},
     // Not surely an authority's: the key of this certificate needs the login to be seen.
     {.name = "KeysThatTheLoginShows",
-     .fault =
-         [](const Ground& g) {
-           for (const CK_OBJECT_HANDLE key : {g.rsa.public_key, g.ec.public_key}) {
-             g.Set(key, CKA_PRIVATE, MemoryObject::Flag(true));
-           }
-           g.Set(g.rsa.certificate, CKA_VALUE,
-                 encoding::MakeCertificateOf(g.card.KeyOf(g.rsa.private_key),
-                                             {.extensions = {{"basicConstraints", "CA:TRUE"}}}));
-         }},
+     .fault = Both(Set(kPublic, {CKA_PRIVATE}, MemoryObject::Flag(true)),
+                   [](const Ground& ground) {
+                     ground.card.Attribute(ground.rsa.certificate, CKA_VALUE) =
+                         encoding::MakeCertificateOf(
+                             ground.card.KeyOf(ground.rsa.private_key),
+                             {.extensions = {{"basicConstraints", "CA:TRUE"}}});
+                   })},
 };
 
 class Faults : public BehaviourTest, public testing::WithParamInterface<Row> {

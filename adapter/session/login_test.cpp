@@ -22,33 +22,25 @@ class LoginTest : public BehaviourTest {
       return module.standard.C_Login(session, user, pin, size);
     };
   }
-  CK_RV Sign(Extension& extension) {
+  static CK_RV Sign(Extension& token) {
     Bytes signature;
-    return extension.Sign(2, CKM_ECDSA, Bytes(32, 1), &signature);
+    return token.Sign(2, CKM_ECDSA, Bytes(32, 1), &signature);
   }
 
   MemoryCard& card = AddCard({.pin = kPin}, {.always_authenticate = true});
+  Extension extension{Adapter()};
+  Extension other{folder / "libX.dylib"};
   int context_logins = 0;
   const CK_BYTE* kept_at = nullptr;
 };
-
-TEST_F(LoginTest, EachOperationGetsThePinOnce) {
-  Extension extension(Adapter());
-  SetUpAndLogIn(extension, kPin);
-  for (int i = 1; i <= 3; ++i) {
-    EXPECT_EQ(Sign(extension), CKR_OK);
-    EXPECT_EQ(context_logins, i);
-  }
-  EXPECT_EQ(card.tries, 3);
-}
 
 TEST_F(LoginTest, PinIsWipedWhenTheLoginIsOver) {
   struct End {
     std::string name;
     std::function<void(Extension&)> happen;
   };
-  MemoryCard& other = AddCard({.reader = "Other", .serial = "other"});
-  other.is_present = false;
+  MemoryCard& other_card = AddCard({.reader = "Other", .serial = "other"});
+  other_card.is_present = false;
   CK_TOKEN_INFO info = {};
   CK_ULONG count = 0;
   CK_BYTE wrong = '0';
@@ -92,10 +84,10 @@ TEST_F(LoginTest, PinIsWipedWhenTheLoginIsOver) {
       {"another card in token information",
        [&](Extension& e) {
          module.Pull(card);
-         std::swap(card.serial, other.serial);
+         std::swap(card.serial, other_card.serial);
          module.Insert(card);
          EXPECT_EQ(e.p11->C_GetTokenInfo(e.slot, &info), CKR_OK);
-         std::swap(card.serial, other.serial);
+         std::swap(card.serial, other_card.serial);
        }},
       {"no card in the slot list",
        [&](Extension& e) {
@@ -116,16 +108,16 @@ TEST_F(LoginTest, PinIsWipedWhenTheLoginIsOver) {
        }},
   };
   for (const End& end : ends) {
-    Extension extension(Adapter("", "lib" + std::to_string(&end - ends.data())));
-    SetUpAndLogIn(extension, kPin);
-    ASSERT_EQ(Sign(extension), CKR_OK) << end.name;
+    Extension token(Adapter("", "lib" + std::to_string(&end - ends.data())));
+    SetUpAndLogIn(token, kPin);
+    ASSERT_EQ(Sign(token), CKR_OK) << end.name;
     ASSERT_TRUE(MemoryHolds(kept_at, kPin)) << end.name;
     const CK_BYTE* const place = kept_at;
-    end.happen(extension);
+    end.happen(token);
     EXPECT_FALSE(MemoryHolds(place, kPin)) << end.name;
     EXPECT_EQ(card.tries, 3) << end.name;
     module.Insert(card);
-    extension.Remove();
+    token.Remove();
     module.Heal();
     if (module.is_initialized) module.functions()->C_Finalize(nullptr);
     module.next_session += 10;
@@ -133,9 +125,6 @@ TEST_F(LoginTest, PinIsWipedWhenTheLoginIsOver) {
 }
 
 TEST_F(LoginTest, PinStaysWhileTheLoginLasts) {
-  const auto library = Adapter();
-  Extension extension(library);
-  Extension other(library);
   SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(other.SetUp(), CKR_OK);
   EXPECT_EQ(other.LogIn("0000"), CKR_USER_ALREADY_LOGGED_IN);
@@ -146,21 +135,26 @@ TEST_F(LoginTest, PinStaysWhileTheLoginLasts) {
 }
 
 TEST_F(LoginTest, WrongPinForAnOperationIsNeverTriedAgain) {
-  Extension extension(Adapter());
   SetUpAndLogIn(extension, kPin);
   card.pin = "changed";
   EXPECT_EQ(Sign(extension), CKR_PIN_INCORRECT);
   EXPECT_EQ(module.Count("C_Logout"), 1U) << "so that the user is asked";
   for (int i = 0; i < 3; ++i) EXPECT_EQ(Sign(extension), CKR_USER_NOT_LOGGED_IN);
   EXPECT_EQ(card.tries, 2);
+  EXPECT_EQ(context_logins, 1);
   EXPECT_EQ(extension.LogIn("changed"), CKR_OK);
-  EXPECT_EQ(Sign(extension), CKR_OK);
+  for (int i = 2; i <= 3; ++i) {
+    EXPECT_EQ(Sign(extension), CKR_OK);
+    EXPECT_EQ(context_logins, i) << "once for each operation";
+  }
+  module.FailNext("C_SignInit", CKR_MECHANISM_INVALID);
+  EXPECT_EQ(Sign(extension), CKR_MECHANISM_INVALID);
+  EXPECT_EQ(context_logins, 3) << "none for one that cannot begin";
   EXPECT_EQ(card.tries, 3);
 }
 
 // After a login that failed while another holds, the key finds no PIN.
 TEST_F(LoginTest, WithoutAPinTheTokenIsLoggedOutSoThatItIsAskedFor) {
-  Extension extension(Adapter());
   SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(Sign(extension), CKR_OK);
   module.FailNext("C_Login", CKR_PIN_INCORRECT);
@@ -173,8 +167,6 @@ TEST_F(LoginTest, WithoutAPinTheTokenIsLoggedOutSoThatItIsAskedFor) {
 }
 
 TEST_F(LoginTest, ModuleWithoutLoginsForOperationsIsNotLoggedOut) {
-  card.Attribute(ec.private_key, CKA_ALWAYS_AUTHENTICATE) = MemoryObject::Flag(true);
-  Extension extension(Adapter());
   SetUpAndLogIn(extension, kPin);
   for (const CK_RV answer : {CKR_USER_TYPE_INVALID, CKR_USER_ALREADY_LOGGED_IN}) {
     module.FailNext("C_Login", answer);
@@ -185,26 +177,25 @@ TEST_F(LoginTest, ModuleWithoutLoginsForOperationsIsNotLoggedOut) {
 }
 
 TEST_F(LoginTest, WithoutTheRuleTheCallerLogsInOnHisOperation) {
-  Extension extension(Adapter("rules-off = context-login\n"));
-  SetUpAndLogIn(extension, kPin);
-  EXPECT_EQ(Sign(extension), CKR_USER_NOT_LOGGED_IN);
+  Extension bare(Adapter("rules-off = context-login\n", "libY"));
+  SetUpAndLogIn(bare, kPin);
+  EXPECT_EQ(Sign(bare), CKR_USER_NOT_LOGGED_IN);
   EXPECT_EQ(context_logins, 0);
   CK_OBJECT_HANDLE key = 0;
   CK_MECHANISM mechanism = {CKM_ECDSA, nullptr, 0};
   std::string pin = kPin;
   const auto log_in = [&] {
-    return extension.p11->C_Login(extension.session, CKU_CONTEXT_SPECIFIC,
-                                  reinterpret_cast<CK_BYTE*>(pin.data()), pin.size());
+    return bare.p11->C_Login(bare.session, CKU_CONTEXT_SPECIFIC,
+                             reinterpret_cast<CK_BYTE*>(pin.data()), pin.size());
   };
-  ASSERT_EQ(extension.FindKey(2, &key), CKR_OK);
+  ASSERT_EQ(bare.FindKey(2, &key), CKR_OK);
   EXPECT_EQ(log_in(), CKR_OPERATION_NOT_INITIALIZED);
-  ASSERT_EQ(extension.p11->C_SignInit(extension.session, &mechanism, key), CKR_OK);
+  ASSERT_EQ(bare.p11->C_SignInit(bare.session, &mechanism, key), CKR_OK);
   EXPECT_EQ(log_in(), CKR_OK);
   Bytes digest(32, 1);
   Bytes signature(80);
   CK_ULONG size = signature.size();
-  EXPECT_EQ(extension.p11->C_Sign(extension.session, digest.data(), digest.size(), signature.data(),
-                                  &size),
+  EXPECT_EQ(bare.p11->C_Sign(bare.session, digest.data(), digest.size(), signature.data(), &size),
             CKR_OK);
 }
 
@@ -219,7 +210,6 @@ TEST_F(LoginTest, PinThatIsEnteredAtTheReaderIsEnteredThereForEachOperation) {
     return module.standard.C_Login(session, user, reinterpret_cast<CK_BYTE*>(typed.data()),
                                    typed.size());
   };
-  Extension extension(Adapter());
   ASSERT_EQ(extension.SetUp(), CKR_OK);
   ASSERT_EQ(extension.p11->C_Login(extension.session, CKU_USER, nullptr, 0), CKR_OK);
   EXPECT_EQ(Sign(extension), CKR_OK);
@@ -227,9 +217,6 @@ TEST_F(LoginTest, PinThatIsEnteredAtTheReaderIsEnteredThereForEachOperation) {
 }
 
 TEST_F(LoginTest, LogoutEndsOperationsAndReachesTheWorker) {
-  const auto library = Adapter();
-  Extension extension(library);
-  Extension other(library);
   SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(other.SetUp(), CKR_OK);
   CK_OBJECT_HANDLE key = 0;
@@ -249,7 +236,6 @@ TEST_F(LoginTest, LogoutEndsOperationsAndReachesTheWorker) {
 }
 
 TEST_F(LoginTest, ClosingTheCallersLastSessionLogsOut) {
-  Extension extension(Adapter());
   SetUpAndLogIn(extension, kPin);
   ASSERT_EQ(Sign(extension), CKR_OK);
   EXPECT_EQ(extension.p11->C_CloseSession(extension.session), CKR_OK);
@@ -259,7 +245,6 @@ TEST_F(LoginTest, ClosingTheCallersLastSessionLogsOut) {
 }
 
 TEST_F(LoginTest, SessionInformationOfAFailedCallIsNotTouched) {
-  Extension extension(Adapter());
   SetUpAndLogIn(extension, kPin);
   CK_SESSION_INFO info = {};
   info.slotID = 4711;

@@ -35,7 +35,6 @@ class SoftHsmTest : public BehaviourTest {
   }
   // Changes the card in another process.
   void Change(const std::string& arguments) const { Run(SoftHsmCard::Module(), arguments); }
-  bool SignsAsBefore() { return extension_.SignsWith(extension_.public_keys[2].get()); }
 
   SoftHsmCard card_;
   const std::filesystem::path library_ = Adapter("", "libX", SoftHsmCard::Module());
@@ -51,30 +50,22 @@ TEST_F(SoftHsmTest, WholeRoadWorks) {
   EXPECT_THAT(Walk(again, card_.pin()), has_no_failure);
 }
 
-TEST_F(SoftHsmTest, KeyThatWasDeletedIsNotFound) {
+TEST_F(SoftHsmTest, KeysThatAnotherProcessAddsExchangesAndDeletesAreSeen) {
   SetUpAndLogIn(extension_, card_.pin());
-  ASSERT_TRUE(SignsAsBefore());
-  Change("--delete-object --type privkey --id 02");
-  Bytes signature;
-  EXPECT_EQ(extension_.Sign(2, CKM_ECDSA, Bytes(32, 1), &signature), Extension::kNoKey);
-}
-
-TEST_F(SoftHsmTest, KeyThatTookTheIdOfAnotherIsTheOneThatSigns) {
-  SetUpAndLogIn(extension_, card_.pin());
-  ASSERT_TRUE(SignsAsBefore());
-  Change("--set-id 07 --type privkey --id 02");
-  Change("--keypairgen --key-type EC:prime256v1 --id 02 --usage-sign");
-  Bytes signature;
-  EXPECT_EQ(extension_.Sign(2, CKM_ECDSA, Bytes(32, 0x5c), &signature), CKR_OK);
-  EXPECT_FALSE(VerifyEcdsa(extension_.public_keys[2].get(), Bytes(32, 0x5c), signature));
-}
-
-TEST_F(SoftHsmTest, KeyThatIsAddedIsFound) {
-  SetUpAndLogIn(extension_, card_.pin());
+  EVP_PKEY* const first = extension_.public_keys[2].get();
+  const std::string make_key = "--keypairgen --key-type EC:prime256v1 --usage-sign --id ";
   CK_OBJECT_HANDLE key = 0;
   EXPECT_EQ(extension_.FindKey(9, &key), Extension::kNoKey);
-  Change("--keypairgen --key-type EC:prime256v1 --id 09 --usage-sign");
+  Change(make_key + "09");
   EXPECT_EQ(extension_.FindKey(9, &key), CKR_OK);
+  ASSERT_TRUE(extension_.SignsWith(first));
+  Change("--set-id 07 --type privkey --id 02");
+  Change(make_key + "02");
+  Bytes signature;
+  EXPECT_EQ(extension_.Sign(2, CKM_ECDSA, Bytes(32, 0x5c), &signature), CKR_OK);
+  EXPECT_FALSE(VerifyEcdsa(first, Bytes(32, 0x5c), signature));
+  Change("--delete-object --type privkey --id 02");
+  EXPECT_EQ(extension_.FindKey(2, &key), Extension::kNoKey);
 }
 
 TEST_F(SoftHsmTest, Pkcs11ToolListsAndSigns) {

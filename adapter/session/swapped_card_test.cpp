@@ -21,7 +21,6 @@ class SwappedCardTest : public TwoCardsTest {
 };
 
 TEST_F(SwappedCardTest, CardSwappedInTheSameReaderEndsTheLife) {
-  Extension extension(Adapter());
   SetUpAndWork(extension, first);
   Swap();
   CK_OBJECT_HANDLE key = 0;
@@ -34,12 +33,10 @@ TEST_F(SwappedCardTest, CardSwappedInTheSameReaderEndsTheLife) {
 }
 
 TEST_F(SwappedCardTest, ResultThatSaysThatTheTokenIsGoneEndsTheLife) {
-  const auto library = Adapter();
   CK_SESSION_INFO info = {};
   for (const CK_RV gone :
        {CKR_TOKEN_NOT_PRESENT, CKR_DEVICE_REMOVED, CKR_TOKEN_NOT_RECOGNIZED,
         CKR_SESSION_HANDLE_INVALID, CKR_SESSION_CLOSED, CKR_CRYPTOKI_NOT_INITIALIZED}) {
-    Extension extension(library);
     SetUpAndWork(extension, first);
     module.FailNext("C_GetSessionInfo", CKR_DEVICE_ERROR);
     EXPECT_EQ(extension.p11->C_GetSessionInfo(extension.session, &info), CKR_DEVICE_ERROR);
@@ -47,56 +44,56 @@ TEST_F(SwappedCardTest, ResultThatSaysThatTheTokenIsGoneEndsTheLife) {
     module.FailNext("C_GetSessionInfo", gone);
     EXPECT_EQ(extension.p11->C_GetSessionInfo(extension.session, &info), gone);
     ExpectAbsent(extension, first.pin);
+    extension.Remove();
   }
 }
 
 // A look at the slot shows it, however the module's sessions fare.
-TEST_F(SwappedCardTest, TokenInfoOrSlotListOfAnotherCardEndsTheLife) {
+TEST_F(SwappedCardTest, LookAtTheSlotThatShowsAnotherTokenOrNoneEndsTheLife) {
   module.keeps_sessions = true;
   CK_TOKEN_INFO info = {};
   CK_ULONG count = 0;
-  const std::vector<std::function<void(Extension&)>> looks = {
-      [&](Extension& e) { EXPECT_EQ(e.p11->C_GetTokenInfo(e.slot, &info), CKR_OK); },
-      [&](Extension& e) { EXPECT_EQ(e.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK); },
+  const auto look_at_slots = [&](Extension& token) {
+    EXPECT_EQ(token.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK);
   };
-  for (const auto& look : looks) {
-    Extension extension(Adapter("", "lib" + std::to_string(&look - looks.data())));
-    SetUpAndWork(extension, first);
-    Swap();
-    look(extension);
-    ExpectAbsent(extension, first.pin);
+  const std::vector<std::function<void(Extension&)>> looks = {
+      [&](Extension& token) {
+        module.Pull(first);
+        look_at_slots(token);
+      },
+      [&](Extension& token) {
+        Swap();
+        EXPECT_EQ(token.p11->C_GetTokenInfo(token.slot, &info), CKR_OK);
+      },
+      [&](Extension& token) {
+        Swap();
+        look_at_slots(token);
+      }};
+  for (std::size_t i = 0; i < looks.size(); ++i) {
+    SCOPED_TRACE("look " + std::to_string(i));
+    Extension token(Adapter("", "lib" + std::to_string(i)));
+    SetUpAndWork(token, first);
+    looks[i](token);
+    ExpectAbsent(token, first.pin);
     SwapBack();
-    ExpectAbsent(extension, first.pin);
+    ExpectAbsent(token, first.pin);
   }
   EXPECT_EQ(second.tries, 3);
 }
 
-TEST_F(SwappedCardTest, SlotListWithoutTheCardEndsTheLifeToo) {
-  module.keeps_sessions = true;
-  Extension extension(Adapter());
-  SetUpAndWork(extension, first);
-  module.Pull(first);
-  CK_ULONG count = 0;
-  EXPECT_EQ(extension.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK);
-  module.Insert(first);
-  ExpectAbsent(extension, first.pin);
-}
-
 TEST_F(SwappedCardTest, SlotListThatStillShowsTheTokenEndsNothing) {
-  Extension extension(Adapter("token-serial = 2\n"));
-  SetUpAndWork(extension, second);
+  Extension other(Adapter("token-serial = 2\n", "libY"));
+  SetUpAndWork(other, second);
   CK_ULONG count = 0;
-  EXPECT_EQ(extension.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK);
+  EXPECT_EQ(other.p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK);
   // The choice stops at the first card now, and does not look at the second.
-  LoadLibrary(folder / "libX.dylib");
-  EXPECT_EQ(extension.p11->C_Initialize(nullptr), CKR_CRYPTOKI_ALREADY_INITIALIZED);
-  EXPECT_TRUE(extension.SignsWith(KeyOf(second)));
+  LoadLibrary(folder / "libY.dylib");
+  EXPECT_EQ(other.p11->C_Initialize(nullptr), CKR_CRYPTOKI_ALREADY_INITIALIZED);
+  EXPECT_TRUE(other.SignsWith(KeyOf(second)));
 }
 
 TEST_F(SwappedCardTest, ModuleThatKeepsSessionsIsLookedAtOnceItWasSeen) {
   module.keeps_sessions = true;
-  const auto library = Adapter();
-  Extension extension(library);
   SetUpAndWork(extension, first);
   module.ForgetCalls();
   EXPECT_TRUE(extension.SignsWith(KeyOf(first)));
@@ -118,8 +115,6 @@ TEST_F(SwappedCardTest, ModuleThatKeepsSessionsIsLookedAtOnceItWasSeen) {
 }
 
 TEST_F(SwappedCardTest, ModuleThatEndsSessionsIsNotLookedAt) {
-  const auto library = Adapter();
-  Extension extension(library);
   SetUpAndWork(extension, first);
   Swap();
   CK_TOKEN_INFO info = {};
@@ -138,7 +133,6 @@ TEST_F(SwappedCardTest, CardSwappedDuringTheSetUpSeesNoPinOfTheOther) {
     if (function == "C_OpenSession" && !std::exchange(is_swapped, true)) Swap();
     return CK_RV{CKR_OK};
   };
-  Extension extension(Adapter());
   EXPECT_NE(extension.SetUp(), CKR_OK);
   EXPECT_EQ(module.sessions.size(), 0U);
   EXPECT_EQ(second.tries, 3);
@@ -146,7 +140,6 @@ TEST_F(SwappedCardTest, CardSwappedDuringTheSetUpSeesNoPinOfTheOther) {
 
 // Its worker's handle may be another session's by now, and nothing is asked of it any more.
 TEST_F(SwappedCardTest, EndedLifeLeavesOnlyItsSessionsToBeClosed) {
-  Extension extension(Adapter());
   SetUpAndWork(extension, first);
   Swap();
   CK_TOKEN_INFO info = {};
@@ -159,11 +152,9 @@ TEST_F(SwappedCardTest, EndedLifeLeavesOnlyItsSessionsToBeClosed) {
 }
 
 TEST_F(SwappedCardTest, HandleGivenOutAgainAsAWorkerDropsTheWorkersOfThatSlot) {
-  const auto library = Adapter();
-  Extension one(library);
-  SetUpAndWork(one, first);
+  SetUpAndWork(extension, first);
   const CK_SESSION_HANDLE worker = module.next_session - 1;
-  ASSERT_NE(worker, one.session);
+  ASSERT_NE(worker, extension.session);
   module.EndSession(worker);
   module.next_session = worker;
   Extension two(library);
@@ -171,35 +162,33 @@ TEST_F(SwappedCardTest, HandleGivenOutAgainAsAWorkerDropsTheWorkersOfThatSlot) {
   ASSERT_TRUE(module.sessions.contains(worker));
   module.next_session = worker + 10;
   module.ForgetCalls();
-  EXPECT_TRUE(one.SignsWith(KeyOf(first)));
+  EXPECT_TRUE(extension.SignsWith(KeyOf(first)));
   EXPECT_EQ(module.Count("C_OpenSession"), 1U);
   EXPECT_TRUE(module.sessions.contains(worker + 10));
-  EXPECT_EQ(one.p11->C_CloseSession(one.session), CKR_OK);
+  EXPECT_EQ(extension.p11->C_CloseSession(extension.session), CKR_OK);
   EXPECT_TRUE(module.sessions.contains(worker)) << "another session by now";
 }
 
 TEST_F(SwappedCardTest, HandleGivenOutAgainToACallerEndsTheLifeThatHadIt) {
-  const auto library = Adapter();
-  Extension one(library);
   Extension two(library);
   Extension three(library);
   const CK_SESSION_HANDLE inner = module.next_session;
-  SetUpAndWork(one, first);
+  SetUpAndWork(extension, first);
   ASSERT_EQ(two.SetUp(), CKR_OK);
   module.Pull(first);
   module.Insert(first);
   module.next_session = inner;
   ASSERT_EQ(three.SetUp(), CKR_OK);
-  ASSERT_NE(three.session, one.session);
+  ASSERT_NE(three.session, extension.session);
   CK_SESSION_INFO info = {};
   EXPECT_EQ(two.p11->C_GetSessionInfo(two.session, &info), CKR_TOKEN_NOT_PRESENT);
   ExpectToWork(three, first);
 }
 
 TEST_F(SwappedCardTest, HandleGivenOutAgainAsAWorkerEndsTheSessionThatHadIt) {
-  const auto library = Adapter("token-serial = 2\n");
-  Extension lost(library);
-  Extension other(library);
+  const auto configured = Adapter("token-serial = 2\n", "libY");
+  Extension lost(configured);
+  Extension other(configured);
   const CK_SESSION_HANDLE inner = module.next_session;
   SetUpAndWork(lost, second);
   module.Pull(second);

@@ -3,9 +3,13 @@
 
 #include <string>
 
-#include "encoding/bytes.h"
+#include "encoding/certificate.h"
 
 namespace kelvrin::encoding {
+
+// The same facts as ReadCertificate's, as OpenSSL reads them. It expands compressed points and
+// finds out which points do not lie on their curve.
+std::optional<CertificateFacts> ReadCertificateWithOpenssl(ByteView der);
 
 struct Comparison {
   std::string difference;  // what they read differently, in words; empty when nothing

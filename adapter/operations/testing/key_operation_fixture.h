@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
-#include <string>
 
 #include "adapter/operations/key_operation.h"
 #include "adapter/testing/card_fixture.h"
@@ -42,16 +41,15 @@ class KeyOperationTest : public CardTest {
     const CK_RV result = Init(kind, type, key);
     return result == CKR_OK ? Run(kind, input) : result;
   }
-  // Searches for a key, so that the cache knows it.
-  void Search(CK_BYTE id) {
-    CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
-    CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)}, {CKA_ID, &id, 1}};
-    Handles found;
-    EXPECT_EQ(objects_.Find(session_, wanted, &found), CKR_OK);
-    EXPECT_EQ(found.size(), 1u);
-  }
-  void Keep(const std::string& pin) {
-    pin_.Keep(reinterpret_cast<const CK_BYTE*>(pin.data()), pin.size());
+  // The module fails when it is asked how long a signature will be.
+  void RefuseQuestions() {
+    faults::Chain<&MemoryEntries::C_Sign>(
+        module,
+        [](auto next, CK_SESSION_HANDLE session, CK_BYTE* input, CK_ULONG size, CK_BYTE* output,
+           CK_ULONG* output_size) -> CK_RV {
+          if (output == nullptr) return CKR_FUNCTION_FAILED;
+          return next(session, input, size, output, output_size);
+        });
   }
   // Whether the module has the caller's session alone.
   bool HasNoWorker() const { return module.sessions.size() == 1; }
@@ -60,7 +58,6 @@ class KeyOperationTest : public CardTest {
       card_.AddRsaKey({1}, {.certificate = false, .public_key = false}).private_key;
   const CK_OBJECT_HANDLE ec_ =
       card_.AddEcKey({2}, {.certificate = false, .public_key = false}).private_key;
-  TokenObjects objects_{inner_, rules_, slot_};
   LockedPin pin_;
   std::vector<CK_SESSION_HANDLE> noted_;
   KeyOperation operation_{objects_, pin_, session_, kFlags, [this](CK_SESSION_HANDLE handle) {

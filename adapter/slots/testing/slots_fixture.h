@@ -37,6 +37,11 @@ class SlotsTest : public MemoryModuleTest {
     Shown();
     return testing::internal::GetCapturedStderr();
   }
+  // All of a field, with its padding.
+  template <std::size_t size>
+  static std::string Text(const CK_UTF8CHAR (&field)[size]) {
+    return {std::begin(field), std::end(field)};
+  }
   static std::string Padded(std::string text, std::size_t size) {
     text.resize(size, ' ');
     return text;
