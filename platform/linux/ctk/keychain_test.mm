@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "encoding/der.h"
-#include "encoding/testing/openssl_certificate.h"
+#include "encoding/testing/certificate_comparison.h"
 #import "platform/linux/ctk/TKHostInterface.h"
 #import "platform/linux/ctk/ctk_fixture.h"
 
