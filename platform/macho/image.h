@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -41,6 +42,7 @@ struct Image {
   std::vector<Section> sections;
   std::map<std::string, void*, std::less<>> exports;  // with the leading underscore
   std::vector<const Image*> reexports;                // libraries whose exports count as its own
+  std::vector<std::shared_ptr<const void>> kept;      // what others were told of it
 
   bool Contains(const void* address) const { return address >= start && address < start + size; }
 

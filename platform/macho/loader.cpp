@@ -118,7 +118,7 @@ void Prepare(const Slice& slice, Image* image) {
   PrepareThreadLocals(*image);
   RegisterClasses(*image);
   ProtectSegments(slice, *image);
-  RegisterUnwinding(*image);
+  RegisterUnwinding(image);
 }
 
 }  // namespace

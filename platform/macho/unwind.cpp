@@ -113,11 +113,14 @@ void TellGcc(const Descriptions& descriptions) {
 
 // A personality only knows its own unwinder, so each unwinder gets the one that goes with it; both
 // read the same tables.
-void RegisterUnwinding(const Image& image) {
-  if (image.Find("__unwind_info") == nullptr) return;
-  TellLlvm(image, *new Descriptions(image, nullptr),
-           reinterpret_cast<Register>(dlsym(LibCxx(), "__register_frame")));
-  TellGcc(*new Descriptions(image, dlsym(RTLD_DEFAULT, "__gxx_personality_v0")));
+void RegisterUnwinding(Image* image) {
+  if (image->Find("__unwind_info") == nullptr) return;
+  const auto for_llvm = std::make_shared<Descriptions>(*image, nullptr);
+  TellLlvm(*image, *for_llvm, reinterpret_cast<Register>(dlsym(LibCxx(), "__register_frame")));
+  const auto for_gcc =
+      std::make_shared<Descriptions>(*image, dlsym(RTLD_DEFAULT, "__gxx_personality_v0"));
+  TellGcc(*for_gcc);
+  image->kept = {for_llvm, for_gcc};
 }
 
 }  // namespace macho

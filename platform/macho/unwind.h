@@ -5,7 +5,7 @@
 
 namespace macho {
 
-// Describes the image's frames to the unwinders in this process. What they get stays for good.
-void RegisterUnwinding(const Image& image);
+// Describes the image's frames to the unwinders in this process; the image keeps what they get.
+void RegisterUnwinding(Image* image);
 
 }  // namespace macho
