@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/module/dirty_stack.h"
 #include "token/testing/card_items_fixture.h"
 #include "token/testing/replaced_method.h"
 
@@ -226,7 +225,6 @@ TEST_F(CardItemsFailureTest, NoMemoryForTheKeysObjectIdKeepsTheCertificate) {
 TEST_F(CardItemsFailureTest, KeyLabelThatCannotBeReadIsEmpty) {
   [TKTokenKeychainItem setLabelsFromSubject:NO];
   AddCertificateAndKey({1}).Refuse(CKA_LABEL, CKR_ATTRIBUTE_SENSITIVE);
-  scripted::DirtyStack();
   EXPECT_THAT(Labels(MakeItems()), ElementsAre("Certificate", ""));
   EXPECT_THAT(
       Log(), ElementsAre(

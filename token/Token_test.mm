@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #import "platform/linux/ctk/TKHostInterface.h"
-#include "tests/module/dirty_stack.h"
 #import "token/TokenDriver.h"
 #include "token/testing/card_fixture.h"
 #include "token/testing/replaced_method.h"
@@ -232,7 +231,6 @@ TEST_F(TokenTest, CardNumberThatIsNotAsciiGivesAnEmptyInstanceId) {
 
 TEST_F(TokenTest, CardNumberThatCannotBeReadGivesAnEmptyInstanceIdAndGoesOn) {
   lindel().Return(Function::C_GetTokenInfo, CKR_DEVICE_ERROR);
-  scripted::DirtyStack();
   Token *token = MakeToken();
   EXPECT_EQ(Text([token instanceID]), "");
   EXPECT_EQ([[[token keychainContents] items] count], 4u);
