@@ -25,6 +25,8 @@ void FindReaderSlot(CK_FUNCTION_LIST_PTR p11, const CK_SLOT_ID* slots, CK_ULONG 
     if (static_cast<CK_ULONG>(i) >= allocated) break;
     *slot = slots[i];
     char description[kSlotDescriptionSize + 1] = {};
+    // A failure, which C_GetSlotInfo's line tells already, is logged under this name once more. The
+    // description is tested all the same: left alone by the module, it is empty.
     const CK_RV rv = get_reader_name(p11, *slot, description);
     if (rv != CKR_OK) p11_error("get_reader_name", rv);
     if (strstr(description, reader_name) != nullptr) {
@@ -87,6 +89,7 @@ CK_RV init(const char* module_path, void** module, CK_FUNCTION_LIST_PTR* p11, CK
 
   rv = (*p11)->C_OpenSession(*slot, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, session);
   if (rv != CKR_OK) {
+    // The module's own code goes to the log alone: callers learn only which step failed.
     p11_error("C_OpenSession", rv);
     os_log_error(OS_LOG_DEFAULT, "Session konnte nicht initialisiert werden.");
     return INIT_ERR_SESSION;

@@ -111,6 +111,14 @@ TEST_F(BringupTest, ModuleWithoutSlotsIsReported) {
   EXPECT_EQ(handle_, static_cast<void*>(&handle_));
 }
 
+// The module takes its slots back while they are listed.
+TEST_F(BringupTest, NoSlotInTheSecondAnswerIsNoSlot) {
+  card_.slot_list_answers = {{CKR_OK, 3}, {CKR_OK, 0}};
+  EXPECT_EQ(Init("Reader"), 0x901u);
+  EXPECT_EQ(module_.Count(Function::C_OpenSession), 0u);
+  EXPECT_EQ(Log().back(), "error: Keine Slots gefunden.");
+}
+
 TEST_F(BringupTest, NoSlotIsNoFailedAllocationEvenIfNothingIsAllocated) {
   wrapped::calls().empty_calloc_is_null = true;
   EXPECT_EQ(Init(""), 0x901u);
@@ -139,6 +147,14 @@ TEST_F(BringupTest, RefusedSessionDoesNotPassTheModulesCodeOn) {
   EXPECT_EQ(session_, kUntouched);
   EXPECT_EQ(handle_, static_cast<void*>(&handle_));
   EXPECT_EQ(module_.Count(Function::C_Finalize), 0u);
+}
+
+TEST_F(BringupTest, WriteProtectedTokenGetsNoReadOnlySession) {
+  card_.AddSlot(5, "Reader A");
+  module_.Return(Function::C_OpenSession, CKR_TOKEN_WRITE_PROTECTED);
+  EXPECT_EQ(Init(""), 0x902u);
+  EXPECT_EQ(module_.Count(Function::C_OpenSession), 1u);
+  EXPECT_EQ(module_.Texts().back(), "C_OpenSession(5, 6, NULL, NULL, out)");
 }
 
 TEST_F(BringupTest, ListsSlotsWithAndWithoutACard) {

@@ -49,6 +49,8 @@ TEST_F(KeyAgreementTest, FailedDerivationLeavesTheOutputsUntouched) {
 TEST_F(KeyAgreementTest, FailedReadStillCopiesTheZeroFilledRoom) {
   module_.Return(Function::C_GetAttributeValue, CKR_OBJECT_HANDLE_INVALID);
   EXPECT_EQ(Derive(), CKR_OBJECT_HANDLE_INVALID);
+  EXPECT_THAT(module_.Names(), ElementsAre("C_DeriveKey", "C_GetAttributeValue"));
+  EXPECT_EQ(card_.objects.size(), 1u) << "the derived object stays";
   EXPECT_THAT(Log(), ElementsAre("error: PKCS11 function C_GetAttributeValue failed: rv = "
                                  "CKR_OBJECT_HANDLE_INVALID (0x82)"));
   EXPECT_EQ(secret_length_, 1024u);

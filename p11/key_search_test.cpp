@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "p11/lookup.h"
+#include "tests/module/dirty_stack.h"
 #include "tests/module/p11_fixture.h"
 
 namespace {
@@ -11,6 +12,7 @@ using scripted::Bytes;
 using scripted::CapturedOutput;
 using scripted::Function;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 constexpr CK_OBJECT_HANDLE kUntouched = 4321;
@@ -135,6 +137,20 @@ TEST_P(KeySearchTest, PassesTheCallersIdOn) {
   const auto id = module_.At(Function::C_FindObjectsInit).arguments[1].attributes[1];
   EXPECT_EQ(id.address, id_.data());
   EXPECT_EQ(id.length, 2u);
+}
+
+// What the module leaves untouched then reads as no handle.
+TEST_P(KeySearchTest, HandsOutAClearedRoom) {
+  std::vector<CK_OBJECT_HANDLE> handles;
+  module_.Observe([&](const scripted::Call& call) {
+    if (call.function != Function::C_FindObjects) return;
+    const auto* room = static_cast<const CK_OBJECT_HANDLE*>(call.arguments[1].address);
+    handles.assign(room, room + 10);
+  });
+  CapturedOutput out(1);
+  scripted::DirtyStack();
+  EXPECT_EQ(kind_.find(p11_, kSession, id_.data(), id_.size(), &key_), CKR_OK);
+  EXPECT_THAT(handles, ElementsAreArray(std::vector<CK_OBJECT_HANDLE>(10, 0)));
 }
 
 TEST_P(KeySearchTest, TakesTheFirstOfSeveral) {

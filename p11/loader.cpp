@@ -59,7 +59,8 @@ void* C_LoadModule(const char* path, CK_FUNCTION_LIST_PTR_PTR function_list) {
 CK_RV C_UnloadModule(void* module) {
   auto* handle = static_cast<ModuleHandle*>(module);
   if (handle == nullptr || handle->magic != kModuleMagic) return CKR_ARGUMENTS_BAD;
+  // Only a negative answer is a failure; the library counts as closed after any other.
   if (handle->library != nullptr && kvdl_dlclose(handle->library) < 0) return CKR_FUNCTION_FAILED;
-  free(handle);
+  free(handle);  // the magic stays: nobody may use the handle from here on
   return CKR_OK;
 }

@@ -78,6 +78,7 @@ CK_RV get_mechanism_list(CK_FUNCTION_LIST_PTR p11, CK_SESSION_HANDLE session, CK
     p11_error("C_GetAttributeValue: is_attr_supported", rv);
     return rv;
   }
+  // Without a line: the caller logs what it gets.
   if (query.ulValueLen > *count * sizeof(CK_MECHANISM_TYPE)) return CKR_DEVICE_MEMORY;
   const CK_ULONG length = BytesRead(query, sizeof(value));
   memcpy(mechanisms, value, length);

@@ -187,6 +187,7 @@ class MechanismListTest : public AttributeTest {
 
 TEST_F(MechanismListTest, FailedReadIsReportedWithTheNeighboursText) {
   EXPECT_EQ(Read(20), CKR_ATTRIBUTE_TYPE_INVALID);
+  EXPECT_THAT(module_.Names(), ElementsAre("C_GetAttributeValue"));
   EXPECT_EQ(count_, 20u);
   EXPECT_THAT(mechanisms_, Each(kUntouched));
   EXPECT_THAT(Log(), ElementsAre("error: PKCS11 function C_GetAttributeValue: is_attr_supported "
@@ -250,6 +251,25 @@ TEST_F(MechanismListTest, LyingLengthBeyondTheArrayGivesDeviceMemory) {
   key_.SetMechanisms({1}).Claim(CKA_ALLOWED_MECHANISMS, ~CK_ULONG{0});
   EXPECT_EQ(Read(20), 0x31u);
   EXPECT_EQ(count_, 20u);
+}
+
+// A module of its own for counting: the scripted one allocates.
+CK_RV ReadTwo(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE* attribute, CK_ULONG) {
+  attribute->ulValueLen = 2 * sizeof(CK_MECHANISM_TYPE);
+  return CKR_OK;
+}
+
+TEST_F(MechanismListTest, TakesNoMemory) {
+  CK_FUNCTION_LIST list = {};
+  list.C_GetAttributeValue = ReadTwo;
+  CK_MECHANISM_TYPE mechanisms[20] = {};
+  CK_ULONG count = 20;
+  wrapped::calls().counting = true;
+  const CK_RV rv = get_mechanism_list(&list, kSession, key_.handle, mechanisms, &count);
+  wrapped::calls().counting = false;
+  EXPECT_EQ(rv, CKR_OK);
+  EXPECT_EQ(count, 2u);
+  EXPECT_EQ(wrapped::calls().allocations, 0u);
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 namespace {
 
 // The parameters of the hash-and-sign PSS mechanisms; the salt is as long as the digest. Plain
-// CKM_RSA_PKCS_PSS is not among them on purpose: it goes to the card without a parameter.
+// CKM_RSA_PKCS_PSS is not among them on purpose: it goes to the card without a parameter. No
+// algorithm leads to one of these rows: the extension never requests them.
 struct PssRow {
   CK_MECHANISM_TYPE mechanism;
   CK_RSA_PKCS_PSS_PARAMS parameters;

@@ -188,6 +188,14 @@ TEST_F(OperationsTest, DecryptPassesEverythingOnUnchanged) {
   EXPECT_THAT(Log(), IsEmpty());
 }
 
+TEST_F(OperationsTest, DecryptTellsTheModuleTheCallersRoom) {
+  out_length_ = 5;
+  card_.plaintext.bytes = {9, 8, 7, 6, 5};
+  EXPECT_EQ(Decrypt(CKM_RSA_PKCS), CKR_OK);
+  EXPECT_EQ(module_.At(Function::C_Decrypt).arguments[2].number, 5u);
+  EXPECT_EQ(out_length_, 5u);
+}
+
 TEST_F(OperationsTest, DecryptKeepsALyingLengthWithinTheRoom) {
   card_.plaintext = {Bytes(1024, 5), 5000};
   EXPECT_EQ(Decrypt(CKM_RSA_PKCS), CKR_OK);

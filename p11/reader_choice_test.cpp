@@ -1,5 +1,6 @@
 // Which slot a bring-up chooses.
 #include "tests/module/bringup_fixture.h"
+#include "tests/module/dirty_stack.h"
 
 namespace {
 
@@ -176,6 +177,15 @@ TEST_F(ReaderChoiceTest, SearchSeesTheWholeDescriptionAndNothingBehindIt) {
   EXPECT_EQ(slot_, 6u);
   EXPECT_EQ(Init("Scripted"), CKR_OK);
   EXPECT_EQ(Init("y "), CKR_OK);
+  EXPECT_FALSE(SaidFound());
+}
+
+TEST_F(ReaderChoiceTest, NothingFollowsAFullDescription) {
+  card_.AddSlot(5, std::string(63, 'x') + "y");
+  card_.AddSlot(6, "Reader B");
+  scripted::DirtyStack();  // with '?'
+  EXPECT_EQ(Init("y?"), CKR_OK);
+  EXPECT_EQ(slot_, 6u);
   EXPECT_FALSE(SaidFound());
 }
 

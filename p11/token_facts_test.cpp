@@ -22,6 +22,7 @@ class LabelTest : public scripted::P11Test {
 TEST_F(LabelTest, FailureLeavesTheBufferAlone) {
   module_.Return(Function::C_GetAttributeValue, CKR_DEVICE_ERROR, Effect::kPerform);
   EXPECT_EQ(Read(), CKR_DEVICE_ERROR);
+  EXPECT_THAT(module_.Names(), ElementsAre("C_GetAttributeValue"));
   EXPECT_EQ(label_, std::string(200, '#'));
   EXPECT_THAT(Log(), ElementsAre("error: PKCS11 function C_GetAttributeValue: CKA_LABEL failed: rv "
                                  "= CKR_DEVICE_ERROR (0x30)"));
@@ -90,6 +91,7 @@ TEST_F(CardNumberTest, FailureLeavesTheBufferAlone) {
   module_.Return(Function::C_GetTokenInfo, CKR_TOKEN_NOT_RECOGNIZED, Effect::kPerform);
   std::string number(32, '#');
   EXPECT_EQ(get_card_no(p11_, 4, number.data()), CKR_TOKEN_NOT_RECOGNIZED);
+  EXPECT_THAT(module_.Names(), ElementsAre("C_GetTokenInfo"));
   EXPECT_EQ(number, std::string(32, '#'));
   EXPECT_THAT(Log(), ElementsAre("error: PKCS11 function C_GetTokenInfo failed: rv = "
                                  "CKR_TOKEN_NOT_RECOGNIZED (0xe1)"));

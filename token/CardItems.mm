@@ -73,6 +73,8 @@ static BOOL AddItems(Card *card, SecCertificateRef certificate, NSData *objectID
   [card->items addObject:item];
   [item release];
 
+  // A key that is not there is a success of the search: its item is made all the same, and its
+  // label and flags are asked of handle 0.
   CK_OBJECT_HANDLE publicKey = CK_INVALID_HANDLE;
   const CK_RV rv = get_pub_key(card->p11, card->session, card->certificate.id,
                                card->certificate.id_len, &publicKey);

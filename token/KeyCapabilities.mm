@@ -21,6 +21,7 @@ void AddCapabilities(TKTokenKeychainKey *key, CK_FUNCTION_LIST *p11, CK_SESSION_
   }
 
   is_attr_supported(p11, session, publicKey, CKA_ENCRYPT, &flags->encrypt);
+  // Read whatever the first says: the card's calls do not depend on it.
   is_attr_supported(p11, session, publicKey, CKA_WRAP, &flags->wrap);
   if (flags->encrypt == CK_TRUE || flags->wrap == CK_TRUE) {
     [key setCanDecrypt:YES];

@@ -25,6 +25,7 @@ static BOOL UsageAllows(TokenSession *session, TKTokenOperation operation,
     case TKTokenOperationDecryptData:
       is_attr_supported([[session tsToken] p11], [[session tsToken] session], publicKey,
                         CKA_ENCRYPT, &flag1);
+      // Read whatever the first says: the card's calls do not depend on it.
       is_attr_supported([[session tsToken] p11], [[session tsToken] session], publicKey, CKA_WRAP,
                         &flag2);
       return flag1 == CK_TRUE || flag2 == CK_TRUE;
@@ -49,6 +50,8 @@ static BOOL MechanismAllowed(TokenSession *session, CK_OBJECT_HANDLE publicKey,
     count = 0;  // nothing was read; the comparison still runs, over nothing
   }
   for (CK_ULONG i = 0; i < count; ++i) {
+    // Asked afresh for every entry, deliberately: the platform's questions are kept. An entry of
+    // all ones equals an algorithm without a mechanism.
     if (mechanisms[i] == get_mechanism(algorithm)) {
       os_log(OS_LOG_DEFAULT, "RETURN YES.");
       return YES;
@@ -64,6 +67,7 @@ BOOL KeySupports(TokenSession *session, TKTokenOperation operation, NSData *keyO
   const CK_RV rv = get_pub_key([[session tsToken] p11], [[session tsToken] session], ckaID.bytes,
                                ckaID.length, &publicKey);
   if (rv != CKR_OK) {
+    // Said when the search failed, not when there is no key: that goes on with handle 0.
     os_log_error(OS_LOG_DEFAULT, "Öff. Schlüssel nicht gefunden.");
     return NO;
   }

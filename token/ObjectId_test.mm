@@ -135,6 +135,7 @@ TEST_F(ObjectIdTest, The513thByteOverwritesTheLowByteOfTheLength) {
   const ObjectIdBuffer most = dataToId(Data(ObjectIdWithTail({0xFF})));
   EXPECT_EQ(most.length, 0x2FFu - 1);
   EXPECT_EQ(Front(most, 511), From1(none, 511));
+  EXPECT_EQ(most.bytes[511], 0xFE) << "the length's own low byte";
 }
 
 // What the 513th byte and those behind it make of the length, and how far the ID moves for that:

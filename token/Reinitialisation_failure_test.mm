@@ -114,6 +114,13 @@ TEST_F(HeldModuleTest, WhatTheFailedBringUpLeftIsFinalisedButTheTokensModuleIsUn
   EXPECT_EQ([token_ session], kSession);
 }
 
+TEST_F(HeldModuleTest, TheTokenIsAskedForAtEachReadAndForItsModule) {
+  lindel().Return(Function::C_Initialize, CKR_HOST_MEMORY);
+  CountingSession *session = Session([CountingSession class]);
+  EXPECT_FALSE(Signs(session));
+  EXPECT_EQ([session tokenReads], 5u);
+}
+
 TEST_F(HeldModuleTest, TheNextCheckTriesAgain) {
   lindel().ReturnOnce(Function::C_Initialize, CKR_HOST_MEMORY);
   EXPECT_FALSE(Signs(session_));

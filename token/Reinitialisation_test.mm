@@ -4,36 +4,36 @@
 #include "token/testing/replaced_p11.h"
 #include "token/testing/session_fixture.h"
 
-// Notes in which order its four values are set.
+// Notes in which order its four values are set, each with the flag `initialized` at that time. The
+// list that it is given must outlive it.
 @interface NotingToken : Token {
-  std::vector<std::string> _stored;
+  std::vector<std::string> *_notes;
 }
-- (std::vector<std::string>)stored;
-- (void)forget;
+- (void)setNotes:(std::vector<std::string> *)notes;
 @end
 
 @implementation NotingToken
+- (void)setNotes:(std::vector<std::string> *)notes {
+  _notes = notes;
+}
+- (void)note:(const char *)name {
+  _notes->push_back(std::string(name) + " " + std::to_string(initialized));
+}
 - (void)setModule:(void *)module {
-  _stored.emplace_back("module");
+  [self note:"module"];
   [super setModule:module];
 }
 - (void)setP11:(CK_FUNCTION_LIST *)p11 {
-  _stored.emplace_back("p11");
+  [self note:"p11"];
   [super setP11:p11];
 }
 - (void)setSlotID:(CK_SLOT_ID)slotID {
-  _stored.emplace_back("slotID");
+  [self note:"slotID"];
   [super setSlotID:slotID];
 }
 - (void)setSession:(CK_SESSION_HANDLE)session {
-  _stored.emplace_back("session");
+  [self note:"session"];
   [super setSession:session];
-}
-- (std::vector<std::string>)stored {
-  return _stored;
-}
-- (void)forget {
-  _stored.clear();
 }
 @end
 
@@ -217,18 +217,40 @@ TEST_F(ReinitialisationTest, AlreadyInitialisedAsTheResultIsASuccessToo) {
   EXPECT_EQ(lindel().Count(scripted::Function::C_Finalize), 0u);
 }
 
-TEST_F(ReinitialisationTest, TheValuesAreStoredInThisOrder) {
-  NSError *error = nil;
-  NotingToken *token = [[[NotingToken alloc] initWithSmartCard:smart_card()
-                                                           AID:AID()
-                                                   tokenDriver:(TKSmartCardTokenDriver *)driver()
-                                                         error:&error] autorelease];
-  EXPECT_THAT([token stored], ElementsAre("module", "p11", "slotID", "session",  // cleared first
-                                          "module", "p11", "slotID", "session"));
-  [token forget];
-  TokenSession *session = [[[TokenSession alloc] initWithToken:token] autorelease];
+TEST_F(ReinitialisationTest, TheTokenIsAskedForAtEachReadAndEachStore) {
+  CountingSession *session = Session([CountingSession class]);
   EXPECT_TRUE(Reinitialise(session));
-  EXPECT_THAT([token stored], ElementsAre("module", "p11", "slotID", "session"));
+  EXPECT_EQ([session tokenReads], 8u);  // four values before the bring-up, four after it
+}
+
+// The flag follows the values: it is set after them, and cleared after them too.
+TEST_F(ReinitialisationTest, TheValuesAreStoredInThisOrder) {
+  std::vector<std::string> notes;
+  NotingToken *token = [NotingToken alloc];
+  [token setNotes:&notes];
+  NSError *error = nil;
+  ASSERT_EQ(initialized, 1) << "the set-up before";
+  ASSERT_EQ([token initWithSmartCard:smart_card()
+                                 AID:AID()
+                         tokenDriver:(TKSmartCardTokenDriver *)driver()
+                               error:&error],
+            token);
+  EXPECT_THAT(notes, ElementsAre("module 1", "p11 1", "slotID 1", "session 1",  // cleared first
+                                 "module 0", "p11 0", "slotID 0", "session 0"));
+  EXPECT_EQ(initialized, 1);
+
+  notes.clear();
+  initialized = 0;
+  @autoreleasepool {
+    EXPECT_TRUE(Reinitialise([[[TokenSession alloc] initWithToken:token] autorelease]));
+  }
+  EXPECT_THAT(notes, ElementsAre("module 0", "p11 0", "slotID 0", "session 0"));
+  EXPECT_EQ(initialized, 1);
+
+  notes.clear();
+  [token release];
+  EXPECT_THAT(notes, ElementsAre("module 1", "p11 1", "slotID 1", "session 1"));
+  EXPECT_EQ(initialized, 0);
 }
 
 }  // namespace

@@ -28,6 +28,7 @@
   }
   const char *bytes = [pin UTF8String];
   const size_t length = bytes == nullptr ? 0 : strlen(bytes);
+  // Nobody logs out again: the login is the module's and ends with it.
   CK_FUNCTION_LIST *p11 = [[[self session] tsToken] p11];
   const CK_RV rv = p11->C_Login([[[self session] tsToken] session], CKU_USER,
                                 reinterpret_cast<CK_UTF8CHAR *>(const_cast<char *>(bytes)), length);

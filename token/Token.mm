@@ -61,6 +61,7 @@ static void CleanUp(Token *token, CK_FUNCTION_LIST *p11, void *module) {
   NSDictionary *configuration = [Configuration() retain];
   const CK_RV rv =
       init([path UTF8String], &module, &p11, &slotID, &session, ReaderName(configuration));
+  // init turns "already initialised" into success itself; the second test is a safeguard.
   if (rv == CKR_OK || rv == CKR_CRYPTOKI_ALREADY_INITIALIZED) {
     NSString *instanceID = [InstanceID(p11, slotID) retain];
     NSArray *items = CopyCardItems(p11, session);
@@ -100,6 +101,7 @@ static void CleanUp(Token *token, CK_FUNCTION_LIST *p11, void *module) {
     [self p11]->C_Finalize(nullptr);
     os_log(OS_LOG_DEFAULT, "(dealloc) C_Finalize aufgerufen.");
   }
+  // Null after a failed set-up, and then refused; the line is written all the same.
   C_UnloadModule([self module]);
   os_log(OS_LOG_DEFAULT, "(dealloc) C_UnloadModule aufgerufen.");
   [self setModule:nullptr];

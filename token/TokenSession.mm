@@ -16,7 +16,7 @@
 #import "token/TSAuthOperation.h"
 #import "token/Token.h"
 
-// What a card operation wrote.
+// What a card operation wrote. Never cleared before: only the bytes written are handed on.
 struct CardResult {
   CK_BYTE bytes[kResultSize];
   CK_ULONG length;
@@ -31,7 +31,8 @@ static void Fail(NSError **error, TKErrorCode code, NSString *description) {
 }
 
 // Tests the login and finds the private key. Returns whether the operation can go on; otherwise
-// the error is written.
+// the error is written. As everywhere, the token is asked for twice at each step, for its list and
+// for its session, so that each step sees what it holds by then.
 static BOOL FindPrivateKey(TokenSession *session, NSData *keyObjectID, CK_OBJECT_HANDLE *key,
                            NSError **error) {
   CK_BBOOL loginRequired;  // always written; a failed test leaves it set
@@ -58,6 +59,7 @@ static NSData *ResultData(const CardResult &result, NSString *failure, NSError *
   return data;
 }
 
+// The session argument of the methods is never read: each session is its own delegate.
 @implementation TokenSession
 
 - (instancetype)initWithToken:(TKToken *)token {
@@ -117,7 +119,7 @@ static NSData *ResultData(const CardResult &result, NSString *failure, NSError *
     const CK_MECHANISM_TYPE mechanism = get_mechanism(algorithm);
     os_log(OS_LOG_DEFAULT, "(SIGN) TKTokenKeyAlgorithm %s", algo_to_str(algorithm));
     char name[1024] = {};
-    mech_to_str(mechanism, name);
+    mech_to_str(mechanism, name);  // with the log off, too
     os_log(OS_LOG_DEFAULT, "Mechanism %{public}s (0x%X)\n", name, static_cast<uint32_t>(mechanism));
     result.length = sizeof(result.bytes);
     const CK_RV rv = sign([[self tsToken] p11], [[self tsToken] session], key, mechanism,
@@ -188,8 +190,9 @@ static NSData *ResultData(const CardResult &result, NSString *failure, NSError *
     CK_OBJECT_HANDLE key;
     if (!FindPrivateKey(self, objectID, &key, error)) return nil;
     const CK_MECHANISM_TYPE mechanism = get_mechanism(algorithm);
+    // Taken for 1024 bytes by mech_to_str; no name has more than 26 characters.
     char name[100] = {};
-    mech_to_str(mechanism, name);
+    mech_to_str(mechanism, name);  // with the log off, too
     os_log(OS_LOG_DEFAULT, "DeriveKey mechanism %s", name);
     result.length = sizeof(result.bytes);
     const CK_RV rv = derive_key([[self tsToken] p11], [[self tsToken] session], key, mechanism,
@@ -222,6 +225,7 @@ static NSData *ResultData(const CardResult &result, NSString *failure, NSError *
   return [[_tsToken retain] autorelease];
 }
 
+// Neither logs out nor closes the card's session, which all sessions of the token share.
 - (void)dealloc {
   [_tsToken release];
   [super dealloc];

@@ -2,6 +2,7 @@
 #include <string.h>
 
 #import "platform/linux/ctk/TKHostInterface.h"
+#include "tests/module/dirty_stack.h"
 #include "token/testing/card_request.h"
 
 #if __has_feature(address_sanitizer)
@@ -129,7 +130,7 @@ TEST_F(ExchangeTest, TheNameGoesIntoAZeroedRoomOf100BytesThoughMechToStrTakesItF
     EXPECT_TRUE(__asan_address_is_poisoned(name + 100));
 #endif
   };
-  DirtyStack();
+  scripted::DirtyStack();
   EXPECT_NE(Run(), nil);
   EXPECT_EQ(names, 1u);
   EXPECT_EQ(wrapped::calls().strlcpy_size, 1024u);

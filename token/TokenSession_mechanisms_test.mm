@@ -132,6 +132,13 @@ TEST_F(AllowedMechanismsTest, AllSixtyFourBitsAreCompared) {
   EXPECT_FALSE(Signs(Algorithm(kSecKeyAlgorithmRSASignatureRaw)));
 }
 
+TEST_F(AllowedMechanismsTest, AnAllOnesEntryEqualsAnAlgorithmWithoutAMechanism) {
+  Allow({~0UL});
+  EXPECT_TRUE(Signs(AskedString(@"nonsense")));
+  EXPECT_THAT(Log(), ElementsAre("default: (BOOL) TKTokenKeyAlgorithm Unknown algorithm",
+                                 "default: RETURN YES."));
+}
+
 TEST_F(AllowedMechanismsTest, AnUnknownAlgorithmIsLoggedAsSuchAndNotSupported) {
   for (NSString *name : {@"algid:sign:RSA:raw-cc", @"algid:encrypt:RSA:raw-cc", @"nonsense"}) {
     Forget();

@@ -82,6 +82,18 @@ TEST_P(RequestTest, AFailedSearchIsAMissingKey) {
   EXPECT_EQ([error_ code], -6);
 }
 
+TEST_P(RequestTest, NoMechanismIsAskedForBeforeTheKeyIsFound) {
+  AskedAlgorithm *algorithm = AskedString(@"algid:sign:nobody");
+  algorithm_ = algorithm;
+  card().session_state = CKS_RW_PUBLIC_SESSION;
+  EXPECT_EQ(Run(), nil);
+  card().session_state = CKS_RW_USER_FUNCTIONS;
+  lindel().Return(Function::C_FindObjects, CKR_DEVICE_ERROR);
+  EXPECT_EQ(Run(), nil);
+  EXPECT_EQ([error_ code], -6);
+  EXPECT_THAT([algorithm asked], IsEmpty());
+}
+
 TEST_P(RequestTest, AKeyThatWasNotFoundIsUsedWithoutAFurtherTest) {
   key_ = KeyObjectID({0x09});
   EXPECT_NE(Run(), nil);

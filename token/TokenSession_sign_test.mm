@@ -1,5 +1,10 @@
 // Signing: calls, log and the mechanism's name.
+#include "tests/module/dirty_stack.h"
 #include "token/testing/card_request.h"
+
+#if __has_feature(address_sanitizer)
+#include <sanitizer/asan_interface.h>
+#endif
 
 namespace token_testing {
 namespace {
@@ -163,8 +168,12 @@ TEST_F(SignTest, TheMechanismsNameGoesIntoAZeroedRoomOf1024Bytes) {
   replaced.before_mech_to_str = [&](const char *name) {
     ++names;
     for (size_t i = 0; i < 1024; ++i) ASSERT_EQ(name[i], 0) << i;
+#if __has_feature(address_sanitizer)
+    EXPECT_FALSE(__asan_address_is_poisoned(name + 1023));
+    EXPECT_TRUE(__asan_address_is_poisoned(name + 1024));
+#endif
   };
-  DirtyStack();
+  scripted::DirtyStack();
   EXPECT_NE(Run(), nil);
   EXPECT_EQ(names, 1u);
 }

@@ -198,10 +198,17 @@ TEST_F(SupportTest, TheTokensSessionAndListAreReadAtEveryUse) {
 }
 
 TEST_F(SupportTest, TheTokenIsAskedForTwiceForEachCallOfTheCard) {
-  CountingSession *session = Session([CountingSession class]);
-  session_ = session;
-  EXPECT_TRUE(Signs());
-  EXPECT_EQ([session tokenReads], 6u);  // search, one flag, allowed mechanisms
+  const std::pair<TKTokenOperation, size_t> kReads[] = {
+      {TKTokenOperationSignData, 6},            // search, one flag, allowed mechanisms
+      {TKTokenOperationDecryptData, 8},         // two flags
+      {TKTokenOperationPerformKeyExchange, 4},  // search and flag
+  };
+  for (const auto &[operation, reads] : kReads) {
+    CountingSession *session = Session([CountingSession class]);
+    session_ = session;
+    Supports(operation);
+    EXPECT_EQ([session tokenReads], reads) << operation;
+  }
 }
 
 TEST_F(SupportTest, NoSearchIsFinishedAndNobodyIsLoggedIn) {

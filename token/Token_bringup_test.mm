@@ -53,6 +53,23 @@ TEST_F(TokenBringUpTest, AModuleThatAFailureLeftStaysLoadedThoughTheLogSaysUnloa
   ExpectNothingStored(token);
 }
 
+TEST_F(TokenBringUpTest, TheNullHandleIsHandedToTheUnloading) {
+  int other = 0;
+  replaced_.init = [&other](const char *, void **module, CK_FUNCTION_LIST **, CK_SLOT_ID *,
+                            CK_SESSION_HANDLE *, const char *) {
+    *module = &other;
+    return CK_RV{0x900};
+  };
+  std::vector<void *> unloaded;
+  replaced_.before_unload = [&](void *module) {
+    unloaded.push_back(module);
+    EXPECT_THAT(Log(), ElementsAre(kInserted, kInitFailed));
+  };
+  MakeToken();
+  EXPECT_THAT(unloaded, ElementsAre(nullptr));
+  EXPECT_EQ(Log().back(), kUnloaded);
+}
+
 TEST_F(TokenBringUpTest, AlreadyInitialisedAsTheResultIsASuccessToo) {
   size_t inits = 0;
   replaced_.init = [&](const char *path, void **module, CK_FUNCTION_LIST **p11, CK_SLOT_ID *slot,
@@ -84,13 +101,12 @@ TEST_F(TokenBringUpTest, AlreadyInitialisedAsTheResultIsASuccessToo) {
 // --- The order of a success ---
 
 Token *filled_token = nil;
-IMP fill_items = nullptr;  // the method's own
-size_t fills = 0;
+IMP fill_items = nullptr;        // the method's own
+std::vector<NSUInteger> filled;  // how many items each call brought
 
 id FillItems(id self, SEL command, NSArray *items) {
-  ++fills;
+  filled.push_back([items count]);
   EXPECT_EQ(self, [filled_token keychainContents]);
-  EXPECT_EQ([items count], 4u);
   EXPECT_EQ([filled_token module], nullptr);
   EXPECT_EQ([filled_token p11], nullptr);
   EXPECT_EQ([filled_token slotID], 0u);
@@ -99,9 +115,13 @@ id FillItems(id self, SEL command, NSArray *items) {
   return reinterpret_cast<id (*)(id, SEL, NSArray *)>(fill_items)(self, command, items);
 }
 
-TEST_F(TokenBringUpTest, TheItemsArePublishedBeforeTheValuesAreStored) {
-  fills = 0;
-  {
+class TokenContentsTest : public TokenBringUpTest {
+ protected:
+  ~TokenContentsTest() override { [filled_token release]; }
+
+  // Sets filled_token up while the filling of its contents is watched.
+  void SetTokenUp() {
+    filled.clear();
     const ReplacedMethod fill([TKTokenKeychainContents class], @selector(fillWithItems:),
                               reinterpret_cast<IMP>(FillItems));
     fill_items = fill.original();
@@ -114,11 +134,21 @@ TEST_F(TokenBringUpTest, TheItemsArePublishedBeforeTheValuesAreStored) {
                                           error:&error],
                 filled_token);
     });
+    EXPECT_EQ([filled_token p11], lindel().functions());
+    EXPECT_EQ(initialized, 1);
   }
-  EXPECT_EQ(fills, 1u);
-  EXPECT_EQ([filled_token p11], lindel().functions());
-  EXPECT_EQ(initialized, 1);
-  [filled_token release];
+};
+
+TEST_F(TokenContentsTest, TheItemsArePublishedBeforeTheValuesAreStored) {
+  SetTokenUp();
+  EXPECT_THAT(filled, ElementsAre(4u));
+}
+
+TEST_F(TokenContentsTest, AnEmptyCardFillsTheContentsToo) {
+  lindel().Reset();
+  AddEmptyCard(&card());
+  SetTokenUp();
+  EXPECT_THAT(filled, ElementsAre(0u));
 }
 
 }  // namespace

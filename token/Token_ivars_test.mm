@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #import "token/TSAuthOperation.h"
@@ -14,6 +15,8 @@
 namespace {
 
 using testing::ElementsAre;
+
+static_assert(std::is_same_v<decltype(initialized), CK_BBOOL>);
 
 // The names of the instance variables that the class itself declares, in their order.
 std::vector<std::string> Ivars(Class owner) {

@@ -51,9 +51,6 @@ NSData *Make(const CardRequest &request, TokenSession *session, TKTokenSession *
 NSData *KeyOf(const CardRequest &request);
 TKTokenKeyAlgorithm *AlgorithmOf(const CardRequest &request);
 
-// Leaves no zero bytes where the next calls have their local variables.
-void DirtyStack();
-
 // Makes one request of a logged-in session; the fields say of what.
 class CardRequestTest : public SessionTest {
  protected:

@@ -4,11 +4,6 @@
 
 namespace token_testing {
 
-__attribute__((noinline)) void DirtyStack() {
-  volatile char room[65536];
-  for (volatile char &byte : room) byte = '?';
-}
-
 NSData *Make(const CardRequest &request, TokenSession *session, TKTokenSession *argument,
              NSData *data, NSData *key, TKTokenKeyAlgorithm *algorithm,
              TKTokenKeyExchangeParameters *parameters, NSError **error) {

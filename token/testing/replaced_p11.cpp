@@ -25,6 +25,7 @@ CK_RV __real__Z14login_requiredP17_CK_FUNCTION_LISTmPh(CK_FUNCTION_LIST* p11,
                                                        CK_SESSION_HANDLE session,
                                                        CK_BBOOL* required);
 size_t __real__Z11mech_to_strmPc(CK_MECHANISM_TYPE mechanism, char* name);
+CK_RV __real__Z14C_UnloadModulePv(void* module);
 
 CK_RV __wrap__Z4initPKcPPvPP17_CK_FUNCTION_LISTPmS6_S0_(const char* path, void** module,
                                                         CK_FUNCTION_LIST** p11, CK_SLOT_ID* slot,
@@ -47,6 +48,11 @@ CK_RV __wrap__Z14login_requiredP17_CK_FUNCTION_LISTmPh(CK_FUNCTION_LIST* p11,
 size_t __wrap__Z11mech_to_strmPc(CK_MECHANISM_TYPE mechanism, char* name) {
   if (current != nullptr && current->before_mech_to_str) current->before_mech_to_str(name);
   return __real__Z11mech_to_strmPc(mechanism, name);
+}
+
+CK_RV __wrap__Z14C_UnloadModulePv(void* module) {
+  if (current != nullptr && current->before_unload) current->before_unload(module);
+  return __real__Z14C_UnloadModulePv(module);
 }
 
 }  // extern "C"

@@ -24,6 +24,8 @@ struct ReplacedP11 {
   std::function<CK_RV(CK_BBOOL* required)> login_required;
   // Runs before mech_to_str, which then runs too.
   std::function<void(const char* name)> before_mech_to_str;
+  // Runs before C_UnloadModule, which then runs too. The loader's own call is not seen.
+  std::function<void(void* module)> before_unload;
 };
 
 }  // namespace token_testing

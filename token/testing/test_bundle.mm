@@ -14,7 +14,8 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path MakeFolder() {
-  std::string name = fs::temp_directory_path() / "kelvrin-bundle-XXXXXX";
+  // Not ASCII, as a home folder's name may be.
+  std::string name = fs::temp_directory_path() / "kelvrin-bündel-XXXXXX";
   if (mkdtemp(name.data()) == nullptr) {
     perror("mkdtemp");
     abort();

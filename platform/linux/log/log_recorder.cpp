@@ -37,6 +37,11 @@ bool IsEnabled(os_log_type_t type) {
   return (enabled_types.load(std::memory_order_relaxed) & TypeBit(type)) != 0;
 }
 
+// No line goes to any other object, which would be a mistake.
+bool IsEnabled(os_log_t log, os_log_type_t type) {
+  return log == OS_LOG_DEFAULT && IsEnabled(type);
+}
+
 }  // namespace
 
 void SetObjectDescriber(ObjectDescriber describe) { describer.store(describe); }
@@ -114,13 +119,13 @@ Disabled::~Disabled() { SetEnabled(type_, was_enabled_); }
 struct os_log_s {};
 struct os_log_s _os_log_default;
 
-bool os_log_type_enabled(os_log_t /*log*/, os_log_type_t type) { return oslog::IsEnabled(type); }
+bool os_log_type_enabled(os_log_t log, os_log_type_t type) { return oslog::IsEnabled(log, type); }
 
 // Without a listener a line costs one relaxed load, and is not even decoded.
-void _os_log_impl(void* /*dso*/, os_log_t /*log*/, os_log_type_t type, const char* format,
+void _os_log_impl(void* /*dso*/, os_log_t log, os_log_type_t type, const char* format,
                   uint8_t* buffer, uint32_t size) {
   const int error = errno;
-  if (oslog::listeners.load(std::memory_order_relaxed) == 0 || !oslog::IsEnabled(type)) return;
+  if (oslog::listeners.load(std::memory_order_relaxed) == 0 || !oslog::IsEnabled(log, type)) return;
   oslog::Deliver(oslog::Decode(type, format, buffer, size, oslog::describer.load()));
   errno = error;
 }

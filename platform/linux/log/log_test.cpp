@@ -42,6 +42,20 @@ TEST(Log, AllTypesButDebugAreOnAtTheStartAndEachIsSwitchedAlone) {
   }
 }
 
+TEST(Log, OnlyTheDefaultObjectIsEnabled) {
+  const Recorder recorder;
+  int other = 0;
+  for (void* const object : {static_cast<void*>(nullptr), static_cast<void*>(&other)}) {
+    const auto log = static_cast<os_log_t>(object);
+    EXPECT_FALSE(os_log_type_enabled(log, OS_LOG_TYPE_ERROR));
+    os_log_error(log, "text");
+    uint8_t buffer[] = {0, 0};  // a line without the test
+    _os_log_impl(static_cast<void*>(&__dso_handle), log, OS_LOG_TYPE_ERROR, "text", buffer,
+                 sizeof(buffer));
+  }
+  EXPECT_THAT(recorder.lines(), IsEmpty());
+}
+
 TEST(Log, DisabledPutsBackWhatWas) {
   {
     const Disabled outer(OS_LOG_TYPE_DEFAULT);

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 
-#include "platform/macho/libsystem/errors.h"
 #include "platform/macho/libsystem/tables.h"
 
 namespace macho::libsystem {
@@ -12,22 +11,26 @@ namespace {
 using Write = void (*)(void*, void*, uint8_t, const char*, uint8_t*, uint32_t);
 using IsEnabled = bool (*)(void*, uint8_t);
 
-// The line may show errno.
+// What an image gets for the default log; only its address is used.
+void* default_log[8];
+
+// The log of the stand-in that an image means.
+void* Meant(void* log) {
+  static void* const real = dlsym(RTLD_DEFAULT, "_os_log_default");
+  return log == default_log ? real : log;
+}
+
 void WriteLine(void* image, void* log, uint8_t type, const char* format, uint8_t* buffer,
                uint32_t size) {
   static const auto write = reinterpret_cast<Write>(dlsym(RTLD_DEFAULT, "_os_log_impl"));
-  RestoreErrno();
-  if (write != nullptr) write(image, log, type, format, buffer, size);
+  if (write != nullptr) write(image, Meant(log), type, format, buffer, size);
 }
 
 bool TypeIsEnabled(void* log, uint8_t type) {
   static const auto enabled =
       reinterpret_cast<IsEnabled>(dlsym(RTLD_DEFAULT, "os_log_type_enabled"));
-  return enabled != nullptr && enabled(log, type);
+  return enabled != nullptr && enabled(Meant(log), type);
 }
-
-// Only its address is used.
-void* default_log[8];
 
 const StandIn kTable[] = {
     {"__os_log_default", default_log},
