@@ -15,7 +15,7 @@ packages=(
 
 dev_setup() {
   if [ "$(uname -s)" = Darwin ]; then
-    fail "this command needs Debian 12; on macOS there is ./dev macos"
+    fail "this command needs Debian 12; on macOS there are ./dev macos and ./dev mac-check"
   fi
   command -v apt-get >/dev/null || fail "no apt-get here; these packages are needed: ${packages[*]}"
   local missing=() package
