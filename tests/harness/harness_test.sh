@@ -8,6 +8,11 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cp -R "$1" "$folder/KelvrinToken.appex"
 shift
+cat >"$folder/KelvrinToken.appex/Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf" <<'EOT'
+module = /usr/lib/softhsm/libsofthsm2.so
+reader-name = Kelvrin Reader
+any-reader = yes
+EOT
 "$here/../card/make-card" "$folder" 2>"$folder/log" || { cat "$folder/log" >&2; exit 1; }
 printf %s "For the card's owner alone." |
   openssl pkeyutl -encrypt -pubin -inkey "$folder/card/rsa.pub.pem" -out "$folder/ciphertext"

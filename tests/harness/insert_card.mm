@@ -271,20 +271,18 @@ void Decrypt(TokenSession *session, NSData *ciphertext) {
 
 // --- cards ---------------------------------------------------------------------------------------
 
-// Has a new driver make a token for a card; the caller owns the token.
+// Has a new driver make a token for a card; the caller owns the token, and the pool the other two.
 Token *Insert() {
-  TokenDriver *driver = [[TokenDriver alloc] init];
+  TokenDriver *driver = [[[TokenDriver alloc] init] autorelease];
   if (driver == nil) Refused("a driver");
   fprintf(out, "Apple: the driver is its own delegate: %s\n", YesNo([driver delegate] == driver));
   // Its class is looked for by name, to go without one where a program may have none.
-  id card = [[NSClassFromString(@"TKSmartCard") alloc] init];
+  id card = [[[NSClassFromString(@"TKSmartCard") alloc] init] autorelease];
   NSError *error = nil;
   TKSmartCardToken *token = [driver tokenDriver:driver
                         createTokenForSmartCard:card
                                             AID:nil
                                           error:&error];
-  [card release];
-  [driver release];
   return (Token *)[token retain];
 }
 
