@@ -290,6 +290,7 @@ void UseCard(NSString *pin, NSData *ciphertext) {
   Token *token = Insert();
   if (token == nil) Refused("a token");
   Check("the token is set up", initialized && [token p11] != nullptr);
+  if (!right) exit(1);
   fprintf(out, "Apple: the token is its own delegate: %s\n", YesNo([token delegate] == token));
   NSArray *items = PrintItems(token);
   NSError *error = nil;
