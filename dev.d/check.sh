@@ -89,6 +89,20 @@ check_shell() {
     "${files[@]}"
 }
 
+# The workflow: its form, and the shell in its steps.
+check_workflow() {
+  say "workflow"
+  quietly yamllint yamllint --strict .github/workflows
+  python3 - .github/workflows/ci.yml >"$logs/workflow-steps.sh" <<'EOT'
+import sys, yaml
+with open(sys.argv[1], encoding="utf-8") as workflow:
+    for job in yaml.safe_load(workflow)["jobs"].values():
+        for step in job["steps"]:
+            print(step.get("run", ""))
+EOT
+  quietly workflow-steps shellcheck --shell=bash "$logs/workflow-steps.sh"
+}
+
 dev_check() {
   local fix=()
   case ${1:-} in
@@ -99,6 +113,7 @@ dev_check() {
   dev_setup
   check_format "${fix[@]}"
   check_shell
+  check_workflow
   check_lint "${fix[@]}"
   check_lint_macos "${fix[@]}"
   say "check: no findings"

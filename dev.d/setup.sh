@@ -4,7 +4,7 @@
 packages=(
   clang-19 clang-format-19 clang-tidy-19 clang-tools-19 libclang-rt-19-dev lld-19 llvm-19 llvm-19-dev
   libc++-19-dev ca-certificates curl python3 zip
-  cmake ninja-build pkg-config shellcheck
+  cmake ninja-build pkg-config python3-yaml shellcheck yamllint
   g++ libobjc-12-dev libgnustep-base-dev
   libbsd-dev libp11-kit-dev libssl-dev
   libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev
@@ -15,7 +15,7 @@ packages=(
 
 dev_setup() {
   if [ "$(uname -s)" = Darwin ]; then
-    fail "this command needs Debian 12; on macOS there is ./dev macos"
+    fail "this command needs Debian 12; on macOS there are ./dev macos and ./dev mac-check"
   fi
   command -v apt-get >/dev/null || fail "no apt-get here; these packages are needed: ${packages[*]}"
   local missing=() package

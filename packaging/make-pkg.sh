@@ -64,9 +64,14 @@ plutil -replace 0.BundleIsRelocatable -bool NO "$workplace/parts/components.plis
 pkgbuild --root "$workplace/root" --component-plist "$workplace/parts/components.plist" \
   --install-location /Applications --identifier "$identifier.pkg" --version "$version" \
   "$workplace/parts/component.pkg" || fail "pkgbuild failed, see above"
+# Without these the installer takes a package for one of Intel's, and wants Rosetta on other Macs.
+printf '%s\n' '<?xml version="1.0" encoding="UTF-8"?>' '<plist version="1.0">' '<dict>' \
+  '<key>arch</key>' '<array><string>x86_64</string><string>arm64</string></array>' '</dict>' \
+  '</plist>' >"$workplace/parts/product.plist"
 package=$workplace/${output##*/}
 productbuild --package "$workplace/parts/component.pkg" --sign "$identity" \
-  ${keychain:+--keychain "$keychain"} --timestamp "$package" ||
+  ${keychain:+--keychain "$keychain"} --timestamp \
+  --product "$workplace/parts/product.plist" "$package" ||
   fail "productbuild failed, see above"
 if [ -n "$profile" ]; then
   notarise "$package" "$profile"

@@ -16,7 +16,11 @@ struct ObjectName {
   CK_OBJECT_CLASS object_class = 0;
   Bytes id;
 
-  auto operator<=>(const ObjectName&) const = default;
+  bool operator==(const ObjectName&) const = default;
+  // Written out, since the vectors of older C++ libraries on macOS have no <=>.
+  bool operator<(const ObjectName& other) const {
+    return object_class != other.object_class ? object_class < other.object_class : id < other.id;
+  }
 };
 
 // A module's search is linear in the token's objects, and the extension searches for every request.

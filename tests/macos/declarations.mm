@@ -22,7 +22,10 @@ SAME(CFTypeRef, const void *);
 SAME(CFStringRef, const struct __CFString *);
 SAME(CFDataRef, const struct __CFData *);
 SAME(CFAllocatorRef, const struct __CFAllocator *);
+SAME(CFErrorRef, struct __CFError *);
+SAME(Boolean, unsigned char);
 SAME(SecCertificateRef, struct __SecCertificate *);
+SAME(SecKeyRef, struct __SecKey *);
 SAME(__underlying_type(TKErrorCode), NSInteger);
 SAME(__underlying_type(TKTokenOperation), NSInteger);
 SAME(os_log_type_t, unsigned char);
@@ -39,7 +42,8 @@ static_assert(TKErrorCodeNotImplemented == -1 && TKErrorCodeCommunicationError =
               TKErrorCodeAuthenticationNeeded == -9);
 static_assert(TKTokenOperationReadData == 1 && TKTokenOperationSignData == 2 &&
               TKTokenOperationDecryptData == 3 && TKTokenOperationPerformKeyExchange == 4);
-static_assert(NSAlertSecondButtonReturn == 1001 && NSASCIIStringEncoding == 1);
+static_assert(NSAlertSecondButtonReturn == 1001 && NSASCIIStringEncoding == 1 &&
+              NSUTF8StringEncoding == 4);
 static_assert(OS_LOG_TYPE_DEFAULT == 0 && OS_LOG_TYPE_INFO == 1 && OS_LOG_TYPE_DEBUG == 2 &&
               OS_LOG_TYPE_ERROR == 16 && OS_LOG_TYPE_FAULT == 17);
 
@@ -52,6 +56,9 @@ HAS_TYPE(void(CFTypeRef), CFRelease);
 HAS_TYPE(CFTypeRef(CFTypeRef), CFRetain);
 HAS_TYPE(SecCertificateRef(CFAllocatorRef, CFDataRef), SecCertificateCreateWithData);
 HAS_TYPE(CFDataRef(SecCertificateRef), SecCertificateCopyData);
+HAS_TYPE(SecKeyRef(SecCertificateRef), SecCertificateCopyKey);
+HAS_TYPE(Boolean(SecKeyRef, SecKeyAlgorithm, CFDataRef, CFDataRef, CFErrorRef *),
+         SecKeyVerifySignature);
 HAS_TYPE(bool(os_log_t, os_log_type_t), os_log_type_enabled);
 HAS_TYPE(void(void *, os_log_t, os_log_type_t, const char *, uint8_t *, uint32_t), _os_log_impl);
 
@@ -74,12 +81,22 @@ HAS_TYPE(NSString *, NSBundle.mainBundle.bundlePath);
 HAS_TYPE(NSString *, [NSBundle.mainBundle pathForResource:@"" ofType:nil]);
 HAS_TYPE(NSString *, [NSBundle.mainBundle localizedStringForKey:@"" value:nil table:nil]);
 HAS_TYPE(NSData *, [NSData dataWithBytes:nullptr length:0]);
+HAS_TYPE(NSData *, [NSData dataWithContentsOfFile:@""]);
 HAS_TYPE(const void *, ((NSData *)nil).bytes);
 HAS_TYPE(NSUInteger, ((NSData *)nil).length);
 HAS_TYPE(NSError *, [NSError errorWithDomain:@"" code:0 userInfo:nil]);
+HAS_TYPE(NSString *, ((NSError *)nil).domain);
+HAS_TYPE(NSInteger, ((NSError *)nil).code);
+HAS_TYPE(NSString *, ((NSError *)nil).localizedDescription);
+HAS_TYPE(Class, NSClassFromString(@""));
+HAS_TYPE(NSUInteger, ((NSArray *)nil).count);
+HAS_TYPE(NSData *, [(NSArray<NSData *> *)nil objectAtIndex:0]);
 HAS_TYPE(BOOL, [NSFileManager.defaultManager fileExistsAtPath:@""]);
 HAS_TYPE(NSNumber *, [NSNumber numberWithInteger:0]);
 HAS_TYPE(NSString *, [NSString stringWithCString:"" encoding:NSASCIIStringEncoding]);
+HAS_TYPE(NSString *, [NSString stringWithUTF8String:""]);
+HAS_TYPE(NSString *, [NSString stringWithContentsOfFile:@"" encoding:0 error:nullptr]);
+HAS_TYPE(NSArray<NSString *> *, [@"" componentsSeparatedByString:@""]);
 HAS_TYPE(NSString *, [NSString stringWithFormat:@""]);
 HAS_TYPE(NSString *, [@"" stringByAppendingPathComponent:@""]);
 HAS_TYPE(const char *, @"".UTF8String);

@@ -102,7 +102,7 @@ def pkgbuild():
 
 
 def productbuild():
-    note()
+    note(requirements=read_plist(value_of("--product")))
     write(ARGUMENTS[-1], "product")
 
 

@@ -95,6 +95,8 @@ class PackageTest(ReleaseTest):
         self.assertIn("--identifier org.kelvrin.KelvrinToken.pkg --version 1.0.0", text)
         self.assertEqual(build["root"], ["KelvrinToken.app"])
         product = self.calls("productbuild")[0]["arguments"]
+        self.assertEqual(self.calls("productbuild")[0]["requirements"],
+                         {"arch": ["x86_64", "arm64"]})
         self.assertEqual(product[:2], ["--package", build["arguments"][-1]])
         self.assertEqual(product[2:5], ["--sign", INSTALLER, "--timestamp"])
         # The installer may not choose another place.

@@ -15,9 +15,9 @@ CALLS = {
     "make-pkg.sh": {"--app": "A.app", "--identity": "i", "--output": "a.pkg"},
     "uninstall.sh": {},
 }
-# What ./dev macos runs on a Mac, beside the scripts themselves.
+# What ./dev macos and ./dev mac-check run on a Mac, beside the scripts themselves.
 ON_A_MAC = [ROOT / "dev", ROOT / "dev.d/common.sh", ROOT / "dev.d/macos.sh",
-            *PACKAGING.glob("*.sh")]
+            ROOT / "dev.d/mac-check.sh", ROOT / "tests/card/make-card", *PACKAGING.glob("*.sh")]
 
 
 class UsageTest(fixture.PackagingTest):

@@ -7,10 +7,12 @@ extern "C" {
 
 #pragma clang assume_nonnull begin
 
+typedef unsigned char Boolean;
 typedef const void* CFTypeRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef const struct __CFString* CFStringRef;
 typedef const struct __CFData* CFDataRef;
+typedef struct __CFError* CFErrorRef;
 
 extern const CFAllocatorRef _Nullable kCFAllocatorDefault;
 

@@ -2,4 +2,5 @@
 #pragma once
 
 #import <Security/SecCertificate.h>
+#import <Security/SecKey.h>
 #import <Security/SecKeyAlgorithm.h>

@@ -6,6 +6,8 @@
 #pragma clang assume_nonnull begin
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
+@property (readonly) NSUInteger count;
+- (ObjectType)objectAtIndex:(NSUInteger)index;
 @end
 
 @interface NSMutableArray<ObjectType> : NSArray <ObjectType>

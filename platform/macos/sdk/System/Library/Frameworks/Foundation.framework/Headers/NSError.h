@@ -13,6 +13,9 @@ FOUNDATION_EXPORT NSString *const NSLocalizedDescriptionKey;
 + (instancetype)errorWithDomain:(NSString *)domain
                            code:(NSInteger)code
                        userInfo:(nullable NSDictionary<NSString *, id> *)userInfo;
+@property (readonly, copy) NSString *domain;
+@property (readonly) NSInteger code;
+@property (readonly, copy) NSString *localizedDescription;
 @end
 
 #pragma clang assume_nonnull end

@@ -12,6 +12,11 @@
 #define FOUNDATION_EXPORT extern
 #endif
 
+@class NSString;
+
+// The class of a name; nil when this process has none of it.
+FOUNDATION_EXPORT Class _Nullable NSClassFromString(NSString *_Nonnull name);
+
 #define NS_ENUM(type, name) \
   enum name : type name;    \
   enum name : type

@@ -5,15 +5,22 @@
 
 #define NS_FORMAT_FUNCTION(f, a) __attribute__((format(__NSString__, f, a)))
 
+@class NSArray<__covariant ObjectType>, NSError;
+
 #pragma clang assume_nonnull begin
 
 typedef NSUInteger NSStringEncoding;
-enum : NSStringEncoding { NSASCIIStringEncoding = 1 };
+enum : NSStringEncoding { NSASCIIStringEncoding = 1, NSUTF8StringEncoding = 4 };
 
 @interface NSString : NSObject <NSCopying>
 + (nullable instancetype)stringWithCString:(const char *)string encoding:(NSStringEncoding)encoding;
++ (nullable instancetype)stringWithUTF8String:(const char *)string;
++ (nullable instancetype)stringWithContentsOfFile:(NSString *)path
+                                         encoding:(NSStringEncoding)encoding
+                                            error:(NSError *_Nullable *_Nullable)error;
 + (instancetype)stringWithFormat:(NSString *)format, ... NS_FORMAT_FUNCTION(1, 2);
 @property (nullable, readonly) const char *UTF8String __attribute__((objc_returns_inner_pointer));
+- (NSArray<NSString *> *)componentsSeparatedByString:(NSString *)separator;
 - (NSString *)stringByAppendingPathComponent:(NSString *)component;
 @end
 
