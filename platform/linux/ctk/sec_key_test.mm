@@ -1,25 +1,29 @@
 #import <CryptoTokenKit/CryptoTokenKit.h>
 #include <gtest/gtest.h>
+#include <openssl/ec.h>
 #include <openssl/evp.h>
+#include <openssl/rsa.h>
 
-#include <vector>
+#include <memory>
 
 #import "platform/linux/ctk/ctk_fixture.h"
 
 namespace {
 
-using test_certificates::KeyKind;
-using Bytes = std::vector<uint8_t>;
+using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
+
+Key RsaKey() { return {EVP_RSA_gen(2048), EVP_PKEY_free}; }
+Key EcKey() { return {EVP_EC_gen("P-256"), EVP_PKEY_free}; }
 
 // A certificate, its key as Security hands it out, and a signature over the SHA-256 of "message".
 struct Signed {
-  explicit Signed(KeyKind kind) {
-    const test_certificates::Certificate made = test_certificates::Make(kind, {{"CN", "Test"}});
-    key = (SecKeyRef)[(id)SecCertificateCopyKey(CertificateOf(made.der)) autorelease];
+  explicit Signed(const Key &made) {
+    const Bytes der = kelvrin::encoding::MakeCertificateOf(made.get(), {});
+    key = (SecKeyRef)[(id)SecCertificateCopyKey(CertificateOf(der)) autorelease];
     EVP_MD_CTX *context = EVP_MD_CTX_new();
     size_t size = 1024;
     signature.resize(size);
-    EVP_DigestSignInit(context, nullptr, EVP_sha256(), nullptr, made.key.get());
+    EVP_DigestSignInit(context, nullptr, EVP_sha256(), nullptr, made.get());
     EVP_DigestSign(context, signature.data(), &size, message.data(), message.size());
     EVP_MD_CTX_free(context);
     signature.resize(size);
@@ -37,14 +41,14 @@ struct Signed {
 
 TEST(SecKey, VerifiesWhatItsPrivateHalfSigned) {
   const struct {
-    KeyKind kind;
+    Key (*make)();
     SecKeyAlgorithm own, other;
-  } rows[] = {{KeyKind::kRsa2048, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
+  } rows[] = {{RsaKey, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
                kSecKeyAlgorithmECDSASignatureMessageX962SHA256},
-              {KeyKind::kP256, kSecKeyAlgorithmECDSASignatureMessageX962SHA256,
+              {EcKey, kSecKeyAlgorithmECDSASignatureMessageX962SHA256,
                kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256}};
   for (const auto &row : rows) {
-    Signed made(row.kind);
+    Signed made(row.make());
     EXPECT_TRUE(made.Verifies(row.own));
     EXPECT_FALSE(made.Verifies(row.other));
     EXPECT_FALSE(made.Verifies(kSecKeyAlgorithmRSASignatureRaw));
@@ -59,7 +63,7 @@ TEST(SecKey, VerifiesWhatItsPrivateHalfSigned) {
 }
 
 TEST(SecKey, OfAnUnknownKindIsNone) {
-  const Bytes der = test_certificates::Make(KeyKind::kEd25519, {{"CN", "Test"}}).der;
+  const Bytes der = kelvrin::encoding::MakeCertificate({.key = "ED25519"});
   EXPECT_EQ(SecCertificateCopyKey(CertificateOf(der)), nullptr);
 }
 
