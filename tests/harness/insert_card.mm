@@ -321,7 +321,7 @@ void FailToUseCard() {
 NSString *FirstLine(NSString *path) {
   NSString *text = [NSString stringWithContentsOfFile:path
                                              encoding:NSUTF8StringEncoding
-                                                error:NULL];
+                                                error:nullptr];
   return [[text componentsSeparatedByString:@"\n"] objectAtIndex:0];
 }
 
