@@ -127,7 +127,7 @@ class Worker {
   bool IsPulled(const Module& module, const Judgement& judgement) const {
     if (is_pulled_ || module.judged() == 0 || judgement.outcome != Outcome::kUnmet) return false;
     const CK_RV result = judgement.result.value_or(CKR_OK);
-    return result == CKR_DEVICE_REMOVED || result == CKR_TOKEN_NOT_PRESENT || module.IsCardGone();
+    return result == CKR_DEVICE_REMOVED || module.IsCardGone();
   }
 
   void GiveUp(const char* reason, const std::string& text) {
