@@ -4,13 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "encoding/secret.h"
 #include "modulecheck/judgement.h"
 #include "modulecheck/module.h"
 
 namespace kelvrin::modulecheck {
-
-using encoding::Secret;
 
 // Why the PIN is not to be entered: it may be another card's, or it would take the card's last try.
 // Empty when it may be. `serial` and `label` are of the token that the PIN is known to belong to;

@@ -7,18 +7,19 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "encoding/secret.h"
 #include "modulecheck/conclusion.h"
-#include "modulecheck/dumps.h"
 #include "modulecheck/expectations.h"
+#include "modulecheck/files.h"
 #include "modulecheck/listing.h"
 #include "modulecheck/login.h"
 #include "modulecheck/objects.h"
-#include "modulecheck/pin_file.h"
 #include "modulecheck/set_up.h"
 
 namespace kelvrin::modulecheck {
 namespace {
 
+using encoding::Secret;
 using nlohmann::json;
 
 constexpr char kNoLogin[] = "needs a login, and there was none";
@@ -184,12 +185,8 @@ WorkerOrder ToOrder(const std::vector<std::string>& arguments) {
 void RunWorker(const WorkerOrder& order) {
   // What the module starts does not hold the document open.
   fcntl(kDocumentDescriptor, F_SETFD, FD_CLOEXEC);
-  Secret pin;
-  ForbidCoreFiles();
-  if (order.log_in) {
-    ForbidDumps();
-    ReadPin(STDIN_FILENO, &pin);
-  }
+  encoding::Secret pin;
+  if (order.log_in) pin.Resize(static_cast<std::size_t>(Fill(STDIN_FILENO, pin.room())));
   Worker(order, pin).Run();
   // The module's own code that runs at the end of a process is nothing that is judged.
   _exit(EXIT_SUCCESS);
