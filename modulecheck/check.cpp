@@ -7,7 +7,7 @@
 
 #include "modulecheck/adapter_copy.h"
 #include "modulecheck/files.h"
-#include "modulecheck/left_out.h"
+#include "modulecheck/listing.h"
 #include "modulecheck/login.h"
 #include "modulecheck/text.h"
 #include "modulecheck/verdict.h"

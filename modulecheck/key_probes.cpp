@@ -1,7 +1,6 @@
 // What public keys say of themselves.
 #include <algorithm>
 
-#include "modulecheck/objects.h"
 #include "modulecheck/probes.h"
 #include "p11/lookup.h"
 
@@ -20,7 +19,7 @@ constexpr Usage kUsages[] = {{CKA_VERIFY, "CKA_VERIFY"},
                              {CKA_WRAP, "CKA_WRAP"},
                              {CKA_DERIVE, "CKA_DERIVE"}};
 
-Judgement NoKeys() { return NotConcerned("no public key belongs to a certificate"); }
+constexpr char kNone[] = "no public key belongs to a certificate";
 
 std::string Of(const Key& key) { return "of the key " + NameOf(key); }
 
@@ -62,42 +61,39 @@ Judgement JudgeMechanisms(const Session& session, const Key& key) {
 }  // namespace
 
 Judgement ProbeUsageFlags(ProbeContext& context) {
-  const Session session(context.module);
-  const std::vector<Key> keys = PublicKeys(session);
-  if (keys.empty()) return NoKeys();
-  return JudgeEach(context, keys, [&](const Key& key) { return JudgeFlags(session, key); });
+  const Contents& contents = context.contents();
+  return JudgeEach(context, contents.CertifiedPublicKeys({CKK_RSA, CKK_EC}), kNone,
+                   [&](const Key& key) { return JudgeFlags(contents.session, key); });
 }
 
 Judgement ProbeEcUsage(ProbeContext& context) {
-  const Session session(context.module);
-  std::vector<Key> keys = PublicKeys(session);
-  std::erase_if(keys, [](const Key& key) { return key.type != CKK_EC; });
-  if (keys.empty()) return NotConcerned("no EC key belongs to a certificate");
-  return JudgeEach(context, keys, [&](const Key& key) {
+  const Contents& contents = context.contents();
+  const auto judge = [&](const Key& key) {
     for (const Usage& usage : kUsages) {
       const bool decrypts = usage.type == CKA_ENCRYPT || usage.type == CKA_WRAP;
-      if (!decrypts || !ReadFlag(session, key.handle, usage.type)) continue;
+      if (!decrypts || !ReadFlag(contents.session, key.handle, usage.type)) continue;
       return Unmet(std::string(usage.name) + " " + Of(key) +
                    " is true: the token would offer to decrypt with it");
     }
     return Met();
-  });
+  };
+  return JudgeEach(context, contents.CertifiedPublicKeys({CKK_EC}),
+                   "no EC key belongs to a certificate", judge);
 }
 
 Judgement ProbeAllowedMechanisms(ProbeContext& context) {
-  const Session session(context.module);
-  const std::vector<Key> keys = PublicKeys(session);
-  if (keys.empty()) return NoKeys();
-  return JudgeEach(context, keys, [&](const Key& key) { return JudgeMechanisms(session, key); });
+  const Contents& contents = context.contents();
+  return JudgeEach(context, contents.CertifiedPublicKeys({CKK_RSA, CKK_EC}), kNone,
+                   [&](const Key& key) { return JudgeMechanisms(contents.session, key); });
 }
 
 Judgement ProbeRawRsaOffered(ProbeContext& context) {
-  const Session session(context.module);
-  std::vector<Key> keys = PublicKeys(session);
-  std::erase_if(keys, [](const Key& key) { return key.type != CKK_RSA; });
+  const Contents& contents = context.contents();
+  const std::vector<Key> keys = contents.CertifiedPublicKeys({CKK_RSA});
   if (keys.empty()) return NotConcerned("no RSA key belongs to a certificate");
-  const bool is_listed = std::ranges::any_of(
-      keys, [&](const Key& key) { return JudgeMechanisms(session, key).outcome == Outcome::kMet; });
+  const bool is_listed = std::ranges::any_of(keys, [&](const Key& key) {
+    return JudgeMechanisms(contents.session, key).outcome == Outcome::kMet;
+  });
   if (is_listed || Offers(context.module, CKM_RSA_X_509)) return Met();
   return Unmet("the slot does not offer CKM_RSA_X_509");
 }

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "modulecheck/left_out.h"
+#include "modulecheck/listing.h"
 #include "modulecheck/login.h"
 
 namespace kelvrin::modulecheck {

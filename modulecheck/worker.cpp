@@ -13,7 +13,6 @@
 #include "modulecheck/files.h"
 #include "modulecheck/listing.h"
 #include "modulecheck/login.h"
-#include "modulecheck/objects.h"
 #include "modulecheck/set_up.h"
 
 namespace kelvrin::modulecheck {
@@ -73,17 +72,19 @@ class Worker {
     if (needs_card && module.judged() == 0) return Unknown("there is no session on a card");
     if (needs_card && is_pulled_) return Unknown("the card was pulled");
     if (NeedsLogin(expectation) && !order_.log_in) return NotTried(kNoLogin);
+    // What is there may be more after the login, and handles may be others after an operation.
+    if (needs != Needs::kToken) contents_.reset();
+    ProbeContext context = {module, contents_};
     try {
       if (expectation.name == kListing) {
-        ListCard(module, &document_["listing"], &warnings_);
+        ListCard(module, context.contents(), &document_["listing"], &warnings_);
         return Met();
       }
       if (expectation.name == kSetUp) {
         return GoThroughSetUp(module, &document_["listing"]["published"]);
       }
-      if (expectation.name == kLogin) return LogIn(module);
+      if (expectation.name == kLogin) return LogIn(context);
       if (NeedsLogin(expectation) && !is_logged_in_) return NotTried(kNoLogin);
-      ProbeContext context = {module};
       context.is_strict = !order_.is_adapter && expectation.help != Help::kNone;
       Judgement judgement = expectation.probe(context);
       warnings_.insert(warnings_.end(), context.warnings.begin(), context.warnings.end());
@@ -94,7 +95,8 @@ class Worker {
   }
 
   // Logs in once, and not at all where that could cost a card its PIN.
-  Judgement LogIn(const Module& module) {
+  Judgement LogIn(ProbeContext& context) {
+    const Module& module = context.module;
     const std::string why = WhyToWithhold(module, order_.serial, order_.label);
     if (!why.empty()) {
       document_["login"] = "over";
@@ -120,7 +122,8 @@ class Worker {
     }
     if (result != CKR_OK) return Unmet("C_Login", result);
     is_logged_in_ = true;
-    document_["listing"]["privateKeys"] = ListPrivateKeys(module);
+    contents_.reset();
+    document_["listing"]["privateKeys"] = ListPrivateKeys(context.contents());
     return Met();
   }
 
@@ -159,6 +162,7 @@ class Worker {
   Secret& pin_;
   json document_;
   std::vector<std::string> warnings_;
+  std::unique_ptr<Contents> contents_;
   bool is_logged_in_ = false;
   bool is_pulled_ = false;
 };
