@@ -26,7 +26,8 @@ Judgement ForCertificates(ProbeContext& context, Predicate is_met, const std::st
 // Whether a key shows that has the certificate's CKA_ID, listed or found by it.
 bool HasKey(const Contents& contents, const Certificate& certificate) {
   const auto has = [&](const std::vector<Key>& keys) {
-    return std::ranges::find(keys, certificate.id, &Key::id) != keys.end();
+    return !certificate.id.empty() &&
+           std::ranges::find(keys, certificate.id, &Key::id) != keys.end();
   };
   return !certificate.public_keys.empty() || has(contents.public_keys) ||
          has(contents.private_keys);

@@ -8,7 +8,6 @@
 #include "modulecheck/adapter_copy.h"
 #include "modulecheck/files.h"
 #include "modulecheck/listing.h"
-#include "modulecheck/login.h"
 #include "modulecheck/text.h"
 #include "modulecheck/verdict.h"
 #include "modulecheck/worker.h"

@@ -12,7 +12,6 @@
 #include "modulecheck/adapter_copy.h"
 #include "modulecheck/check.h"
 #include "modulecheck/options.h"
-#include "modulecheck/report_text.h"
 #include "modulecheck/text.h"
 #include "modulecheck/worker.h"
 #include "modulecheck/worker_process.h"

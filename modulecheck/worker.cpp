@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -12,8 +13,6 @@
 #include "modulecheck/expectations.h"
 #include "modulecheck/files.h"
 #include "modulecheck/listing.h"
-#include "modulecheck/login.h"
-#include "modulecheck/set_up.h"
 
 namespace kelvrin::modulecheck {
 namespace {
@@ -22,6 +21,42 @@ using encoding::Secret;
 using nlohmann::json;
 
 constexpr char kNoLogin[] = "needs a login, and there was none";
+
+// Why the PIN is not to be entered: it may be another card's, or it would take the card's last try.
+// Empty when it may be. `serial` and `label` are of the token that the PIN is known to belong to;
+// empty when none is known.
+std::string WhyToWithhold(const Module& module, const std::string& serial,
+                          const std::string& label) {
+  if (module.choice().choice == Choice::kFallback && module.slots().size() > 1) {
+    return "no reader has the name that was given, and the PIN may be another card's";
+  }
+  if (module.choice().choice == Choice::kRefused &&
+      std::ranges::count_if(module.slots(), &SlotFacts::has_card) > 1) {
+    return "several cards are there and no reader was named, so the PIN may be another card's; "
+           "--reader names one";
+  }
+  const SlotFacts& slot = module.slot();
+  const bool is_known = !serial.empty() || !label.empty();
+  if (is_known && !IsSameToken(serial, label, slot.serial(), slot.label())) {
+    return "the adapter's configuration chooses another token, and the PIN is not that one's";
+  }
+  // As it is now: another program may have tried since the slots were listed.
+  CK_TOKEN_INFO token = {};
+  if (module.p11()->C_GetTokenInfo(slot.id, &token) != CKR_OK) {
+    return "the token does not say whether one try is left";
+  }
+  if ((token.flags & CKF_USER_PIN_LOCKED) != 0) return "the token says that the PIN is locked";
+  if ((token.flags & CKF_USER_PIN_FINAL_TRY) != 0) {
+    return "the token says that one try of the PIN is left";
+  }
+  return "";
+}
+
+// Whether the results of C_Login say that it is the PIN that is wrong.
+bool IsWrongPin(CK_RV result) {
+  return result == CKR_PIN_INCORRECT || result == CKR_PIN_INVALID || result == CKR_PIN_LEN_RANGE ||
+         result == CKR_PIN_EXPIRED || result == CKR_PIN_LOCKED;
+}
 
 class Worker {
  public:
