@@ -10,22 +10,13 @@ namespace {
 // The most allowed mechanisms that the extension reads.
 constexpr CK_ULONG kMaxMechanisms = 20;
 
-struct Usage {
-  CK_ATTRIBUTE_TYPE type;
-  const char* name;
-};
-constexpr Usage kUsages[] = {{CKA_VERIFY, "CKA_VERIFY"},
-                             {CKA_ENCRYPT, "CKA_ENCRYPT"},
-                             {CKA_WRAP, "CKA_WRAP"},
-                             {CKA_DERIVE, "CKA_DERIVE"}};
-
 constexpr char kNone[] = "no public key belongs to a certificate";
 
 std::string Of(const Key& key) { return "of the key " + NameOf(key); }
 
 // Whether each of the flags can be read: a read that succeeds with the length -1 tells nothing.
 Judgement JudgeFlags(const Session& session, const Key& key) {
-  for (const Usage& usage : kUsages) {
+  for (const Usage& usage : kPublicUsages) {
     CK_BBOOL flag = CK_FALSE;
     CK_ATTRIBUTE attribute = {usage.type, &flag, sizeof(flag)};
     const CK_RV result =
@@ -34,7 +25,7 @@ Judgement JudgeFlags(const Session& session, const Key& key) {
     const bool is_minus_one = attribute.ulValueLen == CK_UNAVAILABLE_INFORMATION;
     const std::string length = is_minus_one ? "-1" : std::to_string(attribute.ulValueLen);
     return Unmet("C_GetAttributeValue", result,
-                 std::string(usage.name) + " " + Of(key) +
+                 "CKA_" + std::string(usage.name) + " " + Of(key) +
                      (result == CKR_OK ? " has the length " + length : ""));
   }
   return Met();
@@ -69,10 +60,10 @@ Judgement ProbeUsageFlags(ProbeContext& context) {
 Judgement ProbeEcUsage(ProbeContext& context) {
   const Contents& contents = context.contents();
   const auto judge = [&](const Key& key) {
-    for (const Usage& usage : kUsages) {
+    for (const Usage& usage : kPublicUsages) {
       const bool decrypts = usage.type == CKA_ENCRYPT || usage.type == CKA_WRAP;
       if (!decrypts || !ReadFlag(contents.session, key.handle, usage.type)) continue;
-      return Unmet(std::string(usage.name) + " " + Of(key) +
+      return Unmet("CKA_" + std::string(usage.name) + " " + Of(key) +
                    " is true: the token would offer to decrypt with it");
     }
     return Met();

@@ -14,12 +14,6 @@ using nlohmann::json;
 // As many as the extension can read at all.
 constexpr CK_ULONG kMaxMechanisms = 128;
 
-struct Usage {
-  CK_ATTRIBUTE_TYPE type;
-  const char* name;
-};
-constexpr Usage kPublicUsages[] = {
-    {CKA_VERIFY, "VERIFY"}, {CKA_ENCRYPT, "ENCRYPT"}, {CKA_WRAP, "WRAP"}, {CKA_DERIVE, "DERIVE"}};
 constexpr Usage kPrivateUsages[] = {
     {CKA_SIGN, "SIGN"}, {CKA_DECRYPT, "DECRYPT"}, {CKA_DERIVE, "DERIVE"}};
 

@@ -26,6 +26,15 @@ Handles FindAll(const Session& session, std::span<CK_ATTRIBUTE> wanted);
 // Whether the attribute says yes; false too when it cannot be read.
 bool ReadFlag(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
 
+// A flag that says what a key may be used for.
+struct Usage {
+  CK_ATTRIBUTE_TYPE type;
+  const char* name;  // without CKA_
+};
+// Those of public keys that the extension reads.
+inline constexpr Usage kPublicUsages[] = {
+    {CKA_VERIFY, "VERIFY"}, {CKA_ENCRYPT, "ENCRYPT"}, {CKA_WRAP, "WRAP"}, {CKA_DERIVE, "DERIVE"}};
+
 struct Object {
   CK_OBJECT_HANDLE handle = CK_INVALID_HANDLE;
   Bytes id;

@@ -1,6 +1,5 @@
 #include "modulecheck/worker.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -222,10 +221,10 @@ WorkerOrder ToOrder(const std::vector<std::string>& arguments) {
 }
 
 void RunWorker(const WorkerOrder& order) {
-  // What the module starts does not hold the document open.
-  fcntl(kDocumentDescriptor, F_SETFD, FD_CLOEXEC);
   encoding::Secret pin;
-  if (order.log_in) pin.Resize(static_cast<std::size_t>(Fill(STDIN_FILENO, pin.room())));
+  if (order.log_in) {
+    pin.Resize(static_cast<std::size_t>(std::max(Fill(STDIN_FILENO, pin.room()), 0L)));
+  }
   Worker(order, pin).Run();
   // The module's own code that runs at the end of a process is nothing that is judged.
   _exit(EXIT_SUCCESS);

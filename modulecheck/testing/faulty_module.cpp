@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -32,8 +33,7 @@ constexpr CK_ULONG kModulus = 256;
 struct Ground {
   MemoryModule& module;
   MemoryCard& card;
-  MemoryKey rsa;
-  MemoryKey ec;
+  std::array<MemoryKey, 2> keys;  // RSA and EC
 };
 
 std::string Environment(const char* name) {
@@ -110,9 +110,13 @@ void Begins(MemoryModule& module, CK_MECHANISM_TYPE mechanism, CK_MECHANISM_TYPE
   });
 }
 
-void SetNumbers(Ground& g, CK_ATTRIBUTE_TYPE type, const Bytes& value) {
-  g.card.Attribute(g.rsa.public_key, type) = value;
-  g.card.Attribute(g.ec.public_key, type) = value;
+// Both keys' objects of this kind get the attribute's value, or go.
+using Kind = CK_OBJECT_HANDLE MemoryKey::*;
+void SetAll(Ground& g, Kind kind, CK_ATTRIBUTE_TYPE type, const Bytes& value) {
+  for (const MemoryKey& key : g.keys) g.card.Attribute(key.*kind, type) = value;
+}
+void EraseAll(Ground& g, Kind kind) {
+  for (const MemoryKey& key : g.keys) g.card.objects.erase(key.*kind);
 }
 
 void HugeLengths(Ground& g) {
@@ -149,51 +153,41 @@ const std::map<std::string, void (*)(Ground&)> kFaults = {
            .AddEcKey({0x01});
      }},
     {"second-reader-empty", [](Ground& g) { g.module.AddReader("Empty reader"); }},
-    {"handle-zero", [](Ground& g) { g.card.Rehandle(g.rsa.certificate, 0); }},
-    {"certificates",
-     [](Ground& g) {
-       g.card.objects.erase(g.rsa.certificate);
-       g.card.objects.erase(g.ec.certificate);
-     }},
+    {"handle-zero", [](Ground& g) { g.card.Rehandle(g.keys[0].certificate, 0); }},
+    {"certificates", [](Ground& g) { EraseAll(g, &MemoryKey::certificate); }},
     {"no-certificate",
-     [](Ground& g) {
-       g.card.Attribute(g.rsa.certificate, CKA_VALUE)[0] = 0x31;
-       g.card.Attribute(g.ec.certificate, CKA_VALUE)[0] = 0x31;
-     }},
+     [](Ground& g) { SetAll(g, &MemoryKey::certificate, CKA_VALUE, Bytes(400, '1')); }},
     {"certificate-labels",
-     [](Ground& g) { g.card.Attribute(g.rsa.certificate, CKA_LABEL)[0] = 0xfc; }},
+     [](Ground& g) { g.card.Attribute(g.keys[0].certificate, CKA_LABEL)[0] = 0xfc; }},
     {"certificate-sizes",
-     [](Ground& g) { g.card.Attribute(g.rsa.certificate, CKA_VALUE) = Bytes(5000, '0'); }},
+     [](Ground& g) { g.card.Attribute(g.keys[0].certificate, CKA_VALUE) = Bytes(5000, '0'); }},
     {"certificate-ids",
-     [](Ground& g) { g.card.Attribute(g.rsa.certificate, CKA_ID) = Bytes(256, '0'); }},
-    {"ec-usage", [](Ground& g) { g.card.Attribute(g.ec.public_key, CKA_WRAP) = {CK_TRUE}; }},
+     [](Ground& g) { g.card.Attribute(g.keys[0].certificate, CKA_ID) = Bytes(256, '0'); }},
+    {"ec-usage", [](Ground& g) { g.card.Attribute(g.keys[1].public_key, CKA_WRAP) = {CK_TRUE}; }},
     {"usage-flags",
      [](Ground& g) {
-       g.card.objects.at(g.rsa.public_key).attributes.erase(CKA_VERIFY);
-       g.card.objects.at(g.ec.public_key).attributes.erase(CKA_VERIFY);
+       for (const MemoryKey& key : g.keys) {
+         g.card.objects.at(key.public_key).attributes.erase(CKA_VERIFY);
+       }
      }},
     {"odd-key",
-     [](Ground& g) { g.card.objects.at(g.rsa.public_key).attributes.erase(CKA_VERIFY); }},
-    {"allowed-mechanisms", [](Ground& g) { SetNumbers(g, CKA_ALLOWED_MECHANISMS, {}); }},
+     [](Ground& g) { g.card.objects.at(g.keys[0].public_key).attributes.erase(CKA_VERIFY); }},
+    {"allowed-mechanisms",
+     [](Ground& g) { SetAll(g, &MemoryKey::public_key, CKA_ALLOWED_MECHANISMS, {}); }},
     {"useless-mechanism",
      [](Ground& g) {
-       g.card.Attribute(g.rsa.public_key, CKA_ALLOWED_MECHANISMS) =
+       g.card.Attribute(g.keys[0].public_key, CKA_ALLOWED_MECHANISMS) =
            MemoryObject::Number(CKM_SHA256_RSA_PKCS);
      }},
     {"raw-rsa-offered",
      [](Ground& g) {
        std::erase(g.card.mechanisms, CKM_RSA_X_509);
-       SetNumbers(g, CKA_ALLOWED_MECHANISMS, {});
+       SetAll(g, &MemoryKey::public_key, CKA_ALLOWED_MECHANISMS, {});
      }},
-    {"private-keys",
-     [](Ground& g) {
-       g.card.objects.erase(g.rsa.private_key);
-       g.card.objects.erase(g.ec.private_key);
-     }},
+    {"private-keys", [](Ground& g) { EraseAll(g, &MemoryKey::private_key); }},
     {"context-login",
      [](Ground& g) {
-       g.card.Attribute(g.rsa.private_key, CKA_ALWAYS_AUTHENTICATE) = {CK_TRUE};
-       g.card.Attribute(g.ec.private_key, CKA_ALWAYS_AUTHENTICATE) = {CK_TRUE};
+       SetAll(g, &MemoryKey::private_key, CKA_ALWAYS_AUTHENTICATE, MemoryObject::Flag(true));
      }},
     // Of the module.
     {"no-list", [](Ground& g) { Answers<&Over::C_GetFunctionList>(g.module, CKR_HOST_MEMORY); }},
@@ -307,9 +301,10 @@ void SetUpMemoryModule(kelvrin::MemoryModule& module) {
   const std::string fault = Environment("KELVRIN_FAULT");
   MemoryCard& card = module.AddCard();
   card.mechanisms.push_back(CKM_ECDSA_SHA1);
-  static Ground ground = {module, card, {}, card.AddEcKey({0x02}, {.label = "EC key"})};
+  static Ground ground = {module, card, {}};
   // An RSA key takes its time, which those that hang do not have.
-  if (!fault.starts_with("hang")) ground.rsa = card.AddRsaKey({0x01}, {.label = "RSA key"});
+  if (!fault.starts_with("hang")) ground.keys[0] = card.AddRsaKey({0x01}, {.label = "RSA key"});
+  ground.keys[1] = card.AddEcKey({0x02}, {.label = "EC key"});
   if (fault != "second-search") faults::SearchReplacesSearch(module);
   if (fault != "failed-lengths") faults::LeavesLengths(module);
   if (fault != "sign-after-failure") OperationReplacesOperation(module);
