@@ -40,12 +40,12 @@ AdapterCopy CopyAdapter(TemporaryFolder& folder, const std::string& adapter,
     configuration << "reader-name = " << reader_name << '\n';
   }
   configuration.close();
-  std::ifstream source(adapter, std::ios::binary);
-  std::ofstream target(copy.library, std::ios::binary);
-  if (source) target << source.rdbuf();
+  const std::string bytes = ReadFile(adapter);
   const int error = errno;
+  std::ofstream target(copy.library, std::ios::binary);
+  target << bytes;
   target.close();
-  if (configuration && source && target) return copy;
+  if (configuration && target && !bytes.empty()) return copy;
   throw Failure(
       "the adapter " + adapter + " cannot be copied: " + std::generic_category().message(error),
       Conclusion::kNotJudged);
