@@ -1,8 +1,6 @@
 // Certificates.
 #include <algorithm>
-#include <set>
 
-#include "modulecheck/objects.h"
 #include "modulecheck/probes.h"
 #include "p11/lookup.h"
 
@@ -13,50 +11,47 @@ constexpr std::size_t kMaxCertificates = 20;
 // The longest CKA_ID that the extension has room for.
 constexpr std::size_t kMaxId = 255;
 
+constexpr char kNone[] = "there is no certificate";
+
 // Judges each certificate; `is_met` says whether one does what is expected, `otherwise` what is
 // wrong with one that does not.
 template <typename Predicate>
 Judgement ForCertificates(ProbeContext& context, Predicate is_met, const std::string& otherwise) {
-  const Session session(context.module);
-  const std::vector<Certificate> certificates = ReadCertificates(session);
-  if (certificates.empty()) return NotConcerned("there is no certificate");
-  return JudgeEach(context, certificates, [&](const Certificate& certificate) {
+  const auto judge = [&](const Certificate& certificate) {
     return is_met(certificate) ? Met() : Unmet(NameOf(certificate) + otherwise);
-  });
+  };
+  return JudgeEach(context, context.contents().certificates, kNone, judge);
 }
 
-// The CKA_IDs of all keys that show, listed or found by a certificate's.
-std::set<Bytes> KeyIds(const Session& session, const std::vector<Certificate>& certificates) {
-  std::set<Bytes> ids;
-  for (const CK_OBJECT_CLASS object_class : {CKO_PUBLIC_KEY, CKO_PRIVATE_KEY}) {
-    for (const CK_OBJECT_HANDLE key : FindClass(session, object_class)) {
-      if (auto id = ReadBytes(session, key, CKA_ID)) ids.insert(*id);
-    }
-  }
-  for (const Certificate& certificate : certificates) {
-    if (!FindId(session, CKO_PUBLIC_KEY, certificate.id).empty()) ids.insert(certificate.id);
-  }
-  return ids;
+// Whether a key shows that has the certificate's CKA_ID, listed or found by it.
+bool HasKey(const Contents& contents, const Certificate& certificate) {
+  const auto has = [&](const std::vector<Key>& keys) {
+    return !certificate.id.empty() &&
+           std::ranges::find(keys, certificate.id, &Key::id) != keys.end();
+  };
+  return !certificate.public_keys.empty() || has(contents.public_keys) ||
+         has(contents.private_keys);
 }
 
 }  // namespace
 
 Judgement ProbeCertificates(ProbeContext& context) {
-  const Session session(context.module);
-  const std::vector<Certificate> certificates = ReadCertificates(session);
-  if (certificates.empty()) return Unmet("there is no certificate: nothing would be published");
-  Judgement judgement = JudgeEach(context, certificates, [&](const Certificate& certificate) {
+  const Contents& contents = context.contents();
+  const std::size_t count = contents.certificates.size();
+  if (count == 0) return Unmet("there is no certificate: nothing would be published");
+  const auto judge = [&](const Certificate& certificate) {
     if (certificate.der.size() > kCertValueSize) return Met();  // an expectation of its own
     CertInfo info;
-    const CK_RV result = get_cert_info(session.p11(), session.handle(), certificate.handle, &info);
+    const CK_RV result =
+        get_cert_info(contents.session.p11(), contents.session.handle(), certificate.handle, &info);
     if (result != CKR_OK) return Unmet("C_GetAttributeValue", result, "of " + NameOf(certificate));
-    const std::size_t size = std::min(info.value_len, kCertValueSize);
-    if (encoding::ReadCertificate({info.value, size})) return Met();
+    if (encoding::ReadCertificate({info.value, std::min(info.value_len, kCertValueSize)})) {
+      return Met();
+    }
     return Unmet("the value of " + NameOf(certificate) + " is no certificate");
-  });
-  if (judgement.outcome == Outcome::kMet) {
-    judgement.detail = Counted(certificates.size(), "certificate");
-  }
+  };
+  Judgement judgement = JudgeEach(context, contents.certificates, kNone, judge);
+  if (judgement.outcome == Outcome::kMet) judgement.detail = Counted(count, "certificate");
   return judgement;
 }
 
@@ -80,12 +75,11 @@ Judgement ProbeCertificateIds(ProbeContext& context) {
 }
 
 Judgement ProbeCertificateOrder(ProbeContext& context) {
-  const Session session(context.module);
-  const std::vector<Certificate> certificates = ReadCertificates(session);
-  if (certificates.empty()) return NotConcerned("there is no certificate");
-  const std::set<Bytes> ids = KeyIds(session, certificates);
+  const Contents& contents = context.contents();
+  const std::vector<Certificate>& certificates = contents.certificates;
+  if (certificates.empty()) return NotConcerned(kNone);
   for (std::size_t i = kMaxCertificates; i < certificates.size(); ++i) {
-    if (!ids.contains(certificates[i].id)) continue;
+    if (!HasKey(contents, certificates[i])) continue;
     return Unmet(NameOf(certificates[i]) + " has a key and is number " + std::to_string(i + 1) +
                  ": it would not be read");
   }
@@ -93,10 +87,9 @@ Judgement ProbeCertificateOrder(ProbeContext& context) {
 }
 
 Judgement ProbeCertificateKeys(ProbeContext& context) {
-  const Session session(context.module);
-  const std::set<Bytes> ids = KeyIds(session, ReadCertificates(session));
   return ForCertificates(
-      context, [&](const Certificate& certificate) { return ids.contains(certificate.id); },
+      context,
+      [&](const Certificate& certificate) { return HasKey(context.contents(), certificate); },
       " has no key that shows: a key that is not there would be published");
 }
 

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 
 #include "modulecheck/adapter_copy.h"
 #include "modulecheck/files.h"
-#include "modulecheck/left_out.h"
-#include "modulecheck/login.h"
+#include "modulecheck/listing.h"
 #include "modulecheck/text.h"
 #include "modulecheck/verdict.h"
 #include "modulecheck/worker.h"
@@ -30,24 +28,15 @@ enum class LoginState {
   kOver,  // refused, withheld, or nobody knows what became of the login
 };
 
-// Where the module is, without following a link in its own name: it may look at that.
 std::string Locate(const std::string& module) {
   if (!Exists(module)) throw Failure("there is no file " + module);
   if (!IsPlainFile(module)) throw Failure(module + " is no plain file");
-  std::string absolute = AbsolutePath(module);
-  const std::string parent = RealPath(ParentOf(absolute));
-  if (parent.empty()) return absolute;
-  return (parent == "/" ? "" : parent) + "/" + NameOf(absolute);
+  return AbsolutePath(module);
 }
 
-std::string ReadText(const std::string& path) {
+std::string ReadLines(const std::string& path) {
   if (path.empty()) return "";
-  std::string text;
-  if (IsPlainFile(path)) {
-    std::ifstream file(path, std::ios::binary);
-    text.assign(std::istreambuf_iterator<char>(file), {});
-    if (file) return text;
-  }
+  if (IsPlainFile(path) && std::ifstream(path)) return ReadFile(path);
   throw Failure("the file " + path + " cannot be read", Conclusion::kWrongUsage);
 }
 
@@ -88,7 +77,7 @@ class Run {
       : order_(order),
         pin_(pin),
         module_(Locate(order.module)),
-        lines_(ReadText(order.adapter_config)),
+        lines_(ReadLines(order.adapter_config)),
         start_(std::chrono::steady_clock::now()) {}
 
   json Make() {
@@ -122,9 +111,9 @@ class Run {
     order.log_in = pin_ != nullptr && login_ != LoginState::kOver;
     using Clock = std::chrono::steady_clock;
     const WorkerResult worker =
-        RunWorkerProcess(order_.program, ToArguments(order), order.log_in ? pin_ : nullptr,
+        RunWorkerProcess(order_.program, ToArguments(order), order.log_in ? pin_ : nullptr, folder_,
                          start_ + std::chrono::duration_cast<Clock::duration>(time));
-    const json document = worker.document.is_object() ? worker.document : json::object();
+    const json& document = worker.document;
     if (document.contains("failure")) FailToLoad(order, worker);
     Phase phase;
     phase.errors = worker.errors;
@@ -192,8 +181,9 @@ class Run {
     if (!as_it_is_.is_met(kCardNumber) && !HasKey(lines, "card-number")) {
       lines += "\ncard-number = serial\n";
     }
-    const AdapterCopy copy(order_.adapter, module_, order_.reader_name, lines);
-    WorkerOrder order = {.library = copy.library(), .is_adapter = true};
+    const AdapterCopy copy =
+        CopyAdapter(folder_, order_.adapter, module_, order_.reader_name, lines);
+    WorkerOrder order = {.library = copy.library, .is_adapter = true};
     order.derives = order_.through_adapter;
     if (const json* const slot = as_it_is_.judged_slot()) {
       order.serial = slot->at("serial");
@@ -204,11 +194,13 @@ class Run {
 
   // What stands in the way behind the adapter: is it the module, or the adapter's configuration?
   void TakeTrouble(const AdapterCopy& copy, Phase& behind) {
-    const std::string said = LastLine(behind.errors, kAdapterSays);
-    const bool names_configuration = said.find(copy.configuration()) != std::string::npos;
     const std::string file =
-        order_.adapter_config.empty() ? "its configuration" : order_.adapter_config;
-    const std::string why = copy.Renamed(said.empty() ? "" : ": " + said, Printable(file));
+        Printable(order_.adapter_config.empty() ? "its configuration" : order_.adapter_config);
+    std::string why = LastLine(behind.errors, kAdapterSays);
+    if (!why.empty()) why.insert(0, ": ");
+    const std::size_t place = why.find(copy.configuration);
+    const bool names_configuration = place != std::string::npos;
+    if (names_configuration) why.replace(place, copy.configuration.size(), file);
     if (!behind.is_met(kInitialise)) {
       const bool is_adapters = as_it_is_.is_met(kInitialise) || names_configuration;
       if (!behind.has_crashed && is_adapters) Blame(behind, "the adapter does not come up" + why);
@@ -216,7 +208,7 @@ class Run {
     }
     const bool is_card_missing = behind.not_judged && behind.not_judged->at("reason") == "no-card";
     if (is_card_missing && as_it_is_.judged_slot() != nullptr) {
-      Blame(behind, "the adapter shows no card: none that is there fits " + Printable(file) + why);
+      Blame(behind, "the adapter shows no card: none that is there fits " + file + why);
     } else if (!not_judged_) {
       not_judged_ = behind.not_judged;
     }
@@ -286,6 +278,7 @@ class Run {
   std::string module_;
   std::string lines_;
   std::chrono::steady_clock::time_point start_;
+  TemporaryFolder folder_;
   Phase as_it_is_;
   std::optional<Phase> behind_;
   std::optional<json> not_judged_;

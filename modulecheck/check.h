@@ -10,6 +10,8 @@
 
 namespace kelvrin::modulecheck {
 
+using encoding::Secret;
+
 struct CheckOrder {
   std::string program;  // this one
   std::string module;
@@ -21,7 +23,7 @@ struct CheckOrder {
 };
 
 // The report:
-//   {"module", "reader", "listing": {"of": "module" | "adapter", ... (see listing.h, set_up.h)},
+//   {"module", "reader", "listing": {"of": "module" | "adapter", ... (see listing.h)},
 //    "expectations": [{"name", "topic", "expects", "verdict", "rules": [NAME],
 //                      "asItIs": Judgement, "throughAdapter": Judgement, "advice"}],
 //    "leftOutByAdapter": [{"label", "id", "reason"}], "warnings": [TEXT],
@@ -29,7 +31,10 @@ struct CheckOrder {
 // "throughAdapter" and "notJudged" are there only where they apply; the reasons are those of
 // worker.h, and "adapter" where the adapter cannot be used. `pin` is null when nobody is to log in.
 // Throws Failure when there is nothing to report, and Interrupted.
-nlohmann::json Check(const CheckOrder& order, const encoding::Secret* pin);
+nlohmann::json Check(const CheckOrder& order, const Secret* pin);
+
+// The report as text, for people. Throws nlohmann::json::exception when it is none.
+std::string ToText(const nlohmann::json& report);
 
 // The report of a check that ended with a failure: "failure" is there beside "module", "reader",
 // "conclusion" and "exitStatus".

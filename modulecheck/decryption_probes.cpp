@@ -3,7 +3,6 @@
 #include <array>
 
 #include "encoding/elliptic_curve.h"
-#include "modulecheck/objects.h"
 #include "modulecheck/probes.h"
 #include "modulecheck/verify.h"
 
@@ -24,13 +23,11 @@ bool Holds(const Bytes& block, std::size_t size, ByteView message) {
 // Judges what each RSA key decrypts a message to.
 template <typename IsRight>
 Judgement ForDecryption(ProbeContext& context, CK_MECHANISM_TYPE mechanism, IsRight is_right) {
-  const Session session(context.module);
-  const std::vector<Key> keys = OrdinaryKeys(session, CKK_RSA, CKA_DECRYPT);
-  if (keys.empty()) return NotConcerned("no RSA key of a certificate can decrypt");
-  if (!Encrypt(keys.front().certificate, ProbeData(kMessage))) {
+  const std::vector<Key> keys = context.contents().OrdinaryKeys(CKK_RSA, CKA_DECRYPT);
+  if (!keys.empty() && !Encrypt(keys.front().certificate, ProbeData(kMessage))) {
     return NotTried("nothing can be encrypted for the key on this system");
   }
-  return JudgeEach(context, keys, [&](const Key& key) {
+  return JudgeEach(context, keys, "no RSA key of a certificate can decrypt", [&](const Key& key) {
     const Session own(context.module);
     const Bytes ciphertext = Encrypt(key.certificate, ProbeData(kMessage)).value_or(Bytes());
     const OperationResult made = Decrypt(own, key, mechanism, ciphertext);
@@ -80,9 +77,8 @@ Judgement ProbeDerivation(ProbeContext& context) {
     return NotConcerned("the slot does not offer CKM_ECDH1_DERIVE");
   }
   const Session session(context.module);
-  const std::vector<Key> keys = OrdinaryKeys(session, CKK_EC, CKA_DERIVE);
-  if (keys.empty()) return NotConcerned("no EC key of a certificate can derive");
-  return JudgeEach(context, keys, [&](const Key& key) {
+  const std::vector<Key> keys = context.contents().OrdinaryKeys(CKK_EC, CKA_DERIVE);
+  return JudgeEach(context, keys, "no EC key of a certificate can derive", [&](const Key& key) {
     const auto peer = MakePeer(key.certificate);
     if (!peer) return NotConcerned("nobody to agree with");
     // Twice, since the first secret may stand in the way of the second.

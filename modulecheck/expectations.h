@@ -27,10 +27,11 @@ struct Expectation {
   std::string_view topic;     // the heading in the report for people
   std::string_view sentence;  // what is expected
   Needs needs;
-  Probe probe;  // null for what the worker itself judges
+  Probe* probe;  // null for what the worker itself judges
   Help help;
-  std::vector<adapter::Rule> rules;  // the switchable ones that bring it about, with kByRules
-  std::string_view advice;           // one sentence for when the adapter does not help either
+  std::vector<adapter::Rule> rules = {};  // the switchable ones that bring it about, with kByRules
+  // One sentence for when the adapter does not help either.
+  std::string_view advice = "Ask the module's maker.";
 };
 
 // The names of those that the worker itself judges.

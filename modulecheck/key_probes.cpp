@@ -1,7 +1,6 @@
 // What public keys say of themselves.
 #include <algorithm>
 
-#include "modulecheck/objects.h"
 #include "modulecheck/probes.h"
 #include "p11/lookup.h"
 
@@ -11,22 +10,13 @@ namespace {
 // The most allowed mechanisms that the extension reads.
 constexpr CK_ULONG kMaxMechanisms = 20;
 
-struct Usage {
-  CK_ATTRIBUTE_TYPE type;
-  const char* name;
-};
-constexpr Usage kUsages[] = {{CKA_VERIFY, "CKA_VERIFY"},
-                             {CKA_ENCRYPT, "CKA_ENCRYPT"},
-                             {CKA_WRAP, "CKA_WRAP"},
-                             {CKA_DERIVE, "CKA_DERIVE"}};
-
-Judgement NoKeys() { return NotConcerned("no public key belongs to a certificate"); }
+constexpr char kNone[] = "no public key belongs to a certificate";
 
 std::string Of(const Key& key) { return "of the key " + NameOf(key); }
 
 // Whether each of the flags can be read: a read that succeeds with the length -1 tells nothing.
 Judgement JudgeFlags(const Session& session, const Key& key) {
-  for (const Usage& usage : kUsages) {
+  for (const Usage& usage : kPublicUsages) {
     CK_BBOOL flag = CK_FALSE;
     CK_ATTRIBUTE attribute = {usage.type, &flag, sizeof(flag)};
     const CK_RV result =
@@ -35,7 +25,7 @@ Judgement JudgeFlags(const Session& session, const Key& key) {
     const bool is_minus_one = attribute.ulValueLen == CK_UNAVAILABLE_INFORMATION;
     const std::string length = is_minus_one ? "-1" : std::to_string(attribute.ulValueLen);
     return Unmet("C_GetAttributeValue", result,
-                 std::string(usage.name) + " " + Of(key) +
+                 "CKA_" + std::string(usage.name) + " " + Of(key) +
                      (result == CKR_OK ? " has the length " + length : ""));
   }
   return Met();
@@ -62,42 +52,39 @@ Judgement JudgeMechanisms(const Session& session, const Key& key) {
 }  // namespace
 
 Judgement ProbeUsageFlags(ProbeContext& context) {
-  const Session session(context.module);
-  const std::vector<Key> keys = PublicKeys(session);
-  if (keys.empty()) return NoKeys();
-  return JudgeEach(context, keys, [&](const Key& key) { return JudgeFlags(session, key); });
+  const Contents& contents = context.contents();
+  return JudgeEach(context, contents.CertifiedPublicKeys({CKK_RSA, CKK_EC}), kNone,
+                   [&](const Key& key) { return JudgeFlags(contents.session, key); });
 }
 
 Judgement ProbeEcUsage(ProbeContext& context) {
-  const Session session(context.module);
-  std::vector<Key> keys = PublicKeys(session);
-  std::erase_if(keys, [](const Key& key) { return key.type != CKK_EC; });
-  if (keys.empty()) return NotConcerned("no EC key belongs to a certificate");
-  return JudgeEach(context, keys, [&](const Key& key) {
-    for (const Usage& usage : kUsages) {
+  const Contents& contents = context.contents();
+  const auto judge = [&](const Key& key) {
+    for (const Usage& usage : kPublicUsages) {
       const bool decrypts = usage.type == CKA_ENCRYPT || usage.type == CKA_WRAP;
-      if (!decrypts || !ReadFlag(session, key.handle, usage.type)) continue;
-      return Unmet(std::string(usage.name) + " " + Of(key) +
+      if (!decrypts || !ReadFlag(contents.session, key.handle, usage.type)) continue;
+      return Unmet("CKA_" + std::string(usage.name) + " " + Of(key) +
                    " is true: the token would offer to decrypt with it");
     }
     return Met();
-  });
+  };
+  return JudgeEach(context, contents.CertifiedPublicKeys({CKK_EC}),
+                   "no EC key belongs to a certificate", judge);
 }
 
 Judgement ProbeAllowedMechanisms(ProbeContext& context) {
-  const Session session(context.module);
-  const std::vector<Key> keys = PublicKeys(session);
-  if (keys.empty()) return NoKeys();
-  return JudgeEach(context, keys, [&](const Key& key) { return JudgeMechanisms(session, key); });
+  const Contents& contents = context.contents();
+  return JudgeEach(context, contents.CertifiedPublicKeys({CKK_RSA, CKK_EC}), kNone,
+                   [&](const Key& key) { return JudgeMechanisms(contents.session, key); });
 }
 
 Judgement ProbeRawRsaOffered(ProbeContext& context) {
-  const Session session(context.module);
-  std::vector<Key> keys = PublicKeys(session);
-  std::erase_if(keys, [](const Key& key) { return key.type != CKK_RSA; });
+  const Contents& contents = context.contents();
+  const std::vector<Key> keys = contents.CertifiedPublicKeys({CKK_RSA});
   if (keys.empty()) return NotConcerned("no RSA key belongs to a certificate");
-  const bool is_listed = std::ranges::any_of(
-      keys, [&](const Key& key) { return JudgeMechanisms(session, key).outcome == Outcome::kMet; });
+  const bool is_listed = std::ranges::any_of(keys, [&](const Key& key) {
+    return JudgeMechanisms(contents.session, key).outcome == Outcome::kMet;
+  });
   if (is_listed || Offers(context.module, CKM_RSA_X_509)) return Met();
   return Unmet("the slot does not offer CKM_RSA_X_509");
 }

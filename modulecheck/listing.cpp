@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "modulecheck/objects.h"
 #include "p11/bringup.h"
 #include "p11/lookup.h"
 
@@ -15,12 +14,6 @@ using nlohmann::json;
 // As many as the extension can read at all.
 constexpr CK_ULONG kMaxMechanisms = 128;
 
-struct Usage {
-  CK_ATTRIBUTE_TYPE type;
-  const char* name;
-};
-constexpr Usage kPublicUsages[] = {
-    {CKA_VERIFY, "VERIFY"}, {CKA_ENCRYPT, "ENCRYPT"}, {CKA_WRAP, "WRAP"}, {CKA_DERIVE, "DERIVE"}};
 constexpr Usage kPrivateUsages[] = {
     {CKA_SIGN, "SIGN"}, {CKA_DECRYPT, "DECRYPT"}, {CKA_DERIVE, "DERIVE"}};
 
@@ -78,15 +71,15 @@ json DescribePublic(const Session& session, const Key& key, std::vector<std::str
   return line;
 }
 
-// The public keys: those that the module lists, and those that it finds only by their CKA_ID.
-std::vector<Key> AllPublicKeys(const Session& session) {
-  std::vector<Key> keys = ReadKeys(session, FindClass(session, CKO_PUBLIC_KEY));
-  for (Key& key : PublicKeys(session)) {
-    const bool is_known =
-        std::ranges::any_of(keys, [&](const Key& known) { return known.handle == key.handle; });
-    if (!is_known) keys.push_back(std::move(key));
+// Why the adapter shows no such certificate.
+const char* ReasonToLeaveOut(const json& certificate) {
+  constexpr std::size_t kMaxId = 255;
+  if (certificate.at("id").get<std::string>().size() > 2 * kMaxId) {
+    return "its CKA_ID has more than 255 bytes";
   }
-  return keys;
+  if (certificate.at("size") > kCertValueSize) return "it has more than 4096 bytes";
+  if (!certificate.at("parseable").get<bool>()) return "its value is no certificate";
+  return "it has no key, as a CA's";
 }
 
 }  // namespace
@@ -115,7 +108,8 @@ json ListSlots(const Module& module) {
           {"judged", module.judged()}};
 }
 
-void ListCard(const Module& module, json* listing, std::vector<std::string>* warnings) {
+void ListCard(const Module& module, const Contents& contents, json* listing,
+              std::vector<std::string>* warnings) {
   json& target = *listing;
   char number[kCardNumberSize] = {};
   get_card_no(module.p11(), module.slot().id, number);
@@ -124,31 +118,48 @@ void ListCard(const Module& module, json* listing, std::vector<std::string>* war
   for (const CK_MECHANISM_TYPE type : SlotMechanisms(module)) {
     if (IsAskedFor(type)) target["mechanisms"].push_back(MechanismText(type));
   }
-  const Session session(module);
   target["certificates"] = json::array();
-  for (const Certificate& certificate : ReadCertificates(session)) {
-    target["certificates"].push_back(
-        {{"label", Text(certificate.label)},
-         {"id", Hex(certificate.id)},
-         {"size", certificate.der.size()},
-         {"parseable", encoding::ReadCertificate(certificate.der).has_value()}});
+  for (const Certificate& certificate : contents.certificates) {
+    target["certificates"].push_back({{"label", Text(certificate.label)},
+                                      {"id", Hex(certificate.id)},
+                                      {"size", certificate.der.size()},
+                                      {"parseable", certificate.facts.has_value()}});
   }
   target["publicKeys"] = json::array();
-  for (const Key& key : AllPublicKeys(session)) {
-    target["publicKeys"].push_back(DescribePublic(session, key, warnings));
+  for (const Key& key : contents.public_keys) {
+    target["publicKeys"].push_back(DescribePublic(contents.session, key, warnings));
   }
-  target["privateKeys"] = ListPrivateKeys(module);
+  target["privateKeys"] = ListPrivateKeys(contents);
 }
 
-json ListPrivateKeys(const Module& module) {
-  const Session session(module);
+json ListPrivateKeys(const Contents& contents) {
   json lines = json::array();
-  for (const Key& key : ReadKeys(session, FindClass(session, CKO_PRIVATE_KEY))) {
-    json line = Describe(session, key, kPrivateUsages);
-    line["alwaysAuthenticate"] = ReadFlag(session, key.handle, CKA_ALWAYS_AUTHENTICATE);
+  for (const Key& key : contents.private_keys) {
+    json line = Describe(contents.session, key, kPrivateUsages);
+    line["alwaysAuthenticate"] = ReadFlag(contents.session, key.handle, CKA_ALWAYS_AUTHENTICATE);
     lines.push_back(line);
   }
   return lines;
+}
+
+json LeftOut(const json& alone, const json& behind) {
+  json left_out = json::array();
+  if (!alone.contains("certificates") || !behind.contains("certificates")) return left_out;
+  json shown = behind.at("certificates");
+  for (const json& certificate : alone.at("certificates")) {
+    // The adapter may change the label.
+    const auto found = std::find_if(shown.begin(), shown.end(), [&](const json& one) {
+      return one.at("id") == certificate.at("id") && one.at("size") == certificate.at("size");
+    });
+    if (found != shown.end()) {
+      shown.erase(found);
+      continue;
+    }
+    left_out.push_back({{"label", certificate.at("label")},
+                        {"id", certificate.at("id")},
+                        {"reason", ReasonToLeaveOut(certificate)}});
+  }
+  return left_out;
 }
 
 }  // namespace kelvrin::modulecheck

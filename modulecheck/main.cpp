@@ -1,19 +1,20 @@
 // modulecheck: says whether a PKCS#11 module fits the extension.
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <sstream>
 #include <string>
 
+#include "modulecheck/adapter_copy.h"
 #include "modulecheck/check.h"
-#include "modulecheck/dumps.h"
-#include "modulecheck/interruption.h"
 #include "modulecheck/options.h"
-#include "modulecheck/pin_file.h"
-#include "modulecheck/program_path.h"
-#include "modulecheck/report_text.h"
 #include "modulecheck/text.h"
 #include "modulecheck/worker.h"
+#include "modulecheck/worker_process.h"
 
 namespace kelvrin::modulecheck {
 namespace {
@@ -35,6 +36,26 @@ std::string ToJson(const nlohmann::json& report) {
   return report.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
+// The path by which the program was started: its name as the shell gave it, looked for in PATH when
+// it is a bare name.
+std::string ProgramPath(const std::string& name) {
+  if (name.find('/') != std::string::npos) return AbsolutePath(name);
+  const char* const path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "" : path);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    const std::string candidate = (folder.empty() ? "." : folder) + "/" + name;
+    if (access(candidate.c_str(), X_OK) == 0) return AbsolutePath(candidate);
+  }
+  throw Failure("the program " + name + " cannot be found; start it by its path");
+}
+
+// Keeps this process and its workers from leaving a PIN in a core file when they crash. A limit of
+// 1 also keeps Linux from handing the memory to a program, for which 0 counts for nothing.
+void ForbidCoreFiles() {
+  const rlimit least = {1, 1};
+  setrlimit(RLIMIT_CORE, &least);
+}
+
 int Run(const Options& options, const std::string& program_name) {
   CheckOrder order;
   order.module = options.module;
@@ -46,7 +67,7 @@ int Run(const Options& options, const std::string& program_name) {
     order.program = ProgramPath(program_name);
     order.adapter =
         options.adapter_library.empty() ? FindAdapter(order.program) : options.adapter_library;
-    Secret pin;
+    encoding::Secret pin;
     ForbidCoreFiles();
     if (!options.pin_file.empty()) ReadPinFile(options.pin_file, &pin);
     const nlohmann::json report = Check(order, options.pin_file.empty() ? nullptr : &pin);
@@ -66,7 +87,6 @@ int Run(const Options& options, const std::string& program_name) {
 int RunProgram(int argc, char** argv) {
   const std::variant<Options, int> parsed = Parse(argc, argv);
   if (const int* status = std::get_if<int>(&parsed)) return *status;
-  std::signal(SIGPIPE, SIG_IGN);  // a closed output is an error like others
   NoteInterruptions();
   return Run(std::get<Options>(parsed), argv[0]);
 }
@@ -81,7 +101,8 @@ int main(int argc, char** argv) {
   try {
     return kelvrin::modulecheck::RunProgram(argc, argv);
   } catch (const kelvrin::modulecheck::Interrupted& interrupted) {
-    kelvrin::modulecheck::EndBy(interrupted.signal);
+    std::signal(interrupted.signal, SIG_DFL);
+    return std::raise(interrupted.signal);
   } catch (const std::exception& failure) {
     kelvrin::modulecheck::Complain(failure.what());
     return EXIT_FAILURE;

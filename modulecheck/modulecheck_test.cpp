@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include "modulecheck/testing/modulecheck_fixture.h"
+#include "tests/card/softhsm_card.h"
 
 namespace kelvrin::modulecheck {
 namespace {
@@ -14,24 +15,17 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-// The element of which this is true; null when there is none.
-nlohmann::json With(const nlohmann::json& elements, const char* key, const char* value) {
-  const auto found = std::find_if(elements.begin(), elements.end(),
-                                  [&](const auto& element) { return element.at(key) == value; });
-  EXPECT_NE(found, elements.end()) << value;
-  return found == elements.end() ? nlohmann::json() : *found;
-}
-
 TEST_F(ModulecheckTest, WrongUsageExitsWith2) {
-  const std::vector<std::vector<std::string>> wrong = {{},
-                                                       {"--json"},
-                                                       {SoftHsm(), "more"},
-                                                       {SoftHsm(), "--loud"},
-                                                       {SoftHsm(), "--timeout", "0"},
-                                                       {SoftHsm(), "--pin-file", ""},
-                                                       {SoftHsm(), "--adapter-config", ""},
-                                                       {SoftHsm(), "--adapter-config", "missing"}};
-  for (const auto& arguments : wrong) {
+  const std::string module = GoodModule();
+  const std::vector<Arguments> wrong = {{},
+                                        {"--json"},
+                                        {module, "more"},
+                                        {module, "--loud"},
+                                        {module, "--timeout", "0"},
+                                        {module, "--pin-file", ""},
+                                        {module, "--adapter-config", ""},
+                                        {module, "--adapter-config", "missing"}};
+  for (const Arguments& arguments : wrong) {
     const Outcome outcome = Run(arguments);
     EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
     EXPECT_EQ(outcome.output, "");
@@ -49,9 +43,9 @@ TEST_F(ModulecheckTest, HelpIsNoFailureAndTellsOfTheExitStatuses) {
 TEST_F(ModulecheckTest, AFileThatIsNoModuleIsNamedInOneLineAndInOneDocument) {
   const std::string pipe = folder_ / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  const std::vector<std::string> files = {
-      folder_ / "missing", folder_.path(),         pipe, "/dev/zero", folder_.Write("text", "text"),
-      KELVRIN_NO_MODULE,   FaultyModule("no-list")};
+  const Arguments files = {
+      folder_ / "missing",           folder_.path(),         pipe, "/dev/zero", KELVRIN_NO_MODULE,
+      folder_.Write("text", "text"), FaultyModule("no-list")};
   for (const std::string& file : files) {
     const Outcome outcome = Run({file});
     EXPECT_EQ(outcome.status, 1) << file;
@@ -74,27 +68,8 @@ TEST_F(ModulecheckTest, AModuleThatDoesAllThatIsExpectedWorksAsItIs) {
                     HasSubstr("key \"EC key\", object ID 0202: sign key-exchange")));
 }
 
-TEST_F(ModulecheckTest, AModuleThatDoesNotWorksWithTheAdapter) {
-  const nlohmann::json report = RunJson({SoftHsm(), "--pin-file", PinFile()});
-  EXPECT_EQ(report.at("exitStatus"), 3);
-  EXPECT_EQ(report.at("conclusion"), "works-with-adapter");
-  EXPECT_THAT(WithVerdict(report, "not-met"), IsEmpty());
-  const nlohmann::json& search = Find(report, "second-search");
-  EXPECT_EQ(search.at("verdict"), "met-through-adapter");
-  EXPECT_EQ(search.at("asItIs").at("result"), 0x90);
-  EXPECT_EQ(search.at("asItIs").at("resultName"), "CKR_OPERATION_ACTIVE (0x90)");
-  EXPECT_EQ(VerdictOn(report, "ecdsa-der"), "met-through-adapter");
-  EXPECT_THAT(Find(report, "ecdsa-der").at("rules"), ElementsAre("ecdsa"));
-  EXPECT_EQ(VerdictOn(report, "raw-rsa-block"), "met");
-  EXPECT_EQ(VerdictOn(report, "decrypt-pkcs1"), "met");
-  EXPECT_EQ(VerdictOn(report, "derivation"), "not-tried");
-  // It ends the process there; what came before is known all the same.
-  EXPECT_THAT(Find(report, "raw-rsa-too-long").at("asItIs").at("detail"),
-              HasSubstr("the module ended the process (exit status "));
-}
-
 TEST_F(ModulecheckTest, WithoutAPinNobodyLogsInAndWhatNeedsItDoesNotCount) {
-  const nlohmann::json report = RunJson({FaultyModule("none")});
+  const nlohmann::json report = RunJson({GoodModule()});
   EXPECT_EQ(report.at("exitStatus"), 0);
   EXPECT_EQ(Calls("C_Login"), 0u);
   EXPECT_EQ(Calls("C_Sign"), 0u);
@@ -106,31 +81,13 @@ TEST_F(ModulecheckTest, WithoutAPinNobodyLogsInAndWhatNeedsItDoesNotCount) {
 }
 
 TEST_F(ModulecheckTest, KeysAreDerivedBehindTheAdapterAlone) {
-  RunJson({FaultyModule("none", SoftHsm()), "--pin-file", PinFile()});
+  RunJson({GoodModule(), "--pin-file", PinFile()});
   EXPECT_EQ(Calls("C_DeriveKey"), 0u);
-  const nlohmann::json report =
-      RunJson({FaultyModule("none", SoftHsm()), "--adapter", "--pin-file", PinFile()});
+  const nlohmann::json report = RunJson({GoodModule(), "--adapter", "--pin-file", PinFile()});
   EXPECT_EQ(report.at("exitStatus"), 3);
   EXPECT_EQ(Calls("C_DeriveKey"), 2u);
   EXPECT_EQ(VerdictOn(report, "derivation"), "met-through-adapter");
   EXPECT_THAT(Find(report, "derivation").at("rules"), ElementsAre("derivation"));
-}
-
-TEST_F(ModulecheckTest, WithAdapterTheListingIsWhatTheExtensionWouldSee) {
-  const nlohmann::json alone = RunJson({SoftHsm()});
-  const nlohmann::json behind =
-      RunJson({SoftHsm(), "--adapter", "--reader", "My Reader", "--adapter-config", AnyReader()});
-  EXPECT_EQ(alone.at("listing").at("of"), "module");
-  EXPECT_EQ(alone.at("listing").at("slots").size(), 2u);
-  EXPECT_EQ(alone.at("listing").at("picked"), 0);
-  EXPECT_EQ(alone.at("listing").at("judged"), 1);
-  EXPECT_EQ(behind.at("listing").at("of"), "adapter");
-  EXPECT_EQ(behind.at("exitStatus"), 3);
-  const nlohmann::json& listing = behind.at("listing");
-  ASSERT_EQ(listing.at("slots").size(), 1u);
-  EXPECT_EQ(listing.at("slots")[0].at("readerName"), "My Reader");
-  EXPECT_EQ(listing.at("published").at("items").size(), 4u);
-  EXPECT_EQ(VerdictOn(behind, "reader-name"), "met-through-adapter");
 }
 
 TEST_F(ModulecheckTest, WhatWouldBePublishedOrWhyNothingIsSaid) {
@@ -142,8 +99,7 @@ TEST_F(ModulecheckTest, WhatWouldBePublishedOrWhyNothingIsSaid) {
   EXPECT_THAT(key.at("capabilities"), ElementsAre("sign", "decrypt"));
   EXPECT_EQ(good.at("ended"), "");
 
-  const nlohmann::json bad =
-      RunJson({SoftHsm(), "--reader", "SoftHSM"}).at("listing").at("published");
+  const nlohmann::json bad = RunJson({FaultyModule("second-search")}).at("listing").at("published");
   EXPECT_TRUE(bad.at("items").empty());
   EXPECT_THAT(bad.at("ended"),
               AllOf(HasSubstr("public key"), HasSubstr("CKR_OPERATION_ACTIVE (0x90)")));
@@ -156,20 +112,7 @@ TEST_F(ModulecheckTest, KeysAreListedWithUsageAndMechanisms) {
   EXPECT_EQ(rsa.at("type"), "RSA-2048");
   EXPECT_THAT(rsa.at("usage"), ElementsAre("VERIFY", "ENCRYPT", "WRAP"));
   EXPECT_THAT(rsa.at("allowedMechanisms"), Contains("CKM_RSA_X_509"));
-  const nlohmann::json certificate = With(listing.at("certificates"), "id", "01");
-  EXPECT_EQ(certificate.at("label"), "RSA certificate");
-  EXPECT_EQ(certificate.at("size"), card_.Read("rsa.der").size());
   EXPECT_EQ(listing.at("privateKeys").size(), 2u);
-}
-
-TEST_F(ModulecheckTest, AReaderNameThatFitsNoSlotIsWarnedOf) {
-  const Outcome outcome = Run({SoftHsm(), "--reader", "No such reader"});
-  EXPECT_THAT(
-      outcome.output,
-      AllOf(HasSubstr("WARNING: no slot's description contains \"No such reader\""),
-            HasSubstr("LAST slot"), HasSubstr("picks slot 2"), HasSubstr("Judged is slot 1")));
-  const Outcome named = Run({SoftHsm(), "--reader", "SoftHSM"});
-  EXPECT_THAT(named.output, AllOf(Not(HasSubstr("WARNING")), HasSubstr("the first that contains")));
 }
 
 TEST_F(ModulecheckTest, TextsOfTheModuleCannotDisturbTheReport) {
@@ -189,7 +132,7 @@ TEST_F(ModulecheckTest, StandardOutputHoldsTheReportAlone) {
 
 TEST_F(ModulecheckTest, AStandardOutputThatCannotBeWrittenIsAFailure) {
   const Outcome outcome = host::testing::RunProgram(
-      {"/bin/sh", "-c", "exec " KELVRIN_MODULECHECK " " + SoftHsm() + " >/dev/full"});
+      {"/bin/sh", "-c", "exec " KELVRIN_MODULECHECK " " + GoodModule() + " >/dev/full"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.errors, HasSubstr("standard output cannot be written"));
 }
@@ -198,8 +141,7 @@ TEST_F(ModulecheckTest, TheAdaptersFolderIsGoneAfterwardsAlsoWhenASignalEndsTheC
   const auto temporary = folder_ / "temporary";
   std::filesystem::create_directory(temporary);
   setenv("TMPDIR", temporary.c_str(), 1);
-  const nlohmann::json report = RunJson({SoftHsm(), "--adapter"});
-  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_EQ(RunJson({FaultyModule("second-search"), "--adapter"}).at("exitStatus"), 3);
   EXPECT_TRUE(std::filesystem::is_empty(temporary));
   // Ended as soon as the module behind the adapter hangs.
   host::testing::RunProgram({"/bin/sh", "-c",
@@ -227,8 +169,9 @@ TEST_F(ModulecheckTest, AnAdapterThatCannotBeUsedLeavesTheModuleUnjudged) {
 
 TEST_F(ModulecheckTest, AMistakeInTheAdaptersConfigurationIsNamedByFileAndLine) {
   const std::string lines = folder_.Write("lines", "# fine\nreservd = x\n");
-  for (const std::string& module : {SoftHsm(), GoodModule(), FaultyModule("initialise")}) {
-    const nlohmann::json report = RunJson({module, "--adapter", "--adapter-config", lines});
+  for (const char* fault : {"none", "second-search", "initialise"}) {
+    const nlohmann::json report =
+        RunJson({FaultyModule(fault), "--adapter", "--adapter-config", lines});
     EXPECT_EQ(report.at("exitStatus"), 4);
     EXPECT_EQ(Reason(report), "adapter");
     EXPECT_THAT(report.at("notJudged").at("text"),
@@ -240,7 +183,8 @@ TEST_F(ModulecheckTest, AMistakeInTheAdaptersConfigurationIsNamedByFileAndLine) 
 TEST_F(ModulecheckTest, KeysThatFitNoTokenAreNamedAsSuch) {
   for (const char* key : {"token-label", "token-serial"}) {
     const std::string lines = folder_.Write("lines", std::string(key) + " = Nobody's\n");
-    const nlohmann::json report = RunJson({SoftHsm(), "--adapter-config", lines});
+    const nlohmann::json report =
+        RunJson({FaultyModule("second-search"), "--adapter-config", lines});
     EXPECT_EQ(report.at("exitStatus"), 4);
     EXPECT_EQ(Reason(report), "adapter");
     EXPECT_THAT(report.at("notJudged").at("text"),
@@ -248,25 +192,16 @@ TEST_F(ModulecheckTest, KeysThatFitNoTokenAreNamedAsSuch) {
   }
 }
 
-class EmptyCardTest : public ModulecheckTest {
- protected:
-  EmptyCardTest() : ModulecheckTest({.empty = true}) {}
-};
-
-TEST_F(EmptyCardTest, ACardWithoutCertificatesDoesNotWork) {
-  const nlohmann::json report = RunJson({GoodModule(), "--pin-file", PinFile()});
+TEST_F(ModulecheckTest, ACardWithoutCertificatesDoesNotWork) {
+  const nlohmann::json report = RunJson({FaultyModule("certificates"), "--pin-file", PinFile()});
   EXPECT_EQ(report.at("exitStatus"), 1);
   EXPECT_THAT(WithVerdict(report, "not-met"), ElementsAre("certificates", "set-up"));
   EXPECT_EQ(VerdictOn(report, "ecdsa-der"), "not-concerned");
 }
 
-class FullCardTest : public ModulecheckTest {
- protected:
-  FullCardTest() : ModulecheckTest({.extra_certificates = 20, .lone_certificate = true}) {}
-};
-
-TEST_F(FullCardTest, MoreCertificatesWithKeysThanAreReadCannotBeHelped) {
-  const nlohmann::json report = RunJson({SoftHsm(), "--pin-file", PinFile()});
+TEST_F(ModulecheckTest, MoreCertificatesWithKeysThanAreReadCannotBeHelped) {
+  const SoftHsmCard card({.extra_certificates = 20, .lone_certificate = true});
+  const nlohmann::json report = RunJson({SoftHsmCard::Module(), "--pin-file", PinFile()});
   EXPECT_EQ(report.at("exitStatus"), 1);
   EXPECT_THAT(WithVerdict(report, "not-met"), ElementsAre("certificate-order"));
   EXPECT_EQ(VerdictOn(report, "private-keys"), "met-through-adapter");
@@ -274,6 +209,62 @@ TEST_F(FullCardTest, MoreCertificatesWithKeysThanAreReadCannotBeHelped) {
   ASSERT_EQ(report.at("leftOutByAdapter").size(), 1u);
   EXPECT_EQ(report.at("leftOutByAdapter")[0].at("id"), "7f");
   EXPECT_EQ(report.at("leftOutByAdapter")[0].at("reason"), "it has no key, as a CA's");
+}
+
+// A module as it is installed, with a card in the first of two slots.
+class SoftHsmTest : public ModulecheckTest {
+ protected:
+  const std::string module_ = SoftHsmCard::Module();
+  const SoftHsmCard card_;
+};
+
+TEST_F(SoftHsmTest, AModuleThatDoesNotWorksWithTheAdapter) {
+  const nlohmann::json report = RunJson({module_, "--pin-file", PinFile()});
+  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_EQ(report.at("conclusion"), "works-with-adapter");
+  EXPECT_THAT(WithVerdict(report, "not-met"), IsEmpty());
+  const nlohmann::json search = Find(report, "second-search");
+  EXPECT_EQ(search.at("verdict"), "met-through-adapter");
+  EXPECT_EQ(search.at("asItIs").at("result"), 0x90);
+  EXPECT_EQ(search.at("asItIs").at("resultName"), "CKR_OPERATION_ACTIVE (0x90)");
+  EXPECT_EQ(VerdictOn(report, "ecdsa-der"), "met-through-adapter");
+  EXPECT_THAT(Find(report, "ecdsa-der").at("rules"), ElementsAre("ecdsa"));
+  EXPECT_EQ(VerdictOn(report, "raw-rsa-block"), "met");
+  EXPECT_EQ(VerdictOn(report, "decrypt-pkcs1"), "met");
+  EXPECT_EQ(VerdictOn(report, "derivation"), "not-tried");
+  // It ends the process there; what came before is known all the same.
+  EXPECT_THAT(Find(report, "raw-rsa-too-long").at("asItIs").at("detail"),
+              HasSubstr("the module ended the process (exit status "));
+  const nlohmann::json certificate =
+      With(report.at("listing").at("certificates"), "label", "RSA certificate");
+  EXPECT_EQ(certificate.at("size"), card_.Read("rsa.der").size());
+}
+
+TEST_F(SoftHsmTest, WithAdapterTheListingIsWhatTheExtensionWouldSee) {
+  const std::string any = folder_.Write("any", "any-reader = yes\n");
+  const nlohmann::json report =
+      RunJson({module_, "--adapter", "--reader", "My Reader", "--adapter-config", any});
+  EXPECT_EQ(report.at("exitStatus"), 3);
+  EXPECT_EQ(VerdictOn(report, "reader-name"), "met-through-adapter");
+  const nlohmann::json& listing = report.at("listing");
+  EXPECT_EQ(listing.at("of"), "adapter");
+  ASSERT_EQ(listing.at("slots").size(), 1u);
+  EXPECT_EQ(listing.at("slots")[0].at("readerName"), "My Reader");
+  EXPECT_EQ(listing.at("published").at("items").size(), 4u);
+}
+
+TEST_F(SoftHsmTest, TheSlotThatIsPickedAndTheOneThatIsJudgedAreNamed) {
+  const nlohmann::json listing = RunJson({module_}).at("listing");
+  EXPECT_EQ(listing.at("of"), "module");
+  EXPECT_EQ(listing.at("slots").size(), 2u);
+  EXPECT_EQ(listing.at("picked"), 0);
+  EXPECT_EQ(listing.at("judged"), 1);
+  EXPECT_THAT(
+      Run({module_, "--reader", "No such reader"}).output,
+      AllOf(HasSubstr("WARNING: no slot's description contains \"No such reader\""),
+            HasSubstr("LAST slot"), HasSubstr("picks slot 2"), HasSubstr("Judged is slot 1")));
+  EXPECT_THAT(Run({module_, "--reader", "SoftHSM"}).output,
+              AllOf(Not(HasSubstr("WARNING")), HasSubstr("the first that contains")));
 }
 
 }  // namespace

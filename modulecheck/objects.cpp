@@ -15,8 +15,24 @@ constexpr std::string_view kData =
     "modulecheck signs this text to try the module, and nothing else.";
 static_assert(kData.size() == 64);
 
+// An attribute's value; none when it cannot be read or has more than 64 KiB.
+Bytes ReadBytes(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+  CK_ATTRIBUTE attribute = {type, nullptr, 0};
+  const auto read = [&] {
+    return session.p11()->C_GetAttributeValue(session.handle(), object, &attribute, 1);
+  };
+  if (read() != CKR_OK || attribute.ulValueLen > kMaxValue) return {};
+  Bytes value(attribute.ulValueLen);
+  // Some modules take a null pointer for a question, whatever the length.
+  CK_BYTE nothing = 0;
+  attribute.pValue = value.empty() ? &nothing : value.data();
+  if (read() != CKR_OK || attribute.ulValueLen > value.size()) return {};
+  value.resize(attribute.ulValueLen);
+  return value;
+}
+
 Object ReadObject(const Session& session, CK_OBJECT_HANDLE handle) {
-  return {handle, ReadOrEmpty(session, handle, CKA_ID), ReadOrEmpty(session, handle, CKA_LABEL)};
+  return {handle, ReadBytes(session, handle, CKA_ID), ReadBytes(session, handle, CKA_LABEL)};
 }
 
 CK_KEY_TYPE ReadKeyType(const Session& session, CK_OBJECT_HANDLE handle) {
@@ -31,13 +47,13 @@ CK_KEY_TYPE ReadKeyType(const Session& session, CK_OBJECT_HANDLE handle) {
 std::string TypeText(const Session& session, CK_OBJECT_HANDLE handle, CK_KEY_TYPE type) {
   std::size_t bits = 0;
   if (type == CKK_RSA) {
-    const Bytes modulus = ReadOrEmpty(session, handle, CKA_MODULUS);
+    const Bytes modulus = ReadBytes(session, handle, CKA_MODULUS);
     const auto first = std::ranges::find_if(modulus, [](CK_BYTE byte) { return byte != 0; });
     bits = 8 * static_cast<std::size_t>(modulus.end() - first);
     return bits == 0 ? "RSA" : "RSA-" + std::to_string(bits);
   }
   if (type != CKK_EC) return "of another type";
-  bits = 8 * encoding::CurveSize(ReadOrEmpty(session, handle, CKA_EC_PARAMS));
+  bits = 8 * encoding::CurveSize(ReadBytes(session, handle, CKA_EC_PARAMS));
   // The one curve whose size is no whole number of bytes.
   if (bits == 528) bits = 521;
   return bits == 0 ? "EC" : "EC of " + std::to_string(bits) + " bits";
@@ -45,10 +61,28 @@ std::string TypeText(const Session& session, CK_OBJECT_HANDLE handle, CK_KEY_TYP
 
 Key ReadKey(const Session& session, CK_OBJECT_HANDLE handle) {
   const CK_KEY_TYPE type = ReadKeyType(session, handle);
-  return {ReadObject(session, handle), type, TypeText(session, handle, type), {}, {}};
+  return {ReadObject(session, handle), type, TypeText(session, handle, type)};
 }
 
-bool IsUsable(const Key& key) { return key.type == CKK_RSA || key.type == CKK_EC; }
+Handles FindClass(const Session& session, CK_OBJECT_CLASS object_class) {
+  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)}};
+  return FindAll(session, wanted);
+}
+
+Handles FindId(const Session& session, CK_OBJECT_CLASS object_class, const Bytes& id) {
+  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)},
+                           {CKA_ID, const_cast<CK_BYTE*>(id.data()), id.size()}};
+  return FindAll(session, wanted);
+}
+
+// Says that a certificate has these keys, and adds those that were not listed.
+void AddCertified(const Session& session, const Handles& handles, std::vector<Key>* keys) {
+  for (const CK_OBJECT_HANDLE handle : handles) {
+    auto key = std::ranges::find(*keys, handle, &Key::handle);
+    if (key == keys->end()) key = keys->insert(key, ReadKey(session, handle));
+    key->is_certified = true;
+  }
+}
 
 using OperationCall = CK_RV (*)(CK_SESSION_HANDLE, CK_BYTE*, CK_ULONG, CK_BYTE*, CK_ULONG*);
 
@@ -87,37 +121,6 @@ Handles FindAll(const Session& session, std::span<CK_ATTRIBUTE> wanted) {
   return all;
 }
 
-Handles FindClass(const Session& session, CK_OBJECT_CLASS object_class) {
-  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)}};
-  return FindAll(session, wanted);
-}
-
-Handles FindId(const Session& session, CK_OBJECT_CLASS object_class, const Bytes& id) {
-  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &object_class, sizeof(object_class)},
-                           {CKA_ID, const_cast<CK_BYTE*>(id.data()), id.size()}};
-  return FindAll(session, wanted);
-}
-
-std::optional<Bytes> ReadBytes(const Session& session, CK_OBJECT_HANDLE object,
-                               CK_ATTRIBUTE_TYPE type) {
-  CK_ATTRIBUTE attribute = {type, nullptr, 0};
-  const auto read = [&] {
-    return session.p11()->C_GetAttributeValue(session.handle(), object, &attribute, 1);
-  };
-  if (read() != CKR_OK || attribute.ulValueLen > kMaxValue) return std::nullopt;
-  Bytes value(attribute.ulValueLen);
-  // Some modules take a null pointer for a question, whatever the length.
-  CK_BYTE nothing = 0;
-  attribute.pValue = value.empty() ? &nothing : value.data();
-  if (read() != CKR_OK || attribute.ulValueLen > value.size()) return std::nullopt;
-  value.resize(attribute.ulValueLen);
-  return value;
-}
-
-Bytes ReadOrEmpty(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
-  return ReadBytes(session, object, type).value_or(Bytes());
-}
-
 bool ReadFlag(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
   CK_BBOOL flag = CK_FALSE;
   CK_ATTRIBUTE attribute = {type, &flag, sizeof(flag)};
@@ -130,55 +133,54 @@ std::string NameOf(const Object& object) {
          (object.id.empty() ? "empty" : Hex(object.id)) + ")";
 }
 
-std::vector<Certificate> ReadCertificates(const Session& session) {
-  std::vector<Certificate> certificates;
+Contents::Contents(const Module& module) : session(module) {
   for (const CK_OBJECT_HANDLE handle : FindClass(session, CKO_CERTIFICATE)) {
-    certificates.push_back({ReadObject(session, handle), ReadOrEmpty(session, handle, CKA_VALUE)});
+    Certificate certificate = {
+        ReadObject(session, handle), ReadBytes(session, handle, CKA_VALUE), {}, {}, {}};
+    certificate.facts = encoding::ReadCertificate(certificate.der);
+    certificates.push_back(std::move(certificate));
   }
-  return certificates;
+  for (const CK_OBJECT_HANDLE handle : FindClass(session, CKO_PUBLIC_KEY)) {
+    public_keys.push_back(ReadKey(session, handle));
+  }
+  for (const CK_OBJECT_HANDLE handle : FindClass(session, CKO_PRIVATE_KEY)) {
+    private_keys.push_back(ReadKey(session, handle));
+  }
+  for (Certificate& certificate : certificates) {
+    certificate.public_keys = FindId(session, CKO_PUBLIC_KEY, certificate.id);
+    certificate.private_keys = FindId(session, CKO_PRIVATE_KEY, certificate.id);
+    AddCertified(session, certificate.public_keys, &public_keys);
+    AddCertified(session, certificate.private_keys, &private_keys);
+  }
 }
 
-std::vector<Key> ReadKeys(const Session& session, const Handles& handles) {
-  std::vector<Key> keys;
-  keys.reserve(handles.size());
-  for (const CK_OBJECT_HANDLE handle : handles) keys.push_back(ReadKey(session, handle));
+std::vector<Key> Contents::CertifiedPublicKeys(std::initializer_list<CK_KEY_TYPE> types) const {
+  std::vector<Key> keys = public_keys;
+  std::erase_if(keys, [&](const Key& key) {
+    return !key.is_certified || std::ranges::find(types, key.type) == types.end();
+  });
   return keys;
 }
 
-std::vector<Key> PublicKeys(const Session& session) {
+std::vector<Key> Contents::CertifiedKeys(CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) const {
   std::vector<Key> keys;
-  for (const CK_OBJECT_HANDLE certificate : FindClass(session, CKO_CERTIFICATE)) {
-    const Bytes id = ReadOrEmpty(session, certificate, CKA_ID);
-    for (Key& key : ReadKeys(session, FindId(session, CKO_PUBLIC_KEY, id))) {
-      const bool is_known =
-          std::ranges::any_of(keys, [&](const Key& known) { return known.handle == key.handle; });
-      if (!is_known && IsUsable(key)) keys.push_back(std::move(key));
-    }
-  }
-  return keys;
-}
-
-std::vector<Key> CertifiedKeys(const Session& session, CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) {
-  std::vector<Key> keys;
-  for (const Certificate& certificate : ReadCertificates(session)) {
-    const auto facts = encoding::ReadCertificate(certificate.der);
-    if (!facts || facts->key_type != type) continue;
-    const Handles found = FindId(session, CKO_PRIVATE_KEY, certificate.id);
-    if (found.empty()) continue;
-    const bool is_known =
-        std::ranges::any_of(keys, [&](const Key& known) { return known.handle == found.front(); });
-    if (is_known || !ReadFlag(session, found.front(), usage)) continue;
-    Key key = ReadKey(session, found.front());
+  for (const Certificate& certificate : certificates) {
+    if (!certificate.facts || certificate.facts->key_type != type) continue;
+    if (certificate.private_keys.empty()) continue;
+    const CK_OBJECT_HANDLE handle = certificate.private_keys.front();
+    const bool is_known = std::ranges::find(keys, handle, &Key::handle) != keys.end();
+    if (is_known || !ReadFlag(session, handle, usage)) continue;
+    Key key = *std::ranges::find(private_keys, handle, &Key::handle);
     if (key.type != type) continue;
     key.certificate = certificate.der;
-    key.facts = *facts;
+    key.facts = *certificate.facts;
     keys.push_back(std::move(key));
   }
   return keys;
 }
 
-std::vector<Key> OrdinaryKeys(const Session& session, CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) {
-  const std::vector<Key> all = CertifiedKeys(session, type, usage);
+std::vector<Key> Contents::OrdinaryKeys(CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) const {
+  const std::vector<Key> all = CertifiedKeys(type, usage);
   std::vector<Key> keys = all;
   std::erase_if(
       keys, [&](const Key& key) { return ReadFlag(session, key.handle, CKA_ALWAYS_AUTHENTICATE); });

@@ -4,6 +4,7 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -21,17 +22,18 @@ using Handles = std::vector<CK_OBJECT_HANDLE>;
 // All objects that match, at most 1000; a handle may be 0. The search is finished. Throws
 // CallFailed.
 Handles FindAll(const Session& session, std::span<CK_ATTRIBUTE> wanted);
-Handles FindClass(const Session& session, CK_OBJECT_CLASS object_class);
-// Those of a class with a CKA_ID.
-Handles FindId(const Session& session, CK_OBJECT_CLASS object_class, const Bytes& id);
 
-// An attribute's value; nothing when it cannot be read or has more than 64 KiB.
-std::optional<Bytes> ReadBytes(const Session& session, CK_OBJECT_HANDLE object,
-                               CK_ATTRIBUTE_TYPE type);
-// The same, empty.
-Bytes ReadOrEmpty(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
 // Whether the attribute says yes; false too when it cannot be read.
 bool ReadFlag(const Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
+
+// A flag that says what a key may be used for.
+struct Usage {
+  CK_ATTRIBUTE_TYPE type;
+  const char* name;  // without CKA_
+};
+// Those of public keys that the extension reads.
+inline constexpr Usage kPublicUsages[] = {
+    {CKA_VERIFY, "VERIFY"}, {CKA_ENCRYPT, "ENCRYPT"}, {CKA_WRAP, "WRAP"}, {CKA_DERIVE, "DERIVE"}};
 
 struct Object {
   CK_OBJECT_HANDLE handle = CK_INVALID_HANDLE;
@@ -44,27 +46,36 @@ std::string NameOf(const Object& object);
 
 struct Certificate : Object {
   Bytes der;
+  std::optional<encoding::CertificateFacts> facts;
+  Handles public_keys;  // with its CKA_ID
+  Handles private_keys;
 };
 
 struct Key : Object {
   CK_KEY_TYPE type = CK_UNAVAILABLE_INFORMATION;
-  std::string type_text;  // "RSA-2048", "EC P-256"
-  Bytes certificate;      // DER, of a certified key
-  encoding::CertificateFacts facts;
+  std::string type_text;      // "RSA-2048", "EC of 256 bits"
+  bool is_certified = false;  // a certificate has its CKA_ID: the extension uses no other
+  // Of a private key that CertifiedKeys gives.
+  Bytes certificate = {};
+  encoding::CertificateFacts facts = {};
 };
 
-// In the module's order. Throw CallFailed.
-std::vector<Certificate> ReadCertificates(const Session& session);
-std::vector<Key> ReadKeys(const Session& session, const Handles& handles);
+// What the card shows to a session that stays open, in the module's order.
+struct Contents {
+  explicit Contents(const Module& module);  // throws CallFailed
 
-// The public RSA and EC keys that belong to a certificate, listed or found by their CKA_ID alone:
-// the others do not matter to the extension.
-std::vector<Key> PublicKeys(const Session& session);
-// The private keys of this type, CKK_RSA or CKK_EC, that have the usage flag and a certificate, in
-// the certificates' order: the extension uses no other.
-std::vector<Key> CertifiedKeys(const Session& session, CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage);
-// The same without those that want a login for each operation, as long as there are others.
-std::vector<Key> OrdinaryKeys(const Session& session, CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage);
+  // The certified public keys of a type, CKK_RSA or CKK_EC.
+  std::vector<Key> CertifiedPublicKeys(std::initializer_list<CK_KEY_TYPE> types) const;
+  // The private keys of this type that have the usage flag and a certificate.
+  std::vector<Key> CertifiedKeys(CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) const;
+  // The same without those that want a login for each operation, as long as there are others.
+  std::vector<Key> OrdinaryKeys(CK_KEY_TYPE type, CK_ATTRIBUTE_TYPE usage) const;
+
+  Session session;
+  std::vector<Certificate> certificates;
+  std::vector<Key> public_keys;  // those that are listed, and those found by a CKA_ID alone
+  std::vector<Key> private_keys;
+};
 
 // The mechanisms of the slot that is judged.
 std::vector<CK_MECHANISM_TYPE> SlotMechanisms(const Module& module);

@@ -1,8 +1,15 @@
 #include "modulecheck/options.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
 
 #include "modulecheck/conclusion.h"
+#include "modulecheck/files.h"
 #include "modulecheck/text.h"
 
 namespace kelvrin::modulecheck {
@@ -59,6 +66,10 @@ void AddOptions(CLI::App* app, Options* options) {
       ->group("");
 }
 
+[[noreturn]] void RefusePinFile(const std::string& path, const std::string& why) {
+  throw Failure("the PIN file " + path + " " + why, Conclusion::kWrongUsage);
+}
+
 }  // namespace
 
 std::variant<Options, int> Parse(int argc, char** argv) {
@@ -73,6 +84,26 @@ std::variant<Options, int> Parse(int argc, char** argv) {
     return app.exit(error) == 0 ? 0 : static_cast<int>(Conclusion::kWrongUsage);
   }
   return options;
+}
+
+void ReadPinFile(const std::string& path, encoding::Secret* pin) {
+  if (Exists(path) && !IsPlainFile(path)) RefusePinFile(path, "is no plain file");
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const long count = file < 0 ? -1 : Fill(file, pin->room());
+  if (count < 0) {
+    RefusePinFile(path, "cannot be read: " + std::generic_category().message(errno));
+  }
+  close(file);
+  const auto text = pin->room().first(static_cast<std::size_t>(count));
+  const auto end = std::ranges::find(text, '\n');
+  if (end != text.end() && end + 1 != text.end()) RefusePinFile(path, "has more than one line");
+  if (end == text.end() && text.size() == encoding::Secret::kRoom) {
+    RefusePinFile(path, "is too long for a PIN");
+  }
+  auto size = static_cast<std::size_t>(end - text.begin());
+  if (size > 0 && text[size - 1] == '\r') --size;
+  if (size == 0) RefusePinFile(path, "has no PIN in it");
+  pin->Resize(size);
 }
 
 }  // namespace kelvrin::modulecheck

@@ -2,27 +2,39 @@
 // it found it, and the module fit for the next probe as far as the module allows that.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "modulecheck/judgement.h"
 #include "modulecheck/module.h"
+#include "modulecheck/objects.h"
 
 namespace kelvrin::modulecheck {
 
 struct ProbeContext {
   Module& module;
+  // What the card shows, once it was read; the worker forgets it where it may be something else.
+  std::unique_ptr<Contents>& known;
   // One key or certificate that fails fails the expectation: the adapter may help it.
   bool is_strict = false;
   std::vector<std::string> warnings = {};
+
+  // Throws CallFailed.
+  const Contents& contents() {
+    if (known == nullptr) known = std::make_unique<Contents>(module);
+    return *known;
+  }
 };
 
-using Probe = Judgement (*)(ProbeContext& context);
+using Probe = Judgement(ProbeContext& context);
 
-// Judges each of the keys or certificates, of which there is one at least. One that fails among
+// Judges each of the keys or certificates; `none` says that there is none. One that fails among
 // others that do not is an odd one and becomes a warning, where the context is not strict.
 template <typename Items, typename JudgeOne>
-Judgement JudgeEach(ProbeContext& context, const Items& items, JudgeOne judge_one) {
+Judgement JudgeEach(ProbeContext& context, const Items& items, const char* none,
+                    JudgeOne judge_one) {
+  if (items.empty()) return NotConcerned(none);
   std::vector<Judgement> failed;
   for (const auto& item : items) {
     Judgement one = judge_one(item);
@@ -36,48 +48,22 @@ Judgement JudgeEach(ProbeContext& context, const Items& items, JudgeOne judge_on
 
 // Bringing up (bring_up_probes.cpp). The first two need nothing; all others a module that is
 // initialised, and those below a token with a session.
-Judgement ProbeInitialise(ProbeContext& context);
-Judgement ProbeInitialiseAgain(ProbeContext& context);
-Judgement ProbeReaderName(ProbeContext& context);
-Judgement ProbeDescription(ProbeContext& context);
-Judgement ProbeToken(ProbeContext& context);
-Judgement ProbeCardNumber(ProbeContext& context);
-Judgement ProbeFinalise(ProbeContext& context);
+Probe ProbeInitialise, ProbeInitialiseAgain, ProbeReaderName, ProbeDescription, ProbeToken,
+    ProbeCardNumber, ProbeFinalise;
 
-// Searches and reads (search_probes.cpp).
-Judgement ProbeSecondSearch(ProbeContext& context);
-Judgement ProbePublicKeys(ProbeContext& context);
-Judgement ProbePrivateKeys(ProbeContext& context);  // logged in
-Judgement ProbeFailedLengths(ProbeContext& context);
-Judgement ProbeInvalidHandle(ProbeContext& context);
+// Searches and reads (search_probes.cpp); private keys want a login.
+Probe ProbeSecondSearch, ProbePublicKeys, ProbePrivateKeys, ProbeFailedLengths, ProbeInvalidHandle;
 
 // Public keys (key_probes.cpp).
-Judgement ProbeUsageFlags(ProbeContext& context);
-Judgement ProbeEcUsage(ProbeContext& context);
-Judgement ProbeAllowedMechanisms(ProbeContext& context);
-Judgement ProbeRawRsaOffered(ProbeContext& context);
+Probe ProbeUsageFlags, ProbeEcUsage, ProbeAllowedMechanisms, ProbeRawRsaOffered;
 
 // Certificates (certificate_probes.cpp).
-Judgement ProbeCertificates(ProbeContext& context);
-Judgement ProbeCertificateLabels(ProbeContext& context);
-Judgement ProbeCertificateSizes(ProbeContext& context);
-Judgement ProbeCertificateIds(ProbeContext& context);
-Judgement ProbeCertificateOrder(ProbeContext& context);
-Judgement ProbeCertificateKeys(ProbeContext& context);
+Probe ProbeCertificates, ProbeCertificateLabels, ProbeCertificateSizes, ProbeCertificateIds,
+    ProbeCertificateOrder, ProbeCertificateKeys;
 
 // Logged in: signing (signing_probes.cpp), decrypting and key agreement (decryption_probes.cpp).
-Judgement ProbeLoginState(ProbeContext& context);
-Judgement ProbeSignDuringSearch(ProbeContext& context);
-Judgement ProbeSignAfterFailure(ProbeContext& context);
-Judgement ProbeContextLogin(ProbeContext& context);
-Judgement ProbeRawRsaBlock(ProbeContext& context);
-Judgement ProbeRawRsaShort(ProbeContext& context);
-Judgement ProbeRawRsaTooLong(ProbeContext& context);
-Judgement ProbeEcdsaDer(ProbeContext& context);
-Judgement ProbeEcdsaLongDigests(ProbeContext& context);
-Judgement ProbeEcdsaSha1(ProbeContext& context);
-Judgement ProbeDecryptPkcs(ProbeContext& context);
-Judgement ProbeDecryptRaw(ProbeContext& context);
-Judgement ProbeDerivation(ProbeContext& context);
+Probe ProbeLoginState, ProbeSignDuringSearch, ProbeSignAfterFailure, ProbeContextLogin,
+    ProbeRawRsaBlock, ProbeRawRsaShort, ProbeRawRsaTooLong, ProbeEcdsaDer, ProbeEcdsaLongDigests,
+    ProbeEcdsaSha1, ProbeDecryptPkcs, ProbeDecryptRaw, ProbeDerivation;
 
 }  // namespace kelvrin::modulecheck

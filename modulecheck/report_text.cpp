@@ -1,7 +1,6 @@
-#include "modulecheck/report_text.h"
+// The report for people.
 
-#include <nlohmann/json.hpp>
-
+#include "modulecheck/check.h"
 #include "modulecheck/expectations.h"
 #include "modulecheck/text.h"
 

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 
-#include "modulecheck/objects.h"
 #include "modulecheck/probes.h"
 
 namespace kelvrin::modulecheck {
@@ -56,16 +55,14 @@ Judgement TryFailedRead(const Session& session, CK_OBJECT_HANDLE object, CK_ATTR
       "the length left behind is " + (is_minus_one ? "-1" : std::to_string(attribute.ulValueLen)));
 }
 
-// Whether a key of the class is found under each certificate's CKA_ID.
-Judgement JudgeKeys(ProbeContext& context, CK_OBJECT_CLASS object_class, const char* kind) {
-  const Session session(context.module);
-  const std::vector<Certificate> certificates = ReadCertificates(session);
-  if (certificates.empty()) return NotConcerned("there is no certificate");
-  return JudgeEach(context, certificates, [&](const Certificate& certificate) {
-    if (!FindId(session, object_class, certificate.id).empty()) return Met();
+// Whether each certificate has one of these keys.
+Judgement JudgeKeys(ProbeContext& context, Handles Certificate::* keys, const char* kind) {
+  const auto judge = [&](const Certificate& certificate) {
+    if (!(certificate.*keys).empty()) return Met();
     return Unmet("there is no " + std::string(kind) + " key for the certificate " +
                  NameOf(certificate));
-  });
+  };
+  return JudgeEach(context, context.contents().certificates, "there is no certificate", judge);
 }
 
 }  // namespace
@@ -79,21 +76,21 @@ Judgement ProbeSecondSearch(ProbeContext& context) {
 }
 
 Judgement ProbePublicKeys(ProbeContext& context) {
-  return JudgeKeys(context, CKO_PUBLIC_KEY, "public");
+  return JudgeKeys(context, &Certificate::public_keys, "public");
 }
 
 Judgement ProbePrivateKeys(ProbeContext& context) {
-  return JudgeKeys(context, CKO_PRIVATE_KEY, "private");
+  return JudgeKeys(context, &Certificate::private_keys, "private");
 }
 
 Judgement ProbeFailedLengths(ProbeContext& context) {
-  const Session session(context.module);
-  const Handles certificates = FindClass(session, CKO_CERTIFICATE);
-  if (certificates.empty()) return NotConcerned("there is no certificate to read");
+  const Contents& contents = context.contents();
+  if (contents.certificates.empty()) return NotConcerned("there is no certificate to read");
+  const CK_OBJECT_HANDLE certificate = contents.certificates[0].handle;
   // An attribute that no certificate has, and too little room for one that each has.
-  Judgement judgement = TryFailedRead(session, certificates[0], CKA_MODULUS, kRoom);
+  Judgement judgement = TryFailedRead(contents.session, certificate, CKA_MODULUS, kRoom);
   if (judgement.outcome != Outcome::kMet) return judgement;
-  return TryFailedRead(session, certificates[0], CKA_VALUE, 1);
+  return TryFailedRead(contents.session, certificate, CKA_VALUE, 1);
 }
 
 // Some modules number their objects from 0: there the handle is a good one.

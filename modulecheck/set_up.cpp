@@ -1,11 +1,10 @@
-#include "modulecheck/set_up.h"
+// The token's set-up, call by call, with the extension's own functions.
 
 #include <algorithm>
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "encoding/certificate.h"
-#include "modulecheck/text.h"
+#include "modulecheck/listing.h"
 #include "p11/bringup.h"
 #include "p11/lookup.h"
 

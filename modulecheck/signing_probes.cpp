@@ -1,7 +1,6 @@
 // Signing.
 #include "encoding/ecdsa_signature.h"
 #include "encoding/elliptic_curve.h"
-#include "modulecheck/objects.h"
 #include "modulecheck/probes.h"
 #include "modulecheck/verify.h"
 #include "p11/bringup.h"
@@ -31,20 +30,20 @@ Bytes SignatureBlock(std::size_t size) {
 }
 
 // The RSA keys that can sign, of a size that anybody uses.
-std::vector<Key> RsaSigners(const Session& session) {
+std::vector<Key> RsaSigners(const Contents& contents) {
   constexpr std::size_t kLeastModulus = 64;
-  std::vector<Key> keys = OrdinaryKeys(session, CKK_RSA, CKA_SIGN);
+  std::vector<Key> keys = contents.OrdinaryKeys(CKK_RSA, CKA_SIGN);
   std::erase_if(keys, [](const Key& key) { return key.facts.modulus.size() < kLeastModulus; });
   return keys;
 }
 
-std::vector<Key> EcSigners(const Session& session) {
-  return OrdinaryKeys(session, CKK_EC, CKA_SIGN);
+std::vector<Key> EcSigners(const Contents& contents) {
+  return contents.OrdinaryKeys(CKK_EC, CKA_SIGN);
 }
 
-std::vector<Key> Signers(const Session& session) {
-  std::vector<Key> keys = EcSigners(session);
-  return keys.empty() ? RsaSigners(session) : keys;
+std::vector<Key> Signers(const Contents& contents) {
+  std::vector<Key> keys = EcSigners(contents);
+  return keys.empty() ? RsaSigners(contents) : keys;
 }
 
 // What the key would sign for the extension at its simplest: a digest, or a block that holds one.
@@ -58,15 +57,19 @@ OperationResult SignPlainly(const Module& module, const Session& session, const 
 
 // Judges each key with a session of its own.
 template <typename JudgeOne>
-Judgement ForSigners(ProbeContext& context, std::vector<Key> (*find)(const Session&),
-                     JudgeOne judge_one) {
-  const Session session(context.module);
-  const std::vector<Key> keys = find(session);
-  if (keys.empty()) return NotConcerned("no such key of a certificate can sign");
-  return JudgeEach(context, keys, [&](const Key& key) {
+Judgement ForKeys(ProbeContext& context, const std::vector<Key>& keys, const char* none,
+                  JudgeOne judge_one) {
+  return JudgeEach(context, keys, none, [&](const Key& key) {
     const Session own(context.module);
     return judge_one(own, key);
   });
+}
+
+template <typename JudgeOne>
+Judgement ForSigners(ProbeContext& context, std::vector<Key> (*find)(const Contents&),
+                     JudgeOne judge_one) {
+  return ForKeys(context, find(context.contents()), "no such key of a certificate can sign",
+                 judge_one);
 }
 
 }  // namespace
@@ -101,18 +104,18 @@ Judgement ProbeSignAfterFailure(ProbeContext& context) {
 }
 
 Judgement ProbeContextLogin(ProbeContext& context) {
-  const Session session(context.module);
-  std::vector<Key> keys = CertifiedKeys(session, CKK_RSA, CKA_SIGN);
-  for (Key& key : CertifiedKeys(session, CKK_EC, CKA_SIGN)) keys.push_back(std::move(key));
+  const Contents& contents = context.contents();
+  std::vector<Key> keys = contents.CertifiedKeys(CKK_RSA, CKA_SIGN);
+  for (Key& key : contents.CertifiedKeys(CKK_EC, CKA_SIGN)) keys.push_back(std::move(key));
   std::erase_if(keys, [&](const Key& key) {
-    return !ReadFlag(session, key.handle, CKA_ALWAYS_AUTHENTICATE);
+    return !ReadFlag(contents.session, key.handle, CKA_ALWAYS_AUTHENTICATE);
   });
-  if (keys.empty()) return NotConcerned("no key wants a login for each operation");
-  return JudgeEach(context, keys, [&](const Key& key) {
-    const Session own(context.module);
-    const OperationResult made = SignPlainly(context.module, own, key);
-    return made.result == CKR_OK ? Met() : made.Failed("of a plain signature" + With(key));
-  });
+  return ForKeys(context, keys, "no key wants a login for each operation",
+                 [&](const Session& session, const Key& key) {
+                   const OperationResult made = SignPlainly(context.module, session, key);
+                   return made.result == CKR_OK ? Met()
+                                                : made.Failed("of a plain signature" + With(key));
+                 });
 }
 
 Judgement ProbeRawRsaBlock(ProbeContext& context) {

@@ -1,5 +1,7 @@
 #include "modulecheck/slot_choice.h"
 
+#include <algorithm>
+
 namespace kelvrin::modulecheck {
 
 SlotChoice ChooseSlot(std::span<const std::string> descriptions, std::string_view reader_name) {
@@ -14,6 +16,16 @@ SlotChoice ChooseSlot(std::span<const std::string> descriptions, std::string_vie
     if (text.find(reader_name) != std::string_view::npos) return {Choice::kMatch, i};
   }
   return {Choice::kFallback, descriptions.size() - 1};
+}
+
+bool IsSameToken(const std::string& serial, const std::string& label,
+                 const std::string& serial_behind, const std::string& label_behind) {
+  if (serial != serial_behind) return false;
+  if (label == label_behind) return true;
+  // What does not fit behind the number is cut.
+  const std::string own = label.substr(std::min(label.find_first_not_of(' '), label.size()));
+  return !serial.empty() && label_behind.starts_with(serial) &&
+         (serial + " " + own).starts_with(label_behind);
 }
 
 }  // namespace kelvrin::modulecheck

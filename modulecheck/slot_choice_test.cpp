@@ -13,45 +13,58 @@ std::string Padded(std::string text, char padding = ' ') {
   return text;
 }
 
-const std::vector<std::string> kThree = {Padded("Reader A"), Padded("Reader B"),
-                                         Padded("Reader A B")};
-
-void Expect(const SlotChoice& choice, Choice expected, std::size_t index) {
-  EXPECT_EQ(choice.choice, expected);
-  EXPECT_EQ(choice.index, index);
+TEST(SlotChoiceTest, TheFirstDescriptionThatContainsTheNameOrTheLastOneIsTaken) {
+  const std::vector<std::string> three = {Padded("Reader A"), Padded("Reader B"),
+                                          Padded("Reader A B")};
+  const std::vector<std::string> one = {three[0]};
+  const std::vector<std::string> cut = {Padded(std::string("Reader\0Other", 12), '\0')};
+  struct Case {
+    const std::vector<std::string>& slots;
+    const char* name;
+    Choice choice;
+    std::size_t index = 0;
+  };
+  const Case cases[] = {
+      {three, "Reader B", Choice::kMatch, 1},
+      {three, "B", Choice::kMatch, 1},
+      {three, "A B", Choice::kMatch, 2},
+      // Case and blanks count, and the padding takes part.
+      {three, "reader b", Choice::kFallback, 2},
+      {three, "Reader B  ", Choice::kMatch, 1},
+      // Without a match.
+      {three, "Reader C", Choice::kFallback, 2},
+      {one, "Reader C", Choice::kFallback},
+      // Without a name only a single slot is taken.
+      {one, "", Choice::kOnlySlot},
+      {three, "", Choice::kRefused},
+      {{}, "Reader A", Choice::kNoSlot},
+      {{}, "", Choice::kNoSlot},
+      // What lies behind a NUL is not searched.
+      {cut, "Reader", Choice::kMatch},
+      {cut, "Other", Choice::kFallback},
+      {cut, "Reader ", Choice::kFallback},
+  };
+  for (const Case& one_case : cases) {
+    SCOPED_TRACE(one_case.name);
+    const SlotChoice made = ChooseSlot(one_case.slots, one_case.name);
+    EXPECT_EQ(made.choice, one_case.choice);
+    EXPECT_EQ(made.index, one_case.index);
+  }
 }
 
-TEST(SlotChoiceTest, TheFirstDescriptionThatContainsTheNameWins) {
-  Expect(ChooseSlot(kThree, "Reader B"), Choice::kMatch, 1);
-  Expect(ChooseSlot(kThree, "B"), Choice::kMatch, 1);
-  Expect(ChooseSlot(kThree, "A B"), Choice::kMatch, 2);
+TEST(SameTokenTest, SerialNumberAndLabelTellTokensApart) {
+  EXPECT_TRUE(IsSameToken("1", "4711", "1", "4711"));
+  EXPECT_FALSE(IsSameToken("1", "4711", "2", "4711"));
+  EXPECT_FALSE(IsSameToken("1", "4711", "1", "4712"));
+  EXPECT_FALSE(IsSameToken("", "4711", "", "4712"));
 }
 
-TEST(SlotChoiceTest, CaseAndBlanksCountAndThePaddingTakesPart) {
-  Expect(ChooseSlot(kThree, "reader b"), Choice::kFallback, 2);
-  Expect(ChooseSlot(kThree, "Reader B  "), Choice::kMatch, 1);
-}
-
-TEST(SlotChoiceTest, WithoutAMatchTheLastSlotIsTaken) {
-  Expect(ChooseSlot(kThree, "Reader C"), Choice::kFallback, 2);
-  Expect(ChooseSlot(std::span(kThree).first(1), "Reader C"), Choice::kFallback, 0);
-}
-
-TEST(SlotChoiceTest, WithoutANameOnlyASingleSlotIsTaken) {
-  Expect(ChooseSlot(std::span(kThree).first(1), ""), Choice::kOnlySlot, 0);
-  Expect(ChooseSlot(kThree, ""), Choice::kRefused, 0);
-}
-
-TEST(SlotChoiceTest, WithoutASlotNoneIsTaken) {
-  Expect(ChooseSlot({}, "Reader A"), Choice::kNoSlot, 0);
-  Expect(ChooseSlot({}, ""), Choice::kNoSlot, 0);
-}
-
-TEST(SlotChoiceTest, WhatLiesBehindANulIsNotSearched) {
-  const std::vector<std::string> slots = {Padded(std::string("Reader\0Other", 12), '\0')};
-  Expect(ChooseSlot(slots, "Reader"), Choice::kMatch, 0);
-  Expect(ChooseSlot(slots, "Other"), Choice::kFallback, 0);
-  Expect(ChooseSlot(slots, "Reader "), Choice::kFallback, 0);
+TEST(SameTokenTest, ASerialNumberInFrontOfTheLabelMakesNoOtherToken) {
+  EXPECT_TRUE(IsSameToken("12", " My card", "12", "12 My card"));
+  EXPECT_TRUE(IsSameToken("12", "", "12", "12"));
+  const std::string label = "A label of thirty-two characters";
+  EXPECT_TRUE(IsSameToken("12", label, "12", ("12 " + label).substr(0, 32)));
+  EXPECT_FALSE(IsSameToken("12", " My card", "12", "12 Your card"));
 }
 
 }  // namespace

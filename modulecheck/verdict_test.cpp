@@ -6,8 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "modulecheck/left_out.h"
-#include "modulecheck/login.h"
+#include "modulecheck/listing.h"
 
 namespace kelvrin::modulecheck {
 namespace {
@@ -26,43 +25,44 @@ const Expectation& Find(std::string_view name) {
   return *std::ranges::find_if(all, [&](const Expectation& one) { return one.name == name; });
 }
 
-Verdict DecideOn(const Judgement& alone, const std::optional<Judgement>& behind,
-                 bool is_about_adapter = false, const char* name = "second-search") {
-  return Decide(Find(name), alone, behind, is_about_adapter);
-}
-
-TEST(VerdictTest, AloneTheModuleIsTakenAsItIs) {
-  EXPECT_EQ(DecideOn(kMet, {}), Verdict::kMet);
-  EXPECT_EQ(DecideOn(kUnmet, {}), Verdict::kNotMet);
-  EXPECT_EQ(DecideOn(kUnknown, {}), Verdict::kNotReached);
-  EXPECT_EQ(DecideOn(kNotConcerned, {}), Verdict::kNotConcerned);
-  EXPECT_EQ(DecideOn(kNotTried, {}), Verdict::kNotTried);
-}
-
-TEST(VerdictTest, TheAdapterHelpsOrDoesNot) {
-  EXPECT_EQ(DecideOn(kUnmet, kMet), Verdict::kThroughAdapter);
-  EXPECT_EQ(DecideOn(kUnmet, kNotConcerned), Verdict::kThroughAdapter);
-  EXPECT_EQ(DecideOn(kUnmet, kUnmet), Verdict::kNotMet);
-  EXPECT_EQ(DecideOn(kUnknown, kMet), Verdict::kThroughAdapter);
-  EXPECT_EQ(DecideOn(kUnknown, kUnmet), Verdict::kNotMet);
-  EXPECT_EQ(DecideOn(kNotConcerned, kUnmet), Verdict::kNotMet);
-  EXPECT_EQ(DecideOn(kNotTried, kMet), Verdict::kThroughAdapter);
-}
-
-TEST(VerdictTest, WhatIsNotKnownBehindTheAdapterIsNotHeldAgainstTheModule) {
-  EXPECT_EQ(DecideOn(kUnmet, kUnknown), Verdict::kNotReached);
-  EXPECT_EQ(DecideOn(kUnmet, kNotTried), Verdict::kNotReached);
-  EXPECT_EQ(DecideOn(kUnknown, kUnknown), Verdict::kNotReached);
-  EXPECT_EQ(DecideOn(kNotTried, kNotTried), Verdict::kNotTried);
-  // The adapter has nothing to do with it.
-  EXPECT_EQ(DecideOn(kUnmet, kUnknown, false, "login-state"), Verdict::kNotMet);
-}
-
-TEST(VerdictTest, WhatTheModuleDoesWellIsJudgedAgainOnlyWhenTheAdapterIsTheSubject) {
-  EXPECT_EQ(DecideOn(kMet, kUnmet), Verdict::kMet);
-  EXPECT_EQ(DecideOn(kMet, kUnmet, true), Verdict::kNotMet);
-  EXPECT_EQ(DecideOn(kMet, kUnknown, true), Verdict::kNotReached);
-  EXPECT_EQ(DecideOn(kMet, kMet, true), Verdict::kMet);
+// A row without `behind` is of the module alone.
+TEST(VerdictTest, TheAdapterHelpsWhereItIsKnownToAndTheModuleIsNotBlamedForWhatIsNotKnown) {
+  struct Case {
+    Judgement alone;
+    std::optional<Judgement> behind;
+    Verdict verdict;
+    bool is_about_adapter = false;
+    const char* name = "second-search";
+  };
+  const Case cases[] = {
+      {kMet, {}, Verdict::kMet},
+      {kUnmet, {}, Verdict::kNotMet},
+      {kUnknown, {}, Verdict::kNotReached},
+      {kNotConcerned, {}, Verdict::kNotConcerned},
+      {kNotTried, {}, Verdict::kNotTried},
+      {kUnmet, kMet, Verdict::kThroughAdapter},
+      {kUnmet, kNotConcerned, Verdict::kThroughAdapter},
+      {kUnmet, kUnmet, Verdict::kNotMet},
+      {kUnknown, kMet, Verdict::kThroughAdapter},
+      {kUnknown, kUnmet, Verdict::kNotMet},
+      {kNotConcerned, kUnmet, Verdict::kNotMet},
+      {kNotTried, kMet, Verdict::kThroughAdapter},
+      {kUnmet, kUnknown, Verdict::kNotReached},
+      {kUnmet, kNotTried, Verdict::kNotReached},
+      {kUnknown, kUnknown, Verdict::kNotReached},
+      {kNotTried, kNotTried, Verdict::kNotTried},
+      // The adapter has nothing to do with it.
+      {kUnmet, kUnknown, Verdict::kNotMet, false, "login-state"},
+      // What the module does well is judged again only when the adapter is the subject.
+      {kMet, kUnmet, Verdict::kMet},
+      {kMet, kUnmet, Verdict::kNotMet, true},
+      {kMet, kUnknown, Verdict::kNotReached, true},
+      {kMet, kMet, Verdict::kMet, true},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(&one - cases);
+    EXPECT_EQ(Decide(Find(one.name), one.alone, one.behind, one.is_about_adapter), one.verdict);
+  }
 }
 
 TEST(VerdictTest, OneThatIsNotMetSpoilsAllAndWhatIsNotJudgedSpoilsTheRest) {
@@ -97,21 +97,6 @@ TEST(VerdictTest, EveryExpectationHasANameOfItsOwnAndAdviceAndItsRulesExist) {
     EXPECT_EQ(RuleNames(expectation).size(), expectation.rules.size()) << expectation.name;
     EXPECT_EQ(expectation.rules.empty(), expectation.help != Help::kByRules) << expectation.name;
   }
-}
-
-TEST(SameTokenTest, SerialNumberAndLabelTellTokensApart) {
-  EXPECT_TRUE(IsSameToken("1", "4711", "1", "4711"));
-  EXPECT_FALSE(IsSameToken("1", "4711", "2", "4711"));
-  EXPECT_FALSE(IsSameToken("1", "4711", "1", "4712"));
-  EXPECT_FALSE(IsSameToken("", "4711", "", "4712"));
-}
-
-TEST(SameTokenTest, ASerialNumberInFrontOfTheLabelMakesNoOtherToken) {
-  EXPECT_TRUE(IsSameToken("12", " My card", "12", "12 My card"));
-  EXPECT_TRUE(IsSameToken("12", "", "12", "12"));
-  const std::string label = "A label of thirty-two characters";
-  EXPECT_TRUE(IsSameToken("12", label, "12", ("12 " + label).substr(0, 32)));
-  EXPECT_FALSE(IsSameToken("12", " My card", "12", "12 Your card"));
 }
 
 TEST(LeftOutTest, EveryCertificateThatIsNotShownIsNamedWithTheReason) {

@@ -1,27 +1,61 @@
 #include "modulecheck/worker.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "encoding/secret.h"
 #include "modulecheck/conclusion.h"
-#include "modulecheck/dumps.h"
 #include "modulecheck/expectations.h"
+#include "modulecheck/files.h"
 #include "modulecheck/listing.h"
-#include "modulecheck/login.h"
-#include "modulecheck/objects.h"
-#include "modulecheck/pin_file.h"
-#include "modulecheck/set_up.h"
 
 namespace kelvrin::modulecheck {
 namespace {
 
+using encoding::Secret;
 using nlohmann::json;
 
 constexpr char kNoLogin[] = "needs a login, and there was none";
+
+// Why the PIN is not to be entered: it may be another card's, or it would take the card's last try.
+// Empty when it may be. `serial` and `label` are of the token that the PIN is known to belong to;
+// empty when none is known.
+std::string WhyToWithhold(const Module& module, const std::string& serial,
+                          const std::string& label) {
+  if (module.choice().choice == Choice::kFallback && module.slots().size() > 1) {
+    return "no reader has the name that was given, and the PIN may be another card's";
+  }
+  if (module.choice().choice == Choice::kRefused &&
+      std::ranges::count_if(module.slots(), &SlotFacts::has_card) > 1) {
+    return "several cards are there and no reader was named, so the PIN may be another card's; "
+           "--reader names one";
+  }
+  const SlotFacts& slot = module.slot();
+  const bool is_known = !serial.empty() || !label.empty();
+  if (is_known && !IsSameToken(serial, label, slot.serial(), slot.label())) {
+    return "the adapter's configuration chooses another token, and the PIN is not that one's";
+  }
+  // As it is now: another program may have tried since the slots were listed.
+  CK_TOKEN_INFO token = {};
+  if (module.p11()->C_GetTokenInfo(slot.id, &token) != CKR_OK) {
+    return "the token does not say whether one try is left";
+  }
+  if ((token.flags & CKF_USER_PIN_LOCKED) != 0) return "the token says that the PIN is locked";
+  if ((token.flags & CKF_USER_PIN_FINAL_TRY) != 0) {
+    return "the token says that one try of the PIN is left";
+  }
+  return "";
+}
+
+// Whether the results of C_Login say that it is the PIN that is wrong.
+bool IsWrongPin(CK_RV result) {
+  return result == CKR_PIN_INCORRECT || result == CKR_PIN_INVALID || result == CKR_PIN_LEN_RANGE ||
+         result == CKR_PIN_EXPIRED || result == CKR_PIN_LOCKED;
+}
 
 class Worker {
  public:
@@ -72,17 +106,19 @@ class Worker {
     if (needs_card && module.judged() == 0) return Unknown("there is no session on a card");
     if (needs_card && is_pulled_) return Unknown("the card was pulled");
     if (NeedsLogin(expectation) && !order_.log_in) return NotTried(kNoLogin);
+    // What is there may be more after the login, and handles may be others after an operation.
+    if (needs != Needs::kToken) contents_.reset();
+    ProbeContext context = {module, contents_};
     try {
       if (expectation.name == kListing) {
-        ListCard(module, &document_["listing"], &warnings_);
+        ListCard(module, context.contents(), &document_["listing"], &warnings_);
         return Met();
       }
       if (expectation.name == kSetUp) {
         return GoThroughSetUp(module, &document_["listing"]["published"]);
       }
-      if (expectation.name == kLogin) return LogIn(module);
+      if (expectation.name == kLogin) return LogIn(context);
       if (NeedsLogin(expectation) && !is_logged_in_) return NotTried(kNoLogin);
-      ProbeContext context = {module};
       context.is_strict = !order_.is_adapter && expectation.help != Help::kNone;
       Judgement judgement = expectation.probe(context);
       warnings_.insert(warnings_.end(), context.warnings.begin(), context.warnings.end());
@@ -93,7 +129,8 @@ class Worker {
   }
 
   // Logs in once, and not at all where that could cost a card its PIN.
-  Judgement LogIn(const Module& module) {
+  Judgement LogIn(ProbeContext& context) {
+    const Module& module = context.module;
     const std::string why = WhyToWithhold(module, order_.serial, order_.label);
     if (!why.empty()) {
       document_["login"] = "over";
@@ -119,7 +156,8 @@ class Worker {
     }
     if (result != CKR_OK) return Unmet("C_Login", result);
     is_logged_in_ = true;
-    document_["listing"]["privateKeys"] = ListPrivateKeys(module);
+    contents_.reset();
+    document_["listing"]["privateKeys"] = ListPrivateKeys(context.contents());
     return Met();
   }
 
@@ -127,7 +165,7 @@ class Worker {
   bool IsPulled(const Module& module, const Judgement& judgement) const {
     if (is_pulled_ || module.judged() == 0 || judgement.outcome != Outcome::kUnmet) return false;
     const CK_RV result = judgement.result.value_or(CKR_OK);
-    return result == CKR_DEVICE_REMOVED || result == CKR_TOKEN_NOT_PRESENT || module.IsCardGone();
+    return result == CKR_DEVICE_REMOVED || module.IsCardGone();
   }
 
   void GiveUp(const char* reason, const std::string& text) {
@@ -158,6 +196,7 @@ class Worker {
   Secret& pin_;
   json document_;
   std::vector<std::string> warnings_;
+  std::unique_ptr<Contents> contents_;
   bool is_logged_in_ = false;
   bool is_pulled_ = false;
 };
@@ -182,13 +221,9 @@ WorkerOrder ToOrder(const std::vector<std::string>& arguments) {
 }
 
 void RunWorker(const WorkerOrder& order) {
-  // What the module starts does not hold the document open.
-  fcntl(kDocumentDescriptor, F_SETFD, FD_CLOEXEC);
-  Secret pin;
-  ForbidCoreFiles();
+  encoding::Secret pin;
   if (order.log_in) {
-    ForbidDumps();
-    ReadPin(STDIN_FILENO, &pin);
+    pin.Resize(static_cast<std::size_t>(std::max(Fill(STDIN_FILENO, pin.room()), 0L)));
   }
   Worker(order, pin).Run();
   // The module's own code that runs at the end of a process is nothing that is judged.

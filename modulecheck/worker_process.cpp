@@ -8,12 +8,11 @@
 
 #include <cerrno>
 #include <csignal>
+#include <initializer_list>
 #include <sstream>
 #include <system_error>
 
 #include "modulecheck/conclusion.h"
-#include "modulecheck/descriptor.h"
-#include "modulecheck/interruption.h"
 #include "modulecheck/text.h"
 #include "modulecheck/worker.h"
 
@@ -25,34 +24,27 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A process that ended may leave children that hold its pipes open: it is looked after this often.
-constexpr int kGlanceMilliseconds = 50;
-constexpr std::size_t kMaxErrorText = 65536;
-constexpr std::size_t kMaxDocument = std::size_t{16} * 1024 * 1024;
-// Descriptors from here on are nobody's standard streams.
-constexpr int kFirstDescriptor = 10;
+// How often is looked whether the worker has ended.
+constexpr int kGlanceMilliseconds = 20;
+
+volatile std::sig_atomic_t noted_signal = 0;
+
+void Note(int signal) { noted_signal = signal; }
 
 [[noreturn]] void Fail(const std::string& what, int error) {
   throw Failure(what + ": " + std::generic_category().message(error), Conclusion::kNotJudged);
 }
 
-Descriptor MoveUp(int descriptor) {
-  const Descriptor old(descriptor);
-  Descriptor moved(fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstDescriptor));
-  if (moved.get() < 0) Fail("no more files can be opened", errno);
-  return moved;
+// A pipe's end with the PIN behind it, which is shorter than any pipe.
+int PinPipe(const encoding::Secret* pin) {
+  int ends[2];
+  if (pipe(ends) != 0) Fail("no pipe can be made", errno);
+  const bool is_written =
+      pin == nullptr || write(ends[1], pin->bytes().data(), pin->bytes().size()) >= 0;
+  close(ends[1]);
+  if (!is_written) Fail("the PIN cannot be handed on", errno);
+  return ends[0];
 }
-
-struct Pipe {
-  Pipe() {
-    int ends[2];
-    if (pipe(ends) != 0) Fail("no pipe can be made", errno);
-    read = MoveUp(ends[0]);
-    write = MoveUp(ends[1]);
-  }
-  Descriptor read;
-  Descriptor write;
-};
 
 // A process that is killed, unless it was waited for, when the object goes.
 class Child {
@@ -78,71 +70,27 @@ class Child {
   pid_t process_;
 };
 
-pid_t Start(const std::string& program, std::vector<std::string> arguments, int input, int document,
-            int errors) {
+pid_t Start(const std::string& program, std::vector<std::string> arguments,
+            const encoding::Secret* pin, const std::string& document, const std::string& errors) {
   std::vector<char*> argv = {const_cast<char*>(program.c_str())};
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
 
+  constexpr int kNew = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND;
+  constexpr mode_t kOwn = 0600;
+  const int input = PinPipe(pin);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, document, kDocumentDescriptor);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t usual;
-  sigemptyset(&usual);
-  sigaddset(&usual, SIGPIPE);
-  posix_spawnattr_setsigdefault(&attributes, &usual);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.c_str(), kNew, kOwn);
+  posix_spawn_file_actions_addopen(&actions, kDocumentDescriptor, document.c_str(), kNew, kOwn);
   pid_t process = -1;
-  const int error =
-      posix_spawn(&process, program.c_str(), &actions, &attributes, argv.data(), environ);
-  posix_spawnattr_destroy(&attributes);
+  const int error = posix_spawn(&process, program.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
+  close(input);
   if (error != 0) Fail("the worker " + program + " cannot be started", error);
   return process;
-}
-
-// Appends what there is to be read, 1 MiB at most. A pipe that has no more to give is closed, so
-// that poll does not report it for ever.
-void Drain(Descriptor* descriptor, std::string* text) {
-  char buffer[4096];
-  for (int i = 0; i < 256 && descriptor->get() >= 0; ++i) {
-    const ssize_t count = read(descriptor->get(), buffer, sizeof(buffer));
-    if (count > 0) {
-      text->append(buffer, static_cast<std::size_t>(count));
-    } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
-      descriptor->Close();
-    } else if (errno == EAGAIN) {
-      return;
-    }
-  }
-}
-
-// Forgets all documents but the last whole one, and what began behind it.
-void KeepLast(std::string* documents) {
-  const std::size_t end = documents->rfind('\n');
-  if (end == std::string::npos || end == 0) return;
-  const std::size_t before = documents->rfind('\n', end - 1);
-  if (before != std::string::npos) documents->erase(0, before + 1);
-}
-
-// The document in the last whole line; null when there is none.
-nlohmann::json Parse(const std::string& documents) {
-  const std::size_t end = documents.rfind('\n');
-  if (end == std::string::npos) return nullptr;
-  nlohmann::json document = nlohmann::json::parse(documents.substr(0, end), nullptr, false);
-  return document.is_object() ? document : nlohmann::json();
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(Printable(line));
-  return lines;
 }
 
 std::string Describe(int status) {
@@ -151,49 +99,50 @@ std::string Describe(int status) {
          std::to_string(is_signal ? WTERMSIG(status) : WEXITSTATUS(status)) + ")";
 }
 
+// How the worker ended: by itself, or with the time.
+std::string Wait(Child child, Clock::time_point deadline) {
+  int status = 0;
+  while (!child.HasEnded(&status)) {
+    if (noted_signal != 0) throw Interrupted{noted_signal};
+    if (Clock::now() >= deadline) return "the time for it ran out";
+    poll(nullptr, 0, kGlanceMilliseconds);
+  }
+  return Describe(status);
+}
+
+// The document in the last whole line; an empty one when there is none.
+nlohmann::json LastDocument(const std::string& documents) {
+  const std::size_t end = documents.rfind('\n');
+  if (end == std::string::npos || end == 0) return nlohmann::json::object();
+  const std::size_t start = documents.rfind('\n', end - 1) + 1;
+  const std::string line = documents.substr(start, end - start);
+  nlohmann::json document = nlohmann::json::parse(line, nullptr, false);
+  return document.is_object() ? document : nlohmann::json::object();
+}
+
 }  // namespace
 
-WorkerResult RunWorkerProcess(const std::string& program, const std::vector<std::string>& arguments,
-                              const encoding::Secret* pin, Clock::time_point deadline) {
-  Pipe input;
-  Pipe document;
-  Pipe errors;
-  for (const Descriptor* end : {&document.read, &errors.read}) {
-    fcntl(end->get(), F_SETFL, O_NONBLOCK);
+void NoteInterruptions() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action = {};
+    if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+    action = {};
+    action.sa_handler = Note;
+    sigaction(signal, &action, nullptr);
   }
-  Child child(
-      Start(program, arguments, input.read.get(), document.write.get(), errors.write.get()));
-  for (Descriptor* end : {&input.read, &document.write, &errors.write}) end->Close();
-  // A PIN is shorter than any pipe. A worker that has ended already does not take it.
-  if (pin != nullptr && write(input.write.get(), pin->bytes().data(), pin->bytes().size()) < 0 &&
-      errno != EPIPE) {
-    Fail("the worker cannot be reached", errno);
-  }
-  input.write.Close();
+}
 
+WorkerResult RunWorkerProcess(const std::string& program, const std::vector<std::string>& arguments,
+                              const encoding::Secret* pin, TemporaryFolder& folder,
+                              Clock::time_point deadline) {
+  const std::string document = folder.File("document");
+  const std::string errors = folder.File("errors");
   WorkerResult result;
-  std::string documents;
-  std::string error_text;
-  int status = 0;
-  while (result.ending.empty()) {
-    ThrowIfInterrupted();
-    if (child.HasEnded(&status)) {
-      result.ending = Describe(status);
-    } else if (Clock::now() >= deadline || documents.size() > kMaxDocument) {
-      result.ending = "the time for it ran out";
-    } else {
-      pollfd polled[] = {{document.read.get(), POLLIN, 0}, {errors.read.get(), POLLIN, 0}};
-      poll(polled, 2, kGlanceMilliseconds);
-    }
-    Drain(&document.read, &documents);
-    KeepLast(&documents);
-    Drain(&errors.read, &error_text);
-    if (error_text.size() > kMaxErrorText) error_text.erase(0, error_text.size() - kMaxErrorText);
-  }
-  result.document = Parse(documents);
-  result.errors = Lines(error_text);
-  const bool is_done = result.document.is_object() && result.document.value("step", "?").empty();
-  if (is_done) result.ending.clear();
+  result.ending = Wait(Child(Start(program, arguments, pin, document, errors)), deadline);
+  result.document = LastDocument(ReadFile(document));
+  if (result.document.value("step", "?").empty()) result.ending.clear();
+  std::istringstream lines(ReadFile(errors));
+  for (std::string line; std::getline(lines, line);) result.errors.push_back(Printable(line));
   return result;
 }
 
