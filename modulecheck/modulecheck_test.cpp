@@ -132,7 +132,7 @@ TEST_F(ModulecheckTest, StandardOutputHoldsTheReportAlone) {
 
 TEST_F(ModulecheckTest, AStandardOutputThatCannotBeWrittenIsAFailure) {
   const Outcome outcome = host::testing::RunProgram(
-      {"/bin/sh", "-c", "exec " KELVRIN_MODULECHECK " " + GoodModule() + " >/dev/full"});
+      {"/bin/sh", "-c", "exec " + Program() + " " + GoodModule() + " >/dev/full"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.errors, HasSubstr("standard output cannot be written"));
 }
@@ -145,7 +145,7 @@ TEST_F(ModulecheckTest, TheAdaptersFolderIsGoneAfterwardsAlsoWhenASignalEndsTheC
   EXPECT_TRUE(std::filesystem::is_empty(temporary));
   // Ended as soon as the module behind the adapter hangs.
   host::testing::RunProgram({"/bin/sh", "-c",
-                             KELVRIN_MODULECHECK " " + FaultyModule("hang-behind-adapter") +
+                             Program() + " " + FaultyModule("hang-behind-adapter") +
                                  " --adapter & " + "until grep -q hanging " +
                                  (folder_ / "calls").string() +
                                  " 2>/dev/null; do sleep 0.05; done; kill $!; wait $!"});
@@ -161,7 +161,7 @@ TEST_F(ModulecheckTest, AnAdapterThatCannotBeUsedLeavesTheModuleUnjudged) {
   EXPECT_EQ(Run({GoodModule(), "--adapter-library", missing}).status, 0);
 
   const std::string program = folder_ / "modulecheck";
-  std::filesystem::copy_file(KELVRIN_MODULECHECK, program);
+  std::filesystem::copy_file(Program(), program);
   const Outcome alone = host::testing::RunProgram({program, FaultyModule("second-search")});
   EXPECT_EQ(alone.status, 4);
   EXPECT_THAT(alone.output, HasSubstr("Could not be judged: the adapter's library was not found"));

@@ -13,6 +13,7 @@
 
 #include "platform/linux/host/testing/program.h"
 #include "platform/linux/host/testing/text_files.h"
+#include "tests/product/product_files.h"
 #include "tests/temporary_folder.h"
 
 namespace kelvrin::modulecheck {
@@ -27,8 +28,10 @@ class ModulecheckTest : public testing::Test {
     unsetenv("KELVRIN_CALLS");
   }
 
+  static std::string Program() { return product::Modulecheck(); }
+
   static Outcome Run(Arguments arguments, const Arguments& more = {}) {
-    arguments.insert(arguments.begin(), KELVRIN_MODULECHECK);
+    arguments.insert(arguments.begin(), Program());
     arguments.insert(arguments.end(), more.begin(), more.end());
     return host::testing::RunProgram(arguments);
   }
