@@ -2,14 +2,12 @@
 # shellcheck shell=bash disable=SC2154 # root, logs, demo and called_from are dev's
 
 arm64=$root/build/arm64
-# Debian's packages for arm64, that the host and the loader are built and run with, and all that
-# those depend on.
+# Debian's packages for arm64 that the host and the loader are built and run with; what those depend
+# on comes along.
 arm64_packages=(
   libc6-dev libstdc++-12-dev libobjc-12-dev libgnustep-base1.28 libllvm19
   libbsd-dev libssl-dev libgmock-dev libcli11-dev nlohmann-json3-dev softhsm2
 )
-# Without what they depend on: a compiler for arm64, and every processor's emulator.
-arm64_packages_alone=(libgnustep-base-dev "qemu-user-static:$(dpkg --print-architecture 2>/dev/null)")
 
 # apt-get for arm64, with a state of its own: the machine's packages stay as they are.
 arm64_apt() {
@@ -21,49 +19,61 @@ arm64_apt() {
 
 # Fetches the packages into build/arm64/apt/archives.
 fetch_arm64() {
-  rm -rf "$arm64/apt"
-  mkdir -p "$arm64/apt/lists/partial" "$arm64/apt/archives/partial"
-  : >"$arm64/apt/status"
-  arm64_apt update
-  arm64_apt install --yes --download-only --no-install-recommends "${arm64_packages[@]}"
-  (cd "$arm64/apt/archives" && arm64_apt download "${arm64_packages_alone[@]}")
+  mkdir -p "$arm64/apt/lists/partial" "$arm64/apt/archives/partial" &&
+    : >"$arm64/apt/status" &&
+    arm64_apt update &&
+    arm64_apt install --yes --download-only --no-install-recommends "${arm64_packages[@]}" &&
+    # Without what they depend on, such as a compiler for arm64.
+    cd "$arm64/apt/archives" &&
+    arm64_apt download libgnustep-base-dev "qemu-user-static:$(dpkg --print-architecture)"
 }
 
-# Unpacks what was fetched: the sysroot, the emulator, and LLVM's C++ library in source.
+# Makes the sysroot of what was fetched.
 unpack_arm64() {
   local sysroot=$arm64/sysroot folder package link
-  mkdir -p "$sysroot/usr" "$arm64/libcxx-sources"
   for folder in bin lib sbin; do
-    mkdir "$sysroot/usr/$folder"
-    ln -s "usr/$folder" "$sysroot/$folder"
+    mkdir -p "$sysroot/usr/$folder" && ln -s "usr/$folder" "$sysroot/$folder" || return 1
   done
   for package in "$arm64"/apt/archives/*_{all,arm64}.deb; do
     dpkg-deb --fsys-tarfile "$package" |
       tar -x -C "$sysroot" --keep-directory-symlink --no-same-owner --exclude='./usr/share/doc' \
-        --exclude='./usr/share/locale' --exclude='./usr/share/man'
+        --exclude='./usr/share/locale' --exclude='./usr/share/man' || return 1
   done
   # Links to whole paths mean the sysroot's.
   find "$sysroot" -type l -lname '/*' | while IFS= read -r link; do
-    ln -sfn "$sysroot$(readlink "$link")" "$link"
+    ln -sfn "$sysroot$(readlink "$link")" "$link" || return 1
   done
-  dpkg-deb --fsys-tarfile "$arm64"/apt/archives/qemu-user-static_*.deb |
-    tar -x -C "$arm64" --strip-components=3 ./usr/bin/qemu-aarch64-static
-  tar -xzmf "$headers_package" -C "$arm64/libcxx-sources" \
-    package/libcxx package/libcxxabi package/libunwind
 }
 
-# Makes what the build and the run need, when it is missing or made of something else.
+# Of the emulators of all processors, that of arm64.
+unpack_qemu() {
+  dpkg-deb --fsys-tarfile "$arm64"/apt/archives/qemu-user-static_*.deb |
+    tar -x -C "$arm64" --strip-components=3 ./usr/bin/qemu-aarch64-static
+}
+
+# Makes what the build and the run need, when it is missing or made of something else: the sysroot,
+# the emulator, and the sources of LLVM's C++ library.
 prepare_arm64() {
   fetch_headers
   local stamp=$arm64/made-of now
-  now="$headers_sha512 $(sha256sum <dev.d/arm64.sh)"
+  now=$(echo "$headers_sha512 ${arm64_packages[*]}" && declare -f fetch_arm64 unpack_arm64)
   [ ! -e "$stamp" ] || [ "$(cat "$stamp")" != "$now" ] || return 0
   say "fetching Debian's packages for arm64 and qemu (160 MB)"
   rm -rf "$arm64"
-  quietly fetch-arm64 fetch_arm64
+  (quietly fetch-arm64 fetch_arm64)
   quietly unpack-arm64 unpack_arm64
+  quietly unpack-qemu unpack_qemu
+  mkdir "$arm64/libcxx-sources"
+  quietly unpack-libcxx tar -xzmf "$headers_package" -C "$arm64/libcxx-sources" \
+    package/libcxx package/libcxxabi package/libunwind
   rm -rf "$arm64/apt"
   echo "$now" >"$stamp"
+}
+
+# Writes the adapter's configuration, with a line more.
+configure_arm64_adapter() {
+  printf '%s\n' 'module = /usr/lib/softhsm/libsofthsm2.so' 'reader-name = Kelvrin Reader' "$1" \
+    >"$arm64/run/KelvrinToken.appex/Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf"
 }
 
 # A card, and the shipped extension over it: one folder for both processors, since the path of
@@ -73,10 +83,7 @@ make_arm64_card() {
   mkdir -p "$arm64/run/x86_64" "$arm64/run/arm64"
   quietly make-card tests/card/make-card "$arm64/run/card"
   cp -R "$macos_build/KelvrinToken.app/Contents/PlugIns/KelvrinToken.appex" "$arm64/run/"
-  # The reader's name is SoftHSM's.
-  printf '%s\n' 'module = /usr/lib/softhsm/libsofthsm2.so' 'any-reader = yes' \
-    'reader-name = Kelvrin Reader' \
-    >"$arm64/run/KelvrinToken.appex/Contents/Resources/libpkcs11qarn_Lindel_PCSC.conf"
+  configure_arm64_adapter 'any-reader = yes' # SoftHSM's reader has another name
   echo "A message that only the card's owner can have signed." >"$arm64/run/message"
   openssl pkeyutl -encrypt -pubin -inkey "$arm64/run/card/card/rsa.pub.pem" \
     -in "$arm64/run/message" -out "$arm64/run/ciphertext"
@@ -100,16 +107,18 @@ arm64_host() {
     --log default --show-private "$@"
 }
 
-# Runs a command of tokenhost on both processors, each in its folder.
-#   arm64_run NAME ARGUMENT...
+# Runs a command of tokenhost on both processors, each in its folder, and expects an exit status.
+#   arm64_run NAME STATUS ARGUMENT...
 arm64_run() {
-  local name=$1 processor
-  shift
+  local name=$1 expected=$2 processor status
+  shift 2
   for processor in x86_64 arm64; do
-    if ! (cd "$arm64/run/$processor" &&
-      arm64_host "$processor" "$@" >"$name.out" 2>"$name.log"); then
+    status=0
+    (cd "$arm64/run/$processor" &&
+      arm64_host "$processor" "$@" >"$name.out" 2>"$name.log") || status=$?
+    if [ "$status" -ne "$expected" ]; then
       tail -n 30 "$arm64/run/$processor/$name.log" >&2
-      fail "tokenhost $* failed on $processor"
+      fail "tokenhost $* ended with $status on $processor"
     fi
   done
 }
@@ -129,7 +138,7 @@ arm64_compare() {
 #   arm64_sign NAME KEY ALGORITHM PUBLIC-KEY
 arm64_sign() {
   local processor
-  arm64_run "$1" sign --key "$2" --algorithm "$3" --in "$arm64/run/message" --out "$1.signature"
+  arm64_run "$1" 0 sign --key "$2" --algorithm "$3" --in "$arm64/run/message" --out "$1.signature"
   for processor in x86_64 arm64; do
     quietly "verify-$1" openssl dgst -sha256 -verify "$arm64/run/card/card/$4" \
       -signature "$arm64/run/$processor/$1.signature" "$arm64/run/message"
@@ -145,7 +154,7 @@ dev_arm64() {
   build_preset arm64
   say "running the shipped files' slices for x86_64 and, under qemu, for arm64"
   make_arm64_card
-  arm64_run list list
+  arm64_run list 0 list
   arm64_compare list
   arm64_sign rsa "$rsa_key" RSASignatureMessagePKCS1v15SHA256 rsa.pub.pem
   arm64_compare rsa
@@ -154,11 +163,16 @@ dev_arm64() {
   sed -i -E 's/((sigLen|signature len|signature bytes) +)[0-9A-F]+$/\1.../' \
     "$arm64"/run/{x86_64,arm64}/ecdsa.log
   arm64_compare ecdsa
-  arm64_run decrypt decrypt --key "$rsa_key" --algorithm RSAEncryptionPKCS1 \
+  arm64_run decrypt 0 decrypt --key "$rsa_key" --algorithm RSAEncryptionPKCS1 \
     --in "$arm64/run/ciphertext" --out plaintext
   arm64_compare decrypt
   cmp "$arm64/run/message" "$arm64/run/arm64/plaintext" ||
     fail "the plaintext differs from the message"
+  # What the adapter says of it passes its functions as an exception.
+  configure_arm64_adapter 'any-reader = maybe'
+  arm64_run refusal 1 list
+  arm64_compare refusal
+  grep -q 'write yes or no' "$arm64/run/arm64/refusal.log" || fail "nothing names the wrong line"
   echo "arm64: extension and adapter listed, signed (RSA and ECDSA, verified by OpenSSL) and" \
-    "decrypted; output and log are those of x86_64."
+    "decrypted, and refused a wrong configuration; output and log are those of x86_64."
 }
