@@ -1,8 +1,10 @@
 # GNUstep base as Foundation, through clang and the GCC Objective-C runtime.
 find_path(GNUSTEP_INCLUDE Foundation/Foundation.h PATHS /usr/include/GNUstep REQUIRED)
 find_library(GNUSTEP_BASE gnustep-base REQUIRED)
-execute_process(COMMAND gcc -print-file-name=include
-  OUTPUT_VARIABLE KELVRIN_GCC_INCLUDE OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(NOT CMAKE_CROSSCOMPILING) # then the toolchain's file says it
+  execute_process(COMMAND gcc -print-file-name=include
+    OUTPUT_VARIABLE KELVRIN_GCC_INCLUDE OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
 find_library(KELVRIN_LIBOBJC objc PATHS ${KELVRIN_GCC_INCLUDE}/.. NO_CACHE REQUIRED)
 
 add_library(foundation INTERFACE)

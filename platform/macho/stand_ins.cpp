@@ -29,6 +29,9 @@ Table JoinTables() {
         libsystem::Threads(), objc::Functions()}) {
     for (const StandIn& each : table) all[each.symbol] = each.address;
   }
+#ifdef __aarch64__
+  for (const StandIn& each : libsystem::Arm64()) all[each.symbol] = each.address;
+#endif
   all["_NSExtensionMain"] = Address(ExtensionMain);
   return all;
 }

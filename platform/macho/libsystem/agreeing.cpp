@@ -1,5 +1,4 @@
-// What is the same in both C libraries: name, arguments, layouts and numbers, as far as programs
-// without variable arguments on arm64 go.
+// What is the same in both C libraries: name, arguments, layouts and numbers.
 #include <algorithm>
 #include <array>
 
@@ -17,33 +16,44 @@ constexpr std::array kNames = std::to_array<std::string_view>({
     "exit",         "fclose",
     "fdopen",       "ferror",
     "fflush",       "fopen",
-    "fprintf",      "fputc",
-    "fputs",        "fread",
-    "free",         "fseek",
-    "fseeko",       "ftello",
-    "fwrite",       "getcwd",
-    "getenv",       "getpid",
-    "localeconv",   "malloc",
-    "memchr",       "memcmp",
-    "memcpy",       "memmove",
-    "memset",       "mkdtemp",
-    "mlock",        "munlock",
-    "munmap",       "pipe",
-    "poll",         "printf",
+    "fputc",        "fputs",
+    "fread",        "free",
+    "fseek",        "fseeko",
+    "ftello",       "fwrite",
+    "getcwd",       "getenv",
+    "getpid",       "localeconv",
+    "malloc",       "memchr",
+    "memcmp",       "memcpy",
+    "memmove",      "memset",
+    "mkdtemp",      "mlock",
+    "munlock",      "munmap",
+    "pipe",         "poll",
     "puts",         "read",
     "rmdir",        "setbuf",
-    "setenv",       "snprintf",
+    "setenv",       "strcmp",
     "strlen",       "strncmp",
     "strnlen",      "strstr",
-    "strtod",       "strtold",
-    "strtoll",      "strtoull",
-    "unlink",       "write",
+    "strtod",       "strtoll",
+    "strtoull",     "unlink",
+    "write",
 });
 static_assert(std::is_sorted(kNames.begin(), kNames.end()));
+
+// Only where Apple passes variable arguments and long double as Linux does: not on arm64.
+constexpr std::array kNamesOfX86 = std::to_array<std::string_view>({
+    "fprintf",
+    "printf",
+    "snprintf",
+    "strtold",
+});
+static_assert(std::is_sorted(kNamesOfX86.begin(), kNamesOfX86.end()));
 
 }  // namespace
 
 bool Agrees(std::string_view name) {
+#ifndef __aarch64__
+  if (std::binary_search(kNamesOfX86.begin(), kNamesOfX86.end(), name)) return true;
+#endif
   return std::binary_search(kNames.begin(), kNames.end(), name);
 }
 

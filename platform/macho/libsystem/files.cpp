@@ -35,7 +35,9 @@ int MacosOpenFlags(int linux_flags) {
   return flags;
 }
 
-int Open(const char* path, int flags, unsigned mode) {
+}  // namespace
+
+int OpenFile(const char* path, int flags, unsigned mode) {
   return open(path, LinuxOpenFlags(flags), mode);
 }
 
@@ -61,6 +63,8 @@ int Fcntl(int file, int command, uint64_t argument) {
       abort();
   }
 }
+
+namespace {
 
 // struct stat with inode numbers of 64 bits.
 struct Stat {
@@ -139,7 +143,7 @@ const StandIn kTable[] = {
     {"_fstat", Address(StatOfFile)},
     {"_fstat$INODE64", Address(StatOfFile)},
     {"_mmap", Address(Mmap)},
-    {"_open", Address(Open)},
+    {"_open", Address(OpenFile)},
     {"_realpath$DARWIN_EXTSN", Address(realpath)},
     {"_stat", Address(StatOfPath)},
     {"_stat$INODE64", Address(StatOfPath)},

@@ -6,6 +6,7 @@
 
 namespace macho::libsystem {
 
+std::span<const StandIn> Arm64();  // on arm64
 std::span<const StandIn> Characters();
 std::span<const StandIn> Cxx();
 std::span<const StandIn> DynamicLinker();

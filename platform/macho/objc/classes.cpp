@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "platform/macho/objc/format_methods.h"
 #include "platform/macho/objc/metadata.h"
 #include "platform/macho/objc/protocols.h"
 #include "platform/macho/objc/runtime.h"
@@ -33,7 +34,11 @@ class Registrar {
       for (void** reference : Pointers(image_, name)) *reference = Meant(*reference);
     }
     for (void** reference : Pointers(image_, "__objc_selrefs")) {
-      const SEL selector = runtime_.selector(static_cast<const char*>(*reference));
+      const auto* name = static_cast<const char*>(*reference);
+#ifdef __aarch64__
+      name = MethodToSend(name);
+#endif
+      const SEL selector = runtime_.selector(name);
       *reference = const_cast<objc_selector*>(selector);
     }
     ConvertStrings(image_);
