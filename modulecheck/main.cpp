@@ -56,6 +56,14 @@ void ForbidCoreFiles() {
   setrlimit(RLIMIT_CORE, &least);
 }
 
+// What a module writes goes to files of the worker's: one that never stops is ended by a signal
+// before it fills the disk.
+void LimitFiles() {
+  constexpr rlim_t kMost = 64 << 20;  // bytes
+  const rlimit most = {kMost, kMost};
+  setrlimit(RLIMIT_FSIZE, &most);
+}
+
 int Run(const Options& options, const std::string& program_name) {
   CheckOrder order;
   order.module = options.module;
@@ -96,6 +104,7 @@ int RunProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   if (argc > 1 && argv[1] == kelvrin::modulecheck::kWorkerArgument) {
+    kelvrin::modulecheck::LimitFiles();
     kelvrin::modulecheck::RunWorker(kelvrin::modulecheck::ToOrder({argv + 1, argv + argc}));
   }
   try {

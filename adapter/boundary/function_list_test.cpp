@@ -129,8 +129,7 @@ TEST_F(FunctionListTest, NoExceptionGetsOut) {
   CK_INFO info = {};
   throwing.over.C_GetInfo = [](auto) -> CK_RV { throw std::bad_alloc(); };
   // What another C++ library throws is an exception without a type.
-  EXPECT_EQ(p11->C_GetInfo(&info),
-            product::AreShipped() ? CKR_GENERAL_ERROR : CKR_HOST_MEMORY);
+  EXPECT_EQ(p11->C_GetInfo(&info), product::AreShipped() ? CKR_GENERAL_ERROR : CKR_HOST_MEMORY);
   throwing.over.C_GetInfo = [](auto) -> CK_RV { throw std::runtime_error("no"); };
   EXPECT_EQ(p11->C_GetInfo(&info), CKR_GENERAL_ERROR);
   throwing.over.C_GetInfo = nullptr;

@@ -48,6 +48,11 @@ void Note(const std::string& call) {
   std::fclose(file);
 }
 
+[[noreturn]] void MakeNoise() {
+  static const std::string text(1 << 20, 'n');
+  while (true) std::fputs(text.c_str(), stderr);
+}
+
 [[noreturn]] void Hang() {
   for (;;) pause();
 }
@@ -264,6 +269,7 @@ const std::map<std::string, void (*)(Ground&)> kFaults = {
     {"crash-in-login", [](Ground& g) { At<&Over::C_Login>(g.module, std::abort); }},
     {"crash-in-sign", [](Ground& g) { At<&Over::C_Sign>(g.module, std::abort); }},
     {"hang-in-login", [](Ground& g) { At<&Over::C_Login>(g.module, Hang); }},
+    {"endless-noise", [](Ground& g) { At<&Over::C_Sign>(g.module, MakeNoise); }},
     {"hang-in-sign", [](Ground& g) { At<&Over::C_Sign>(g.module, Hang); }},
     {"exit-at-start", [](Ground& g) { At<&Over::C_Initialize>(g.module, [] { std::exit(3); }); }},
     // The worker before this one noted that it had finished.
