@@ -5,3 +5,5 @@ set(CMAKE_C_COMPILER ${KELVRIN_CLANG})
 set(CMAKE_CXX_COMPILER ${KELVRIN_CLANGXX})
 set(CMAKE_OBJC_COMPILER ${KELVRIN_CLANG})
 set(CMAKE_OBJCXX_COMPILER ${KELVRIN_CLANGXX})
+# It links in a third of the time that Debian's usual linker takes.
+add_link_options(-fuse-ld=lld)

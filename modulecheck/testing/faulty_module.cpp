@@ -308,8 +308,7 @@ void SetUpMemoryModule(kelvrin::MemoryModule& module) {
   MemoryCard& card = module.AddCard();
   card.mechanisms.push_back(CKM_ECDSA_SHA1);
   static Ground ground = {module, card, {}};
-  // An RSA key takes its time, which those that hang do not have.
-  if (!fault.starts_with("hang")) ground.keys[0] = card.AddRsaKey({0x01}, {.label = "RSA key"});
+  ground.keys[0] = card.AddRsaKey({0x01}, {.label = "RSA key"});
   ground.keys[1] = card.AddEcKey({0x02}, {.label = "EC key"});
   if (fault != "second-search") faults::SearchReplacesSearch(module);
   if (fault != "failed-lengths") faults::LeavesLengths(module);

@@ -26,6 +26,7 @@ class ModulecheckTest : public testing::Test {
   ~ModulecheckTest() override {
     unsetenv("KELVRIN_FAULT");
     unsetenv("KELVRIN_CALLS");
+    unsetenv("KELVRIN_RSA_KEY");
   }
 
   static std::string Program() { return product::Modulecheck(); }
@@ -48,9 +49,19 @@ class ModulecheckTest : public testing::Test {
   // A module that does all that the extension expects, but for this fault (faulty_module.cpp).
   std::string FaultyModule(const std::string& fault) const {
     setenv("KELVRIN_FAULT", fault.c_str(), 1);
+    setenv("KELVRIN_RSA_KEY", RsaKey().c_str(), 1);
     setenv("KELVRIN_CALLS", (folder_ / "calls").c_str(), 1);
     std::filesystem::remove(folder_ / "calls");
     return KELVRIN_FAULTY_MODULE;
+  }
+  // A file with the RSA key of all modules: to make one takes each process a while.
+  static const std::string& RsaKey() {
+    static const TemporaryFolder folder;
+    static const std::string path = folder / "rsa.pem";
+    static const Outcome made =
+        host::testing::RunProgram({"/usr/bin/openssl", "genrsa", "-out", path, "2048"});
+    EXPECT_EQ(made.status, 0) << made.errors;
+    return path;
   }
   std::string GoodModule() const { return FaultyModule("none"); }
 

@@ -2,8 +2,11 @@
 
 #include <openssl/core_names.h>
 #include <openssl/ecdsa.h>
+#include <openssl/pem.h>
 #include <openssl/rsa.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -28,6 +31,12 @@ TestKey CachedKey(std::map<int, TestKey>& cache, int n, EVP_PKEY* (*make)()) {
   if (key == nullptr) key.reset(make(), EVP_PKEY_free);
   Require(key != nullptr, "a key");
   return key;
+}
+
+EVP_PKEY* ReadKey(const char* path) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "r"), fclose);
+  Require(file != nullptr, path);
+  return PEM_read_PrivateKey(file.get(), nullptr, nullptr, nullptr);
 }
 
 Bytes Take(unsigned char* bytes, int size) {
@@ -57,7 +66,10 @@ std::optional<Bytes> Collect(const Function& function) {
 
 TestKey TestRsaKey(int n) {
   static std::map<int, TestKey> keys;
-  return CachedKey(keys, n, [] { return EVP_RSA_gen(2048); });
+  return CachedKey(keys, n, [] {
+    const char* const path = getenv("KELVRIN_RSA_KEY");
+    return path == nullptr ? EVP_RSA_gen(2048) : ReadKey(path);
+  });
 }
 
 TestKey TestEcKey(int n) {
