@@ -78,7 +78,7 @@ class Reader {
 
   void AddPage(const IndexEntry& entry, std::vector<CompactFrame>* frames) const {
     const auto header = Read<PageHeader>(entry.page);
-    for (uint32_t i = 0; i < header.entry_count; ++i) {
+    for (uint64_t i = 0; i < header.entry_count; ++i) {
       const uint64_t at = entry.page + header.entries;
       if (header.kind == kAtLength) {
         Add(Read<uint32_t>(at + 8 * i), Read<uint32_t>(at + 8 * i + 4), frames);

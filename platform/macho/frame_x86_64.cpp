@@ -44,7 +44,7 @@ void DescribeWithFrame(uint32_t encoding, FrameWriter* out) {
 
 void DescribeFrameless(uint32_t encoding, const uint8_t* code, FrameWriter* out) {
   const uint32_t field = (encoding >> 16) & 0xff;
-  uint64_t size = field * 8;
+  uint64_t size = uint64_t{field} * 8;
   if ((encoding & kModeMask) == kSizeInCode) {
     uint32_t in_code = 0;
     memcpy(&in_code, code + field, sizeof(in_code));

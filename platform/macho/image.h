@@ -48,7 +48,9 @@ struct Image {
 
   template <typename T>
   T* At(uint64_t file_address) const {
-    return reinterpret_cast<T*>(file_address + static_cast<uint64_t>(slide));
+    const intptr_t offset =
+        static_cast<intptr_t>(file_address) + slide - reinterpret_cast<intptr_t>(start);
+    return reinterpret_cast<T*>(start + offset);
   }
 
   // The section of a name in __TEXT, __DATA or __DATA_CONST; null when there is none.

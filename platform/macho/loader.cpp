@@ -12,6 +12,7 @@
 #include "platform/macho/binding.h"
 #include "platform/macho/mapping.h"
 #include "platform/macho/objc/classes.h"
+#include "platform/macho/signature.h"
 #include "platform/macho/slice.h"
 #include "platform/macho/thread_locals.h"
 #include "platform/macho/unwind.h"
@@ -110,6 +111,7 @@ void RunInitialisers(const Image& image) {
 }
 
 void Prepare(const Slice& slice, Image* image) {
+  VerifySignature(slice, image->path);
   MapSegments(slice, image);
   ReadCommands(slice, image);
   const auto libraries = LoadLibraries(slice, image);

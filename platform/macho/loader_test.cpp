@@ -132,6 +132,18 @@ TEST(LoaderTest, ALibraryThatLacksASymbolIsNamed) {
                                                        std::string(folder / "library.dylib")));
 }
 
+TEST(LoaderTest, APageThatIsNotWhatWasSignedIsRefused) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "adapter.dylib";
+  std::string bytes = ::host::testing::ReadText(KELVRIN_SIGNED);
+  const size_t text = bytes.find("C_GetFunctionList");  // of the first slice, for x86_64
+  ASSERT_NE(text, std::string::npos);
+  bytes[text] = 'D';
+  ::host::testing::WriteText(path, bytes);
+  EXPECT_THAT(WhyNot(path), ::testing::ContainsRegex("page [0-9]+ is not what was signed"));
+  EXPECT_EQ(WhyNot(KELVRIN_SIGNED), "");
+}
+
 TEST(LoaderTest, AFileThatIsNoMachOIsRefused) {
   EXPECT_THAT(WhyNot("/proc/self/exe"), HasSubstr("no Mach-O slice"));
 }

@@ -57,7 +57,9 @@ std::vector<Dependency> Slice::Dependencies() const {
     }
     const auto library = object_->getDylibIDLoadCommand(command);
     llvm::StringRef name;
-    object_->getLibraryShortNameByIndex(static_cast<unsigned>(found.size()), name);
+    if (object_->getLibraryShortNameByIndex(static_cast<unsigned>(found.size()), name)) {
+      throw LoadError("a library without a name");
+    }
     found.push_back(
         {command.Ptr + library.dylib.name, name.str(), kind == llvm::MachO::LC_REEXPORT_DYLIB});
   }

@@ -45,7 +45,8 @@ class BuiltTest(unittest.TestCase):
 
 
 class SpoiledTest(unittest.TestCase):
-    """A copy of a binary in which some bytes are others: the comparisons find it."""
+    """A copy of a binary in which some bytes are others: the comparison finds it. What macOS would
+    not bind, the loader's own tests show."""
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -73,42 +74,15 @@ class SpoiledTest(unittest.TestCase):
         self.assertIn("-import libobjc _objc_msgSend", changes)
         self.assertIn("+import libc++ _objc_msgSend", changes)
 
-    def test_a_method_that_is_missing(self):
-        method = "token:createSessionWithError:"
-        changes = self.changes("extension", method.encode(), method.lower().encode())
-        self.assertIn(f"-  - {method} @32@0:8@16^@24", changes)
-        self.assertIn(f"+  - {method.lower()} @32@0:8@16^@24", changes)
-
     def test_a_type_in_one_slice(self):
         self.assertEqual(
             self.changes("extension", b"@24@0:8@16\0", b"@24@0:8q16\0", "arm64")[:3],
             ["-  - initWithToken: @24@0:8@16", "+x86_64|   - initWithToken: @24@0:8@16",
              "+arm64|   - initWithToken: @24@0:8q16"])
 
-    def test_another_export(self):
-        changes = self.changes("second_name", b"_kelvrin_second_name", b"_kelvrin_second_nome")
-        self.assertEqual(changes,
-                         ["-export _kelvrin_second_name", "+export _kelvrin_second_nome"])
-
-    def test_another_entry(self):
-        self.assertEqual(self.changes("extension", b"_NSExtensionMain", b"_NSExtensionNain")[0],
-                         "-LC_MAIN the stub of _NSExtensionMain")
-
     def test_another_log_line(self):
         self.assertEqual(self.changes("extension", b"Signieren...", b"Signieren!!!"),
                          ['-log "Signieren..."', '+log "Signieren!!!"'])
-
-    def test_a_binding_that_macos_has_elsewhere(self):
-        copy = self.spoiled("modulecheck", b"/usr/lib/libSystem.B.dylib",
-                            b"/usr/lib/libc++.1.dylib")
-        for name in bindings.COLUMNS:
-            self.assertIn(f"{name}: libc++ ___cxa_atexit: no, home libsystem_c part of libSystem, "
-                          "which libc++ does not re-export", bindings.wrong_bindings(copy))
-
-    def test_a_binding_that_macos_has_nowhere(self):
-        copy = self.spoiled("adapter", b"_dlsym\0", b"_dlsyn\0", "arm64")
-        self.assertEqual(bindings.wrong_bindings(copy),
-                         ["arm64: libSystem _dlsyn: not in macos-exports.tsv"])
 
     def test_a_stub_that_offers_what_macos_lacks(self):
         stub = self.folder / "libc++.tbd"

@@ -60,11 +60,11 @@ const void* GenericCategory() {
     std::copy_n(functions, table.size(), table.begin());
     linux_message = reinterpret_cast<Message>(table[kMessage]);
     table[kMessage] = Address(MessageOf);
-    category[0] = table.data() + kBefore;
+    category[0] = static_cast<void*>(table.data() + kBefore);
     return true;
   }();
   static_cast<void>(made);
-  return category;
+  return static_cast<const void*>(category);
 }
 
 // The facet for char has a table of classes, which inlined code reads: words of 32 bits on macOS,
@@ -82,7 +82,7 @@ const void* UseFacet(const void* locale, const void* id) {
     return true;
   }();
   static_cast<void>(made);
-  return copy.data();
+  return static_cast<const void*>(copy.data());
 }
 
 // Goes on with an exception in the unwinder that has brought it: a module behind the adapter may

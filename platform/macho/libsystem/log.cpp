@@ -12,7 +12,7 @@ using Write = void (*)(void*, void*, uint8_t, const char*, uint8_t*, uint32_t);
 using IsEnabled = bool (*)(void*, uint8_t);
 
 // What an image gets for the default log; only its address is used.
-void* default_log[8];
+char default_log[64];
 
 // The log of the stand-in that an image means.
 void* Meant(void* log) {

@@ -100,8 +100,10 @@ Command::Command(const char* path, char* const* arguments) : path_(path), argume
   if (!IsMachO(path)) return;
   static char machorun[] = KELVRIN_MACHORUN;
   own_arguments_ = {machorun, const_cast<char*>(path)};
-  while (*arguments != nullptr && *++arguments != nullptr) own_arguments_.push_back(*arguments);
-  own_arguments_.push_back(nullptr);
+  // The first is the program's name; the null at the end comes along.
+  for (size_t i = 1; i == 1 || arguments[i - 1] != nullptr; ++i) {
+    own_arguments_.push_back(arguments[i]);
+  }
   path_ = machorun;
   arguments_ = own_arguments_.data();
 }

@@ -30,8 +30,8 @@ id GetProperty(id object, SEL, ptrdiff_t offset, BOOL) {
 }
 
 // Only their addresses are used.
-void* empty_cache[8];
-void* string_class[8];
+char empty_cache[64];
+char string_class[64];
 
 const StandIn kTable[] = {
     {"__objc_empty_cache", empty_cache},

@@ -29,7 +29,7 @@ struct List {
 
   const T& operator[](uint32_t i) const {
     return *reinterpret_cast<const T*>(reinterpret_cast<const uint8_t*>(this + 1) +
-                                       i * (element_size & 0xfffcU));
+                                       size_t{i} * (element_size & 0xfffcU));
   }
   bool HasRelativeEntries() const { return (element_size & 0x80000000U) != 0; }
 };
@@ -65,9 +65,11 @@ struct Class {
   const Class* metaclass;
   void* superclass;
   void *cache, *vtable;
-  uint64_t data;  // an address with flags in the low bits
+  const uint8_t* data;  // with flags in the low bits
 
-  const ClassData& Data() const { return *reinterpret_cast<const ClassData*>(data & ~uint64_t{7}); }
+  const ClassData& Data() const {
+    return *reinterpret_cast<const ClassData*>(data - (reinterpret_cast<uintptr_t>(data) & 7));
+  }
 };
 
 struct Category {
