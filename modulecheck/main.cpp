@@ -59,7 +59,7 @@ void ForbidCoreFiles() {
 // What a module writes goes to files of the worker's: one that never stops is ended by a signal
 // before it fills the disk.
 void LimitFiles() {
-  constexpr rlim_t kMost = 64 << 20;  // bytes
+  constexpr rlim_t kMost = 16 << 20;  // bytes
   const rlimit most = {kMost, kMost};
   setrlimit(RLIMIT_FSIZE, &most);
 }

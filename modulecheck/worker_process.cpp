@@ -141,7 +141,8 @@ WorkerResult RunWorkerProcess(const std::string& program, const std::vector<std:
   result.ending = Wait(Child(Start(program, arguments, pin, document, errors)), deadline);
   result.document = LastDocument(ReadFile(document));
   if (result.document.value("step", "?").empty()) result.ending.clear();
-  std::istringstream lines(ReadFile(errors));
+  constexpr std::size_t kMost = 64 << 10;  // bytes that the report may repeat
+  std::istringstream lines(ReadFile(errors).substr(0, kMost));
   for (std::string line; std::getline(lines, line);) result.errors.push_back(Printable(line));
   return result;
 }
