@@ -29,8 +29,9 @@ TEST(MachorunTest, SaysInOneLineWhatCannotBeRun) {
 }
 
 TEST(MachorunTest, PreloadedItStartsProgramsOfMacos) {
-  const auto outcome = RunProgram({"/usr/bin/env", "LD_PRELOAD=" KELVRIN_MACHO, "/bin/sh", "-c",
-                                   "'" + TestFile("program") + "' from a shell || echo $?"});
+  const auto outcome =
+      RunProgram({"/usr/bin/env", std::string("LD_PRELOAD=") + KELVRIN_MACHO, "/bin/sh", "-c",
+                  "'" + TestFile("program") + "' from a shell || echo $?"});
   EXPECT_EQ(outcome.output, "from\na\nshell\n4\n");
 }
 
