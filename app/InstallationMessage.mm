@@ -2,7 +2,7 @@
 
 #include <stdlib.h>
 
-#include "app/InstallationPlace.h"
+#include "app/model/installation_place.h"
 
 @implementation InstallationMessage
 

@@ -13,13 +13,12 @@ namespace kelvrin::app {
 
 struct Section {
   enum class Kind {
-    kVersions,
-    kSituation,
+
     kSignature,
     kRegistration,
     kReaders,
     kTokens,
-    kCertificates,
+
     kModule,
     kLog,
   };

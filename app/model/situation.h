@@ -44,9 +44,10 @@ struct Card {
 
 struct Situation {
   State state = State::kLooking;
-  std::vector<Card> cards;          // of kReady
-  std::string reader;               // of kNoToken: where the card is
-  std::vector<std::string> copies;  // of kSeveralCopies: paths of the other ones
+  std::vector<Card> cards = {};  // of kReady
+  std::string reader = {};       // of kNoToken and kLooking: where the card is
+  std::string other_token = {};  // of kNoToken: another extension's, for the card in that reader
+  std::vector<std::string> copies = {};  // of kSeveralCopies: paths of the other ones
 };
 
 // What is known when the state is decided.
@@ -54,8 +55,9 @@ struct Knowledge {
   const Installation& installation;
   const Registration* registration = nullptr;  // null until it has been read
   const Presence& presence;
-  std::vector<Card> cards;  // tokens of ours whose certificates have been read
-  bool is_reading = false;  // a token's certificates have not been read yet
+  std::vector<Card> cards = {};  // tokens of ours whose certificates have been read
+  bool is_reading = false;       // a token's certificates have not been read yet
+  bool is_waiting = false;       // a card has just come, and its token may follow
 };
 
 // What stands in the way comes first, and whatever else is the matter, a card that works is ready.

@@ -1,6 +1,7 @@
 // All that the application asks of the system. One object plays it: over Apple's frameworks, or
 // scripted in a test. Everything is called on the main thread, and answers come on the main thread,
-// later, never from inside the call; a task may be let go of from inside its answer.
+// later, never from inside the call. A task may be let go of from inside its answer, which lives
+// until it has returned.
 #pragma once
 
 #include <functional>
@@ -59,8 +60,8 @@ struct ProcessResult {
   enum class End { kExited, kTimedOut, kNoProgram };
   End end = End::kExited;
   int status = 0;  // where it exited
-  std::string output;
-  std::string errors;
+  std::string output = {};
+  std::string errors = {};
 };
 
 // What a key is tried with.
@@ -77,9 +78,9 @@ struct Attempt {
   };
   End end = End::kWorked;
   // Where it failed, the error's:
-  std::string domain;
+  std::string domain = {};
   int64_t code = 0;
-  std::string description;
+  std::string description = {};
 };
 
 class System {
@@ -105,6 +106,9 @@ class System {
 
   // Runs a program with English texts and no input. Letting go of the task ends the program.
   virtual TaskPointer Run(const Command& command, std::function<void(ProcessResult)> done) = 0;
+
+  // Answers after some seconds.
+  virtual TaskPointer After(int seconds, std::function<void()> done) = 0;
 };
 
 }  // namespace kelvrin::app

@@ -15,6 +15,7 @@ enum class Verdict {
   kWorked,         // all that the key supports
   kUnsupported,    // the card supports none of the schemes
   kPinRefused,     // the next try would use up another one
+  kNoReason,       // the first scheme failed without a reason, as it does after a wrong PIN
   kPinNotEntered,  // the person cancelled the system's question
   kCardGone,
   kWrongResult,
@@ -45,7 +46,7 @@ class Trial {
 
   // Ends it; the card may still be busy with its last scheme.
   void Cancel() { End(Verdict::kCancelled); }
-  // Ends it because the token is not there any more.
+  // Ends it, or says why it has ended, because the token is not there any more.
   void CardIsGone() { End(Verdict::kCardGone); }
 
  private:
@@ -65,7 +66,8 @@ class Trial {
 // The schemes that a certificate's key is tried with; none for one without a key.
 std::vector<Scheme> SchemesFor(const Certificate& certificate);
 
-// What an error says of the trial; nothing when it worked or the scheme alone is unsupported.
-std::optional<Verdict> VerdictOf(const Attempt& attempt);
+// What an attempt says of the whole trial; nothing when the next scheme may be tried.
+//   is_first   nothing has worked yet, so that the system may have asked for the PIN
+std::optional<Verdict> VerdictOf(const Attempt& attempt, bool is_first);
 
 }  // namespace kelvrin::app

@@ -69,13 +69,18 @@ class WindowModel {
   void Update();
   std::vector<Card> Cards() const;
   void RunThenAsk(const Command& command);
+  void WaitForTokens();
+  bool IsThere(const std::string& token_id) const;
+  void TrialChanged();
 
   System* system_;
   std::function<void()> changed_;
   Presence presence_;
   std::optional<Registration> registration_;
   TaskPointer registration_task_;
-  std::map<std::string, TaskPointer> reading_;                // by token ID
+  std::set<std::string> readers_with_card_;
+  TaskPointer waiting_;                         // for the token of a card that has just come
+  std::map<std::string, TaskPointer> reading_;  // by token ID
   std::map<std::string, std::vector<Certificate>> by_token_;  // those that have been read
   std::vector<Certificate> certificates_;
   std::optional<Certificate> selected_;

@@ -57,8 +57,16 @@ class Texts {
  private:
   using Values = std::initializer_list<std::pair<std::string_view, std::string>>;
   // A text in which {name} stands for a value.
-  std::string Fill(const char* key, Values values) const;
+  std::string Fill(std::string_view key, Values values) const;
   std::string Date(Time time) const;
+  std::string Certificates(size_t count) const;
+  std::string ReadySentence(const Situation& situation) const;
+  // The schemes of a trial that ended like that.
+  std::string Schemes(const Trial& trial, Attempt::End end) const;
+  std::string ErrorOf(const Trial& trial) const;
+  std::string CertificateText(const WindowModel& model, const Certificate& certificate) const;
+  std::string Presences(const Presence& presence) const;
+  std::string EndText(const Section& section) const;
 
   Lookup lookup_;
 };

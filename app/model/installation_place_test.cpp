@@ -1,4 +1,4 @@
-#include "app/InstallationPlace.h"
+#include "app/model/installation_place.h"
 
 #include <gtest/gtest.h>
 
