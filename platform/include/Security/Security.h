@@ -2,5 +2,6 @@
 #pragma once
 
 #import <Security/SecCertificate.h>
+#import <Security/SecItem.h>
 #import <Security/SecKey.h>
 #import <Security/SecKeyAlgorithm.h>

@@ -1,36 +1,87 @@
-// What is in use of Security's keys: the public keys of certificates. A key is the data of its
-// encoding.
+// Security's functions for keys: each asks the object behind the key. What they return and the
+// errors they set belong to their callers, so they outlive the pool that the work is done in.
 #import <Foundation/Foundation.h>
 #import <Security/SecKey.h>
 
-#include "platform/linux/ctk/signature_check.h"
+#import "platform/linux/ctk/SecKeys.h"
 
-static signature::Bytes BytesOf(CFTypeRef data) {
-  const auto *bytes = static_cast<const uint8_t *>([(NSData *)data bytes]);
-  return signature::Bytes(bytes, bytes + [(NSData *)data length]);
+void TKSetStatus(NSError **error, OSStatus status, NSString *description) {
+  if (error == nullptr) return;
+  *error = [NSError errorWithDomain:NSOSStatusErrorDomain
+                               code:status
+                           userInfo:@{NSLocalizedDescriptionKey : description}];
+}
+
+static id<TKSecKey> KeyOf(SecKeyRef key) { return (id<TKSecKey>)key; }
+
+// Hands an error over to the caller, if it wants one.
+static void Give(NSError *error, CFErrorRef *to) {
+  if (to != nullptr) *to = (CFErrorRef)[error retain];
+}
+
+static CFDataRef Perform(SecKeyRef key, SecKeyOperationType operation, SecKeyAlgorithm algorithm,
+                         CFDataRef data, CFErrorRef *error) {
+  @autoreleasepool {
+    NSError *reason = nil;
+    NSData *result = [KeyOf(key) performOperation:operation
+                                        algorithm:(NSString *)algorithm
+                                             data:(NSData *)data
+                                            error:&reason];
+    if (result == nil) Give(reason, error);
+    return (CFDataRef)[result retain];
+  }
 }
 
 SecKeyRef SecCertificateCopyKey(SecCertificateRef certificate) {
-  NSData *der = (NSData *)certificate;
-  const signature::Bytes info =
-      signature::PublicKeyInfo(static_cast<const uint8_t *>([der bytes]), [der length]);
-  if (info.empty()) return nullptr;
-  return (SecKeyRef)[[NSData alloc] initWithBytes:info.data() length:info.size()];
+  return (SecKeyRef)[[TKPublicKey alloc] initWithCertificate:(NSData *)certificate];
 }
 
-// Knows the signatures of messages over SHA-256; any other algorithm gets a no. Nobody here asks
-// why.
+CFDictionaryRef SecKeyCopyAttributes(SecKeyRef key) {
+  @autoreleasepool {
+    return (CFDictionaryRef)[[KeyOf(key) attributes] retain];
+  }
+}
+
+CFDataRef SecKeyCopyExternalRepresentation(SecKeyRef key, CFErrorRef *error) {
+  @autoreleasepool {
+    NSError *reason = nil;
+    NSData *result = [KeyOf(key) externalRepresentationWithError:&reason];
+    if (result == nil) Give(reason, error);
+    return (CFDataRef)[result retain];
+  }
+}
+
+Boolean SecKeyIsAlgorithmSupported(SecKeyRef key, SecKeyOperationType operation,
+                                   SecKeyAlgorithm algorithm) {
+  @autoreleasepool {
+    return [KeyOf(key) supportsOperation:operation algorithm:(NSString *)algorithm] != NO;
+  }
+}
+
+CFDataRef SecKeyCreateSignature(SecKeyRef key, SecKeyAlgorithm algorithm, CFDataRef dataToSign,
+                                CFErrorRef *error) {
+  return Perform(key, kSecKeyOperationTypeSign, algorithm, dataToSign, error);
+}
+
+CFDataRef SecKeyCreateEncryptedData(SecKeyRef key, SecKeyAlgorithm algorithm, CFDataRef plaintext,
+                                    CFErrorRef *error) {
+  return Perform(key, kSecKeyOperationTypeEncrypt, algorithm, plaintext, error);
+}
+
+CFDataRef SecKeyCreateDecryptedData(SecKeyRef key, SecKeyAlgorithm algorithm, CFDataRef ciphertext,
+                                    CFErrorRef *error) {
+  return Perform(key, kSecKeyOperationTypeDecrypt, algorithm, ciphertext, error);
+}
+
 Boolean SecKeyVerifySignature(SecKeyRef key, SecKeyAlgorithm algorithm, CFDataRef signedData,
                               CFDataRef signature, CFErrorRef *error) {
-  (void)error;
-  NSString *name = (NSString *)algorithm;
-  signature::Scheme scheme;
-  if ([name isEqual:(NSString *)kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256]) {
-    scheme = signature::Scheme::kRsaPkcs1;
-  } else if ([name isEqual:(NSString *)kSecKeyAlgorithmECDSASignatureMessageX962SHA256]) {
-    scheme = signature::Scheme::kEcdsa;
-  } else {
-    return 0;
+  @autoreleasepool {
+    NSError *reason = nil;
+    const BOOL verified = [KeyOf(key) verifySignature:(NSData *)signature
+                                               ofData:(NSData *)signedData
+                                            algorithm:(NSString *)algorithm
+                                                error:&reason];
+    if (!verified) Give(reason, error);
+    return verified != NO;
   }
-  return signature::Verifies(BytesOf(key), scheme, BytesOf(signedData), BytesOf(signature));
 }

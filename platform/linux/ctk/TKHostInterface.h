@@ -43,7 +43,4 @@
 - (instancetype)initForToken;
 @end
 
-// The certificate's subject common name, or its nearest substitute; autoreleased, may be nil.
-NSString *_Nullable TKCertificateSubjectSummary(SecCertificateRef certificate);
-
 #pragma clang assume_nonnull end

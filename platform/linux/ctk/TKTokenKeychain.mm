@@ -3,16 +3,11 @@
 
 #include <atomic>
 #include <optional>
-#include <string>
 
 #import "platform/linux/ctk/TKHostInterface.h"
 #include "platform/linux/ctk/certificate_details.h"
 
 static std::atomic<bool> labelsFromSubject = true;
-
-// The values of kSecAttrKeyTypeRSA and kSecAttrKeyTypeECSECPrimeRandom.
-static NSString *const kKeyTypeRSA = @"42";
-static NSString *const kKeyTypeEC = @"73";
 
 // A certificate's encoding, owned by the pool.
 static NSData *Encoding(SecCertificateRef certificate) {
@@ -25,18 +20,10 @@ static NSData *Data(const certificate::Bytes &bytes) {
   return [NSData dataWithBytes:bytes.data() length:bytes.size()];
 }
 
-NSString *TKCertificateSubjectSummary(SecCertificateRef certificate) {
-  NSData *der = Encoding(certificate);
-  const std::optional<std::string> text = certificate::SubjectSummary(BytesOf(der), [der length]);
-  return text ? [[[NSString alloc] initWithBytes:text->data()
-                                          length:text->size()
-                                        encoding:NSUTF8StringEncoding] autorelease]
-              : nil;
-}
-
 // The label that an item starts with.
 static NSString *InitialLabel(SecCertificateRef certificate) {
-  return labelsFromSubject ? TKCertificateSubjectSummary(certificate) : nil;
+  if (!labelsFromSubject) return nil;
+  return [(NSString *)SecCertificateCopySubjectSummary(certificate) autorelease];
 }
 
 @implementation TKTokenKeychainItem
@@ -116,7 +103,9 @@ static NSString *InitialLabel(SecCertificateRef certificate) {
     [self release];
     return nil;
   }
-  [self setKeyType:key->type == certificate::KeyType::kRsa ? kKeyTypeRSA : kKeyTypeEC];
+  [self setKeyType:(NSString *)(key->type == certificate::KeyType::kRsa
+                                    ? kSecAttrKeyTypeRSA
+                                    : kSecAttrKeyTypeECSECPrimeRandom)];
   [self setKeySizeInBits:key->bits];
   [self setPublicKeyData:Data(key->data)];
   [self setPublicKeyHash:Data(key->hash)];

@@ -36,15 +36,33 @@ X509Pointer Parse(const uint8_t* der, size_t size) {
   return same ? std::move(x509) : X509Pointer(nullptr, X509_free);
 }
 
-std::optional<std::string> NameEntry(const X509_NAME* name, int nid) {
-  const int index = X509_NAME_get_index_by_NID(name, nid, -1);
-  if (index < 0) return std::nullopt;
+// The text of a name's part; nothing when it is empty or no text.
+std::optional<std::string> NameEntry(const X509_NAME* name, int index) {
   const ASN1_STRING* value = X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index));
   unsigned char* text = nullptr;
   const int length = ASN1_STRING_to_UTF8(&text, value);
   const BytesPointer owner(text);
   if (length <= 0) return std::nullopt;
   return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(length));
+}
+
+// The OID of a name's part, in digits and dots.
+std::string NameOid(const X509_NAME* name, int index) {
+  const ASN1_OBJECT* oid = X509_NAME_ENTRY_get_object(X509_NAME_get_entry(name, index));
+  std::string text(static_cast<size_t>(OBJ_obj2txt(nullptr, 0, oid, 1)), '\0');
+  OBJ_obj2txt(text.data(), static_cast<int>(text.size()) + 1, oid, 1);
+  return text;
+}
+
+// Seconds from the beginning of 2001 to a time; nothing when it cannot be read.
+std::optional<double> SecondsSince2001(const ASN1_TIME* time) {
+  const std::unique_ptr<ASN1_TIME, decltype(&ASN1_TIME_free)> epoch(ASN1_TIME_new(),
+                                                                    ASN1_TIME_free);
+  ASN1_TIME_set_string(epoch.get(), "20010101000000Z");
+  int days = 0;
+  int seconds = 0;
+  if (ASN1_TIME_diff(&days, &seconds, epoch.get(), time) != 1) return std::nullopt;
+  return days * 86400.0 + seconds;
 }
 
 std::optional<KeyType> KeyTypeOf(const EVP_PKEY* key) {
@@ -68,7 +86,9 @@ std::optional<std::string> SubjectSummary(const uint8_t* der, size_t size) {
   const X509_NAME* subject = X509_get_subject_name(x509.get());
   for (const int nid :
        {NID_commonName, NID_organizationalUnitName, NID_organizationName, NID_pkcs9_emailAddress}) {
-    if (std::optional<std::string> text = NameEntry(subject, nid)) return text;
+    const int index = X509_NAME_get_index_by_NID(subject, nid, -1);
+    if (index < 0) continue;
+    if (std::optional<std::string> text = NameEntry(subject, index)) return text;
   }
   return std::nullopt;
 }
@@ -92,6 +112,33 @@ std::optional<PublicKey> PublicKeyOf(const uint8_t* der, size_t size) {
                       Bytes(SHA_DIGEST_LENGTH)};
   SHA1(result.data.data(), result.data.size(), result.hash.data());
   return result;
+}
+
+Bytes SerialNumber(const uint8_t* der, size_t size) {
+  const X509Pointer x509 = Parse(der, size);
+  unsigned char* encoded = nullptr;
+  const int length = i2d_ASN1_INTEGER(X509_get0_serialNumber(x509.get()), &encoded);
+  const BytesPointer owner(encoded);
+  const unsigned char* contents = encoded;
+  long contents_length = 0;
+  int tag = 0;
+  int tag_class = 0;
+  ASN1_get_object(&contents, &contents_length, &tag, &tag_class, length);
+  return {contents, contents + contents_length};
+}
+
+std::optional<Values> ValuesOf(const uint8_t* der, size_t size) {
+  const X509Pointer x509 = Parse(der, size);
+  const std::optional<double> not_before = SecondsSince2001(X509_get0_notBefore(x509.get()));
+  const std::optional<double> not_after = SecondsSince2001(X509_get0_notAfter(x509.get()));
+  if (!not_before || !not_after) return std::nullopt;
+  Values values = {*not_before, *not_after, {}};
+  const X509_NAME* issuer = X509_get_issuer_name(x509.get());
+  for (int index = 0; index < X509_NAME_entry_count(issuer); ++index) {
+    const std::optional<std::string> text = NameEntry(issuer, index);
+    if (text) values.issuer.emplace_back(NameOid(issuer, index), *text);
+  }
+  return values;
 }
 
 }  // namespace certificate

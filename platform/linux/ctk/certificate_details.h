@@ -1,10 +1,11 @@
-// What keychain items take from a certificate.
+// What keychain items and applications take from a certificate.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace certificate {
@@ -29,5 +30,16 @@ struct PublicKey {
 
 // Nothing when the key is neither RSA nor on an elliptic curve, or cannot be read.
 std::optional<PublicKey> PublicKeyOf(const uint8_t* der, size_t size);
+
+// The serial number as the certificate encodes it, its sign bit included.
+Bytes SerialNumber(const uint8_t* der, size_t size);
+
+struct Values {
+  double not_before, not_after;  // seconds since the beginning of 2001, in UTC
+  std::vector<std::pair<std::string, std::string>> issuer;  // OID and text of each part, in order
+};
+
+// Parts without text are left out. Nothing when a date cannot be read.
+std::optional<Values> ValuesOf(const uint8_t* der, size_t size);
 
 }  // namespace certificate
