@@ -1,0 +1,102 @@
+#include "app/commands.h"
+
+#include <CLI/CLI.hpp>
+#include <ostream>
+#include <string_view>
+#include <vector>
+
+#include "app/model/export.h"
+
+namespace kelvrin::app {
+namespace {
+
+// Seconds in which the system tells what is there; nothing says that it has told all.
+constexpr int kFirstLook = 2;
+
+// The model when it has seen what there is.
+class Look {
+ public:
+  Look(System* system, const Await& await) : model(system, [] {}) {
+    bool has_passed = false;
+    const TaskPointer pause = system->After(kFirstLook, [&has_passed] { has_passed = true; });
+    await([&] {
+      const State state = model.situation().state;
+      return state == State::kReady || (has_passed && state != State::kLooking);
+    });
+  }
+  WindowModel model;
+};
+
+std::vector<Certificate> WithLabel(const WindowModel& model, const std::string& label) {
+  std::vector<Certificate> found;
+  for (const Certificate& each : model.certificates()) {
+    if (each.name == label || (each.has_key && each.key_label == label)) found.push_back(each);
+  }
+  return found;
+}
+
+int PrintSshKey(const WindowModel& model, const std::string& label, const Texts& texts,
+                std::ostream& output, std::ostream& errors) {
+  const std::vector<Certificate> found = WithLabel(model, label);
+  if (found.size() != 1) {
+    errors << texts.Get(found.empty() ? "NO_SUCH_LABEL" : "SEVERAL_SUCH_LABELS") << "\n";
+    if (model.certificates().empty()) errors << texts.Sentence(model.situation()) << "\n";
+    return 1;
+  }
+  const std::optional<std::string> line = SshKey(found.front());
+  if (!line) {
+    errors << texts.Get("NO_SSH_KEY") << "\n";
+    return 1;
+  }
+  output << *line << "\n";
+  return 0;
+}
+
+}  // namespace
+
+std::optional<Options> Parse(int argc, const char* const* argv, int* status) {
+  Options options;
+  // The system's own arguments begin with one dash.
+  if (argc < 2 || !std::string_view(argv[1]).starts_with("--")) return options;
+  CLI::App app("Says what Kelvrin Token sees. Without an option it opens its window.",
+               "KelvrinToken");
+  app.add_flag("--list", "Print the state and the certificates; exit status 1 without a card");
+  app.add_flag("--report", "Print the report for whoever helps");
+  app.add_option("--ssh-key", options.label,
+                 "Print the SSH key of the certificate, or of the key, with this name")
+      ->type_name("LABEL");
+  app.require_option(1);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Error& end) {
+    *status = app.exit(end) == 0 ? 0 : 2;
+    return std::nullopt;
+  }
+  options.action = app.count("--list") > 0     ? Options::Action::kList
+                   : app.count("--report") > 0 ? Options::Action::kReport
+                                               : Options::Action::kSshKey;
+  return options;
+}
+
+int RunCommand(const Options& options, System* system, const Texts& texts, const Await& await,
+               std::ostream& output, std::ostream& errors) {
+  Look look(system, await);
+  WindowModel& model = look.model;
+  switch (options.action) {
+    case Options::Action::kWindow:
+      break;
+    case Options::Action::kList:
+      output << texts.List(model);
+      return model.situation().state == State::kReady ? 0 : 1;
+    case Options::Action::kReport:
+      model.Diagnose();
+      await([&model] { return model.diagnosis()->is_complete(); });
+      output << texts.Report(model, *model.diagnosis());
+      return 0;
+    case Options::Action::kSshKey:
+      return PrintSshKey(model, options.label, texts, output, errors);
+  }
+  return 2;
+}
+
+}  // namespace kelvrin::app

@@ -1,0 +1,63 @@
+// Work on other threads, whose results are for the main one.
+#pragma once
+
+#include <functional>
+#include <utility>
+
+#include "app/model/system.h"
+
+namespace kelvrin::app {
+
+// Calls a function on the main thread, when that is at its run loop next.
+void OnMainThread(std::function<void()> function);
+
+// Calls a function on a thread of its own, with a pool.
+void OnOtherThread(std::function<void()> function);
+
+// A task whose answer comes to the main thread unless nobody wants it any more by then. Both are
+// used on the main thread alone; copies share the answer.
+template <typename Answer>
+class Awaited {
+ public:
+  explicit Awaited(std::function<void(Answer)> done)
+      : state_(std::make_shared<State>(State{std::move(done)})) {}
+
+  // What is handed to whoever asks: letting go of it ends the wish for an answer.
+  TaskPointer task() const { return std::make_unique<Wish>(state_); }
+
+  // Gives the answer, once.
+  void Give(Answer answer) const {
+    if (!state_->done) return;
+    const auto done = std::exchange(state_->done, nullptr);
+    done(std::move(answer));
+  }
+
+ private:
+  struct State {
+    std::function<void(Answer)> done;
+  };
+  class Wish : public Task {
+   public:
+    explicit Wish(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    ~Wish() override { state_->done = nullptr; }
+    Wish(const Wish&) = delete;
+    Wish& operator=(const Wish&) = delete;
+
+   private:
+    std::shared_ptr<State> state_;
+  };
+
+  std::shared_ptr<State> state_;
+};
+
+// Computes an answer on a thread of its own.
+template <typename Answer>
+TaskPointer Compute(std::function<Answer()> work, std::function<void(Answer)> done) {
+  const Awaited<Answer> awaited(std::move(done));
+  OnOtherThread([awaited, work = std::move(work)] {
+    OnMainThread([awaited, answer = work()] { awaited.Give(answer); });
+  });
+  return awaited.task();
+}
+
+}  // namespace kelvrin::app
