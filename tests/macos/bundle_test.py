@@ -42,7 +42,7 @@ class BundleTest(unittest.TestCase):
     def test_has_every_text_that_the_sources_ask_for_in_both_languages(self):
         for folder, pattern in (("token", r'localizedStringForKey:@"(\w+)"'),
                                 ("app", r'@"([A-Z_]+)"')):
-            asked = {key for path in (SOURCE / folder).glob("*.mm") if "_test" not in path.name
+            asked = {key for path in (SOURCE / folder).rglob("*.mm") if "_test" not in path.name
                      for key in re.findall(pattern, path.read_text(encoding="utf-8"))}
             self.assertTrue(asked)
             tables = SOURCE / ("resources" if folder == "token" else folder)
