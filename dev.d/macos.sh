@@ -55,12 +55,12 @@ prepare_sdk() {
 # Everything that a person at a Mac needs, in FOLDER.
 #   gather_download FOLDER
 gather_download() {
-  mkdir -p "$1/bin" "$1/docs" "$1/packaging" "$1/resources"
+  mkdir -p "$1/bin" "$1/packaging" "$1/resources"
   cp -R "$macos_build/KelvrinToken.app" "$1/"
   cp "$macos_build/bin/modulecheck" "$macos_build/bin/libkelvrin_adapter.dylib" "$1/bin/"
-  cp docs/*.md "$1/docs/"
+  cp -R docs "$1/"
   cp packaging/*.sh "$1/packaging/"
-  cp resources/KelvrinToken.entitlements "$1/resources/"
+  cp resources/*.entitlements "$1/resources/"
 }
 
 # A zip with the same bytes for the same contents: names in order, one time, modes that do not

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Signs an application from the inside out: libraries, extension, application.
+# Signs an application from the inside out: libraries, modulecheck, extension, application.
 set -euo pipefail
 # shellcheck source=packaging/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -8,8 +8,8 @@ usage() {
   cat <<'EOT'
 usage: sign.sh --app APP --identity ID [--entitlements FILE] [--keychain KEYCHAIN]
 
-Signs every library in the extension, the extension with its entitlements, and APP, in this order,
-and has codesign verify the whole.
+Signs every library in the extension, APP's modulecheck, the extension and APP, each of these two
+with its entitlements, in this order, and has codesign verify the whole.
   --identity ID         name or SHA-1 of a code signing identity, as
                         'security find-identity -p codesigning' shows it; "Developer ID
                         Application: ..." to give the application to others. "-" signs for this Mac
@@ -18,12 +18,14 @@ and has codesign verify the whole.
   --keychain KEYCHAIN   where to look for the identity
 
 All libraries get the same identity, a card maker's too: the hardened runtime lets the extension
-load no others. If something fails, APP stays as it was.
+and modulecheck load no others. If something fails, APP stays as it was.
 EOT
 }
 
 app='' identity='' keychain=''
-entitlements=$(dirname "${BASH_SOURCE[0]}")/../resources/KelvrinToken.entitlements
+entitlement_files=$(dirname "${BASH_SOURCE[0]}")/../resources
+entitlements=$entitlement_files/KelvrinToken.entitlements
+application_entitlements=$entitlement_files/KelvrinTokenApplication.entitlements
 while [ $# -gt 0 ]; do
   case $1 in
     --app) need_value $# "$1" "${2-}"; app=$2; shift 2 ;;
@@ -37,7 +39,7 @@ done
 [ -n "$app" ] || wrong_usage "--app is missing"
 [ -n "$identity" ] || wrong_usage "--identity is missing"
 
-# Prints what is signed before the extension, each path with a NUL behind it: what lies inside comes
+# Prints the libraries, which are signed before the programs, each path with a NUL behind it: what lies inside comes
 # before what holds it.
 find_code() {
   local folder path
@@ -97,12 +99,12 @@ entitlements=$(cd -- "$(dirname -- "$entitlements")" && pwd -P)/${entitlements##
 check_libraries
 if [ "$identity" = - ]; then
   # The hardened runtime loads libraries of its own team alone, and here there is no team.
-  seal=(--timestamp=none)
-  runtime=()
+  library_seal=(--timestamp=none)
+  program_seal=(--timestamp=none)
 else
   need_identity "$identity" codesigning "$keychain"
-  seal=(--timestamp)
-  runtime=(--options runtime)
+  library_seal=(--timestamp)
+  program_seal=(--timestamp --options runtime)
 fi
 
 copy_app
@@ -112,10 +114,11 @@ if command -v xattr >/dev/null 2>&1; then
 fi
 find_code >"$workplace/code"
 while IFS= read -r -d '' path <&3; do
-  sign "$path" "${seal[@]}"
+  sign "$path" "${library_seal[@]}"
 done 3<"$workplace/code"
-sign "$extension" "${seal[@]}" ${runtime[@]+"${runtime[@]}"} --entitlements "$entitlements"
-sign "$app" "${seal[@]}" ${runtime[@]+"${runtime[@]}"}
+sign "$app/Contents/MacOS/modulecheck" "${program_seal[@]}"
+sign "$extension" "${program_seal[@]}" --entitlements "$entitlements"
+sign "$app" "${program_seal[@]}" --entitlements "$application_entitlements"
 codesign --verify --deep --strict --verbose=2 "$app" ||
   fail "codesign does not accept its own signatures, see above; the application is as it was"
 replace_by_copy

@@ -35,13 +35,18 @@ as_user() {
 # Says what is left, with the command that removes it.
 tell_rest() {
   local container="${HOME-}/Library/Containers/$extension_id"
+  local settings="${HOME-}/Library/Preferences/$application_id.plist"
   say "what is left, as far as it was ever there:"
   if [ -d "$container" ]; then
     printf '%s\n' "   the extension's data: rm -rf '$container'" \
       "     if that is not permitted: in the Finder, or allow your terminal full disk access"
   fi
-  if command -v pkgutil >/dev/null 2>&1 && pkgutil --pkg-info "$package_id" >/dev/null 2>&1; then
-    printf '%s\n' "   the installer's receipt: sudo pkgutil --forget $package_id"
+  if [ -f "$settings" ]; then
+    printf '%s\n' "   where the window was: defaults delete $application_id"
+  fi
+  if command -v pkgutil >/dev/null 2>&1 &&
+    pkgutil --pkg-info "$application_id.pkg" >/dev/null 2>&1; then
+    printf '%s\n' "   the installer's receipt: sudo pkgutil --forget $application_id.pkg"
   fi
   cat <<'EOT'
    the profile that shows private log data: System Settings, General, Device Management; before
@@ -60,7 +65,7 @@ if [ ! -w "$parent" ] || [ ! -w "$app" ] || [ ! -w "$app/Contents" ]; then
   fail "'$app' cannot be removed by you; run this with sudo"
 fi
 extension_id=$(plist_text "$extension/Contents/Info.plist" CFBundleIdentifier)
-package_id=$(plist_text "$app/Contents/Info.plist" CFBundleIdentifier).pkg
+application_id=$(plist_text "$app/Contents/Info.plist" CFBundleIdentifier)
 
 as_user pluginkit -r "$extension" ||
   note "pluginkit did not know the extension '$extension_id'; going on"

@@ -1,6 +1,9 @@
-"""What the bundle holds beside code, as text."""
+"""What the bundle holds beside code, and what its signatures entitle it to, as text."""
 import os
+import pathlib
 import plistlib
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 
 def flat(value, path=""):
@@ -25,8 +28,16 @@ def configuration(file):
     return [f"  {line}" for line in lines if line and not line.startswith("#")]
 
 
+def entitlements():
+    """What sign.sh entitles the extension and the application to, which no build carries."""
+    for file in sorted((SOURCE / "resources").glob("*.entitlements")):
+        yield str(file.relative_to(SOURCE))
+        yield from property_list(file)
+
+
 def listing(application):
-    """Every file, with a star when it may be run; what property lists and configurations say."""
+    """Every file, with a star when it may be run; what property lists and configurations say; the
+    entitlements."""
     lines = []
     for file in sorted(path for path in application.rglob("*")
                        if path.is_symlink() or not path.is_dir()):
@@ -37,4 +48,4 @@ def listing(application):
             lines += property_list(file)
         elif file.suffix == ".conf":
             lines += configuration(file)
-    return "\n".join(lines) + "\n"
+    return "\n".join([*lines, *entitlements()]) + "\n"

@@ -28,7 +28,8 @@ def texts(folder, language):
 class BundleTest(unittest.TestCase):
     def test_copies_what_lies_in_the_sources(self):
         copies = {EXTENSION / "Resources/libpkcs11qarn_Lindel_PCSC.dylib":
-                  BUILD / "bin/libkelvrin_adapter.dylib"}
+                  BUILD / "bin/libkelvrin_adapter.dylib",
+                  "Contents/MacOS/modulecheck": BUILD / "bin/modulecheck"}
         for language in ("de", "en"):
             table = f"{language}.lproj/Localizable.strings"
             copies[EXTENSION / "Resources" / table] = SOURCE / "resources" / table
@@ -41,7 +42,7 @@ class BundleTest(unittest.TestCase):
     def test_has_every_text_that_the_sources_ask_for_in_both_languages(self):
         for folder, pattern in (("token", r'localizedStringForKey:@"(\w+)"'),
                                 ("app", r'@"([A-Z_]+)"')):
-            asked = {key for path in (SOURCE / folder).glob("*.mm") if "_test" not in path.name
+            asked = {key for path in (SOURCE / folder).rglob("*.mm") if "_test" not in path.name
                      for key in re.findall(pattern, path.read_text(encoding="utf-8"))}
             self.assertTrue(asked)
             tables = SOURCE / ("resources" if folder == "token" else folder)
@@ -49,10 +50,12 @@ class BundleTest(unittest.TestCase):
                 self.assertEqual(sorted(key for key, _ in texts(tables, language)), sorted(asked))
             self.assertRegex("".join(text for _, text in texts(tables, "de")), "[äöüÄÖÜß]")
 
-    def test_entitles_the_extension_to_its_sandbox_and_to_cards(self):
-        self.assertEqual(bundle.property_list(SOURCE / "resources/KelvrinToken.entitlements"),
-                         ["  /com.apple.security.app-sandbox = True",
-                          "  /com.apple.security.smartcard = True"])
+    def test_entitles_the_extension_to_its_sandbox_and_both_to_cards(self):
+        self.assertEqual(list(bundle.entitlements()), [
+            "resources/KelvrinToken.entitlements", "  /com.apple.security.app-sandbox = True",
+            "  /com.apple.security.smartcard = True",
+            "resources/KelvrinTokenApplication.entitlements",
+            "  /com.apple.security.smartcard = True"])
 
     def test_another_key_or_file_is_found(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -17,9 +17,9 @@ def expected(build):
     """The files by their names in the zip."""
     files = {f"bin/{name}": build / "bin" / name
              for name in ("modulecheck", "libkelvrin_adapter.dylib")}
-    files["resources/KelvrinToken.entitlements"] = SOURCE / "resources/KelvrinToken.entitlements"
-    for folder, pattern in (("docs", "*.md"), ("packaging", "*.sh")):
-        files |= {f"{folder}/{path.name}": path for path in (SOURCE / folder).glob(pattern)}
+    for pattern in ("docs/**/*", "packaging/*.sh", "resources/*.entitlements"):
+        files |= {str(path.relative_to(SOURCE)): path
+                  for path in SOURCE.glob(pattern) if path.is_file()}
     application = build / "KelvrinToken.app"
     files |= {str(path.relative_to(build)): path
               for path in application.rglob("*") if path.is_file()}
@@ -54,8 +54,10 @@ class DownloadTest(unittest.TestCase):
 
     def test_what_a_mac_needs_is_more_than_nothing(self):
         names = expected(BUILD).keys()
-        for name in ("KelvrinToken.app/Contents/MacOS/KelvrinToken", "bin/modulecheck",
-                     "docs/macos.md", "packaging/sign.sh"):
+        for name in ("KelvrinToken.app/Contents/MacOS/KelvrinToken",
+                     "KelvrinToken.app/Contents/MacOS/modulecheck", "bin/modulecheck",
+                     "docs/macos.md", "packaging/sign.sh", "resources/KelvrinToken.entitlements",
+                     "resources/KelvrinTokenApplication.entitlements"):
             self.assertIn(f"KelvrinToken/{name}", names)
 
 

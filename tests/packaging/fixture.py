@@ -79,6 +79,7 @@ class PackagingTest(unittest.TestCase):
         for program in (app / "Contents" / "MacOS", extension / "MacOS"):
             program.mkdir()
             (program / "KelvrinToken").write_bytes(CODE)
+        (app / "Contents" / "MacOS" / "modulecheck").write_bytes(CODE)
         resources = extension / "Resources"
         write_plist(resources / "config.plist", readerName="Kelvrin Reader")
         for language in ("de", "en"):

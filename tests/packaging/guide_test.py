@@ -7,6 +7,9 @@ import unittest
 from fixture import PACKAGING, ROOT
 
 GUIDE = (ROOT / "docs" / "macos.md").read_text(encoding="utf-8")
+# A picture begins with a mark.
+LINK = r"(?<!!)\[[^\]]*\]\((.*?)\)"
+PICTURE = r"!\[([^\]]*)\]\((.*?)\)"
 LITERAL = r'"(?:[^"\\\n]|\\.)*"'
 TYPES = {"os_log": "default", "os_log_info": "info", "os_log_debug": "debug",
          "os_log_error": "error", "os_log_fault": "fault"}
@@ -137,7 +140,7 @@ class GuideTest(unittest.TestCase):
         headings = re.findall(r"^#+ (.*)$", GUIDE, re.MULTILINE)
         anchors = {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
                    for heading in headings}
-        for link in re.findall(r"\]\((.*?)\)", GUIDE):
+        for link in re.findall(LINK, GUIDE):
             if link.startswith("#"):
                 self.assertIn(link[1:], anchors)
             else:
@@ -149,8 +152,16 @@ class GuideTest(unittest.TestCase):
         self.assertIn("macos", pages)
         for page in pages:
             text = (ROOT / "docs" / f"{page}.md").read_text(encoding="utf-8")
-            for link in re.findall(r"\]\(([^#)]+)", text):
-                self.assertIn(link.removesuffix(".md"), pages, page)
+            for link in re.findall(LINK, text):
+                if not link.startswith("#"):
+                    self.assertIn(link.split("#")[0].removesuffix(".md"), pages, page)
+
+    def test_pictures_are_told_in_words_where_they_cannot_be_seen(self):
+        pictures = {file: words for words, file in re.findall(PICTURE, GUIDE)}
+        self.assertEqual(sorted(pictures),
+                         ["pictures/window-ready.png", "pictures/window-report.png"])
+        for file, words in pictures.items():
+            self.assertGreater(len(words.split()), 10, file)
 
     def test_the_identifiers_are_the_projects(self):
         bundles = (ROOT / "cmake" / "KelvrinBundle.cmake").read_text(encoding="utf-8")

@@ -10,7 +10,7 @@ from fixture import ROOT
 
 PIN = "8642097531"
 STEPS = ["build", "unpack", "help", "libraries", "card", "configure", "sign", "seal", "lists",
-         "modulecheck", "harness", "register", "listing"]
+         "modulecheck", "harness", "register", "report", "listing"]
 EXPECTED = ROOT / "tests/harness/expected.txt"
 # What stands in for a tool, as a script; $tree is the copy, $made what the build makes.
 TOOLS = {
@@ -26,6 +26,8 @@ TOOLS = {
 }
 MADE = {
     "bin/modulecheck": 'case $1 in --help) ;; *) echo "It works with the adapter."; exit 3 ;; esac',
+    "KelvrinToken.app/Contents/MacOS/KelvrinToken":
+        '[ "$*" = --report ] && cat "$tree/application-says"',
     "harness/load_libraries": '[ "$#" -eq 3 ] && echo "opened $3"',
     # In a bundle of its own, with the extension's resources beside it.
     "harness/insert_card": 'cd "${0%/*}/../Resources" && [ -f libsofthsm2.so ] && '
@@ -44,6 +46,7 @@ class MacCheckTest(fixture.PackagingTest):
         (self.tree / "tests/harness").mkdir(parents=True)
         shutil.copy(EXPECTED, self.tree / "tests/harness")
         self.says(EXPECTED.read_text(encoding="utf-8"))
+        (self.tree / "application-says").write_text("a card of one's own\n")
         self.script(self.tree / "tests/card/make-card",
                     f'mkdir -p "$1/card"; echo {PIN} >"$1/card/pin"')
         for tool in ("diff", "tar", "tee"):
@@ -85,7 +88,7 @@ class MacCheckTest(fixture.PackagingTest):
 
     def test_all_passes(self):
         self.assertEqual(self.check(), (0, {}), self.output)
-        self.assertIn("mac-check: 0 of 13 steps failed; the report is build/mac-check/report.txt",
+        self.assertIn("mac-check: 0 of 14 steps failed; the report is build/mac-check/report.txt",
                       self.output)
         for line in ("ProductVersion: 14.5", "== harness", "the plaintext is the message: yes"):
             self.assertIn(line, self.report.splitlines())
@@ -108,7 +111,16 @@ class MacCheckTest(fixture.PackagingTest):
         self.plan["fail"] = ["^codesign --verify --strict --deep"]
         self.assertEqual(self.check(), (1, {"seal": "FAIL"}))
         self.assertIn("FAIL      seal        codesign: a reason of its own", self.output)
-        self.assertIn("mac-check: 1 of 13 steps failed", self.output)
+        self.assertIn("mac-check: 1 of 14 steps failed", self.output)
+
+    def test_what_the_application_reports_is_kept_apart(self):
+        self.assertEqual(self.check(), (0, {}))
+        self.assertEqual((self.tree / "build/mac-check/window.txt").read_text(),
+                         "a card of one's own\n")
+        self.assertNotIn("a card of one's own", self.report + self.output)
+        (self.tree / "application-says").write_text("")
+        self.assertEqual(self.check(), (1, {"report": "FAIL"}))
+        self.assertIn("FAIL      report      ./dev: the application's report is empty", self.output)
 
     def test_pluginkit_alone_may_be_missing(self):
         self.script(self.path / "pluginkit", "exit 1")

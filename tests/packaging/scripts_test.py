@@ -174,17 +174,22 @@ class UninstallTest(fixture.PackagingTest):
     def test_says_what_is_left(self):
         container = self.home / "Library/Containers/org.kelvrin.KelvrinToken.extension"
         container.mkdir(parents=True)
+        settings = self.home / "Library/Preferences/org.kelvrin.KelvrinToken.plist"
+        fixture.write_plist(settings)
         self.uninstall()
         self.assertIn(f"rm -rf '{container}'", self.output)
         self.assertIn("full disk access", self.output)
         self.assertIn("System Settings, General, Device Management", self.output)
         self.assertTrue(container.is_dir())
+        self.assertIn("defaults delete org.kelvrin.KelvrinToken\n", self.output)
+        self.assertTrue(settings.exists())
         self.assertIn("pkgutil --forget org.kelvrin.KelvrinToken.pkg", self.output)
 
     def test_says_nothing_of_what_was_never_there(self):
         self.plan["fail"] = ["^pkgutil"]
         self.uninstall()
         self.assertNotIn("Containers", self.output)
+        self.assertNotIn("defaults delete org", self.output)
         self.assertNotIn("pkgutil", self.output)
 
     def test_with_sudo_the_callers_registry_is_meant(self):

@@ -9,7 +9,10 @@ import fixture
 from fixture import ADAPTER, CODE, IDENTITY, SECOND_NAME
 
 RIGHTS = {"com.apple.security.app-sandbox": True, "com.apple.security.smartcard": True}
+APPLICATION_RIGHTS = {"com.apple.security.smartcard": True}
+MODULECHECK = "KelvrinToken.app/Contents/MacOS/modulecheck"
 EXTENSION = "KelvrinToken.app/Contents/PlugIns/KelvrinToken.appex"
+PROGRAMS = [MODULECHECK, EXTENSION, "KelvrinToken.app"]  # in the order in which they are signed
 RESOURCES = f"{EXTENSION}/Contents/Resources"
 
 
@@ -40,9 +43,9 @@ class SignTest(fixture.PackagingTest):
             library.write_bytes(CODE)
         self.sign()
         paths = list(self.signatures())
-        self.assertEqual(paths[-2:], [EXTENSION, "KelvrinToken.app"])
+        self.assertEqual(paths[-3:], PROGRAMS)
         frameworks = f"{EXTENSION}/Contents/Frameworks"
-        self.assertEqual(sorted(paths[:-2]), sorted(
+        self.assertEqual(sorted(paths[:-3]), sorted(
             [f"{RESOURCES}/{name}" for name in (f"{ADAPTER}.dylib", f"{SECOND_NAME}.dylib",
                                                 "opensc-pkcs11.so", "card file ü'\".dylib")] +
             [f"{frameworks}/libcrypto.3.dylib", f"{frameworks}/Card.framework/Versions/A/Card",
@@ -53,25 +56,25 @@ class SignTest(fixture.PackagingTest):
 
     def test_the_options_of_each_signature(self):
         self.sign("--keychain", "my keychain")
-        self.assertEqual(len(self.signatures()), 4)
+        rights = {EXTENSION: RIGHTS, "KelvrinToken.app": APPLICATION_RIGHTS}
+        self.assertEqual(len(self.signatures()), 5)
         for path, call in self.signatures().items():
             with self.subTest(path):
                 arguments = " ".join(call["arguments"])
                 self.assertIn(f"--force --sign {IDENTITY} --keychain my keychain --timestamp ",
                               arguments)
                 self.assertNotIn("--deep", arguments)
-                # Libraries get no hardened runtime, and only the extension has entitlements.
-                bundle = path.endswith((".app", ".appex"))
-                self.assertEqual("--options runtime" in arguments, bundle)
-                self.assertEqual("--options" in arguments, bundle)
-                self.assertEqual(call["entitlements"], RIGHTS if path == EXTENSION else None)
+                # Libraries get no hardened runtime, and modulecheck no entitlements.
+                self.assertEqual("--options runtime" in arguments, path in PROGRAMS)
+                self.assertEqual("--options" in arguments, path in PROGRAMS)
+                self.assertEqual(call["entitlements"], rights.get(path))
         self.assertEqual(self.calls("security")[0]["arguments"],
                          ["find-identity", "-p", "codesigning", "my keychain"])
 
     def test_for_this_mac_alone_there_is_no_timestamp_and_no_hardened_runtime(self):
         self.plan["identities"] = []
         self.sign(identity="-")
-        self.assertEqual(len(self.signatures()), 4)
+        self.assertEqual(len(self.signatures()), 5)
         for path, call in self.signatures().items():
             arguments = call["arguments"]
             self.assertEqual(arguments[:4], ["--force", "--sign", "-", "--timestamp=none"], path)
@@ -83,6 +86,7 @@ class SignTest(fixture.PackagingTest):
         file.write_bytes(plistlib.dumps(rights))
         self.sign("--entitlements", file.name, identity=f"{1:040x}")
         self.assertEqual(self.signatures()[EXTENSION]["entitlements"], rights)
+        self.assertEqual(self.signatures()["KelvrinToken.app"]["entitlements"], APPLICATION_RIGHTS)
 
     def test_clears_what_downloads_leave_on_files_and_verifies_the_whole_afterwards(self):
         library = self.resources / "card.dylib"
@@ -121,7 +125,8 @@ class SignFailureTest(fixture.PackagingTest):
         for pattern, text in (
                 *((f"^codesign --force .*{place}$", "codesign failed for 'KelvrinToken.app")
                   for place in (f"{ADAPTER}[.]dylib", f"{SECOND_NAME}[.]dylib",
-                                "PlugIns/KelvrinToken[.]appex", "/KelvrinToken[.]app")),
+                                "MacOS/modulecheck", "PlugIns/KelvrinToken[.]appex",
+                                "/KelvrinToken[.]app")),
                 ("^codesign --verify", "codesign does not accept its own signatures"),
                 ("^xattr", "xattr cannot clear the files' attributes")):
             with self.subTest(pattern):
