@@ -1,0 +1,31 @@
+// The top of the window: a sign, a sentence, what to do about it, and a button that does it.
+#pragma once
+
+#import <Cocoa/Cocoa.h>
+
+#include "app/text/texts.h"
+
+@interface StatusView : NSView {
+  const kelvrin::app::Texts *_texts;
+  NSTextField *_sign;
+  NSTextField *_sentence;
+  NSTextField *_explanation;
+  NSButton *_button;
+}
+
+// The texts outlive it; the target is not kept, and gets the action when the button is pressed.
+- (instancetype)initWithTexts:(const kelvrin::app::Texts *)texts
+                       target:(id)target
+                       action:(SEL)action;
+
+- (void)showSituation:(const kelvrin::app::Situation &)situation;
+
+// Places what is shown, for a width in points; returns the height that it needs.
+- (CGFloat)arrangeInWidth:(CGFloat)width;
+
+- (NSTextField *)sign;
+- (NSTextField *)sentence;
+- (NSTextField *)explanation;
+- (NSButton *)button;
+
+@end

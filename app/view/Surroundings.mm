@@ -1,0 +1,43 @@
+#import "app/view/Surroundings.h"
+
+@implementation Surroundings
+
+- (void)copyText:(NSString *)text {
+  NSPasteboard *pasteboard = [NSPasteboard generalPasteboard];
+  [pasteboard declareTypes:@[ NSPasteboardTypeString ] owner:nil];
+  [pasteboard setString:text forType:NSPasteboardTypeString];
+}
+
+- (NSString *)pathToSave:(NSString *)name {
+  NSSavePanel *panel = [NSSavePanel savePanel];
+  [panel setNameFieldStringValue:name];
+  if ([panel runModal] != NSModalResponseOK) return nil;
+  return [[panel URL] path];
+}
+
+- (NSString *)writeText:(NSString *)text toPath:(NSString *)path {
+  NSError *error = nil;
+  if ([text writeToFile:path atomically:YES encoding:NSUTF8StringEncoding error:&error]) return nil;
+  return [error localizedDescription];
+}
+
+- (void)showFile:(NSString *)path {
+  [[NSWorkspace sharedWorkspace] selectFile:path inFileViewerRootedAtPath:@""];
+}
+
+- (void)openGuide {
+  NSString *path = [[NSBundle mainBundle] pathForResource:@"macos" ofType:@"md"];
+  if (![[NSWorkspace sharedWorkspace] openFile:path withApplication:@"TextEdit"]) {
+    [self showFile:path];
+  }
+}
+
+- (void)showProblem:(NSString *)title explanation:(NSString *)explanation {
+  NSAlert *alert = [[[NSAlert alloc] init] autorelease];
+  [alert setAlertStyle:NSAlertStyleWarning];
+  [alert setMessageText:title];
+  [alert setInformativeText:explanation];
+  [alert runModal];
+}
+
+@end
