@@ -60,8 +60,11 @@ std::optional<Options> Parse(int argc, const char* const* argv, int* status) {
   if (argc < 2 || !std::string_view(argv[1]).starts_with("--")) return options;
   CLI::App app("Says what Kelvrin Token sees. Without an option it opens its window.",
                "KelvrinToken");
-  app.add_flag("--list", "Print the state and the certificates; exit status 1 without a card");
-  app.add_flag("--report", "Print the report for whoever helps");
+  bool lists = false;
+  bool reports = false;
+  app.add_flag("--list", lists,
+               "Print the state and the certificates; exit status 1 without a card");
+  app.add_flag("--report", reports, "Print the report for whoever helps");
   app.add_option("--ssh-key", options.label,
                  "Print the SSH key of the certificate, or of the key, with this name")
       ->type_name("LABEL");
@@ -72,9 +75,9 @@ std::optional<Options> Parse(int argc, const char* const* argv, int* status) {
     *status = app.exit(end) == 0 ? 0 : 2;
     return std::nullopt;
   }
-  options.action = app.count("--list") > 0     ? Options::Action::kList
-                   : app.count("--report") > 0 ? Options::Action::kReport
-                                               : Options::Action::kSshKey;
+  options.action = lists     ? Options::Action::kList
+                   : reports ? Options::Action::kReport
+                             : Options::Action::kSshKey;
   return options;
 }
 

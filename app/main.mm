@@ -1,26 +1,12 @@
-// KelvrinToken.app: registers the extension by being there, and says so when it is opened.
-#import <Cocoa/Cocoa.h>
+// KelvrinToken.app: registers the extension by being there, and shows what the extension and the
+// card do.
+#import "app/Application.h"
+#include "app/system/apple_system.h"
 
-#import "app/InstallationMessage.h"
-
-// Shows the message; returns whether the user wants to see the guide.
-static BOOL Show(InstallationMessage *message) {
-  NSAlert *alert = [[[NSAlert alloc] init] autorelease];
-  [alert setMessageText:[message title]];
-  [alert setInformativeText:[message explanation]];
-  [alert addButtonWithTitle:[message closeButton]];
-  if ([message guidePath] != nil) [alert addButtonWithTitle:[message guideButton]];
-  return [alert runModal] == NSAlertSecondButtonReturn;
-}
-
-int main() {
+int main(int argc, char **argv) {
   @autoreleasepool {
-    [[NSApplication sharedApplication] activateIgnoringOtherApps:YES];
-    InstallationMessage *message =
-        [[[InstallationMessage alloc] initWithBundle:[NSBundle mainBundle]] autorelease];
-    if (Show(message)) {
-      [[NSWorkspace sharedWorkspace] selectFile:[message guidePath] inFileViewerRootedAtPath:@""];
-    }
+    NSBundle *bundle = [NSBundle mainBundle];
+    kelvrin::app::AppleSystem system(bundle);
+    return kelvrin::app::RunApplication(bundle, &system, argc, argv);
   }
-  return 0;
 }

@@ -10,8 +10,8 @@ if(NOT _kelvrin_position EQUAL 0)
                       "'${KELVRIN_APPLICATION_ID}.'; the system takes no other extension")
 endif()
 
+set(KELVRIN_APPLICATION_CONTENTS ${CMAKE_BINARY_DIR}/KelvrinToken.app/Contents)
 if(APPLE)
-  set(KELVRIN_APPLICATION_CONTENTS ${CMAKE_BINARY_DIR}/KelvrinToken.app/Contents)
   set(KELVRIN_EXTENSION_CONTENTS
       ${KELVRIN_APPLICATION_CONTENTS}/PlugIns/KelvrinToken.appex/Contents)
 else()

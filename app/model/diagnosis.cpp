@@ -15,6 +15,8 @@ constexpr char kLogPredicate[] =
 Diagnosis::Diagnosis(System* system, std::function<void()> changed)
     : system_(system), changed_(std::move(changed)) {
   const Installation& here = system_->installation();
+  // Modulecheck loads the adapter as the extension does, and takes it for its own too.
+  const std::string adapter = here.extension + kAdapter;
   using Kind = Section::Kind;
   commands_ = {
       {Kind::kSignature, {"/usr/bin/codesign", {"-d", "--verbose=2", here.application}}},
@@ -25,7 +27,7 @@ Diagnosis::Diagnosis(System* system, std::function<void()> changed)
       {Kind::kTokens, {"/usr/bin/security", {"list-smartcards"}}},
       {Kind::kModule,
        {here.application + "/Contents/MacOS/modulecheck",
-        {"--json", "--timeout", "60", here.extension + kAdapter},
+        {"--json", "--timeout", "60", "--adapter-library", adapter, adapter},
         70}},
       {Kind::kLog,
        {"/usr/bin/log",

@@ -3,7 +3,12 @@
 
 #import <Cocoa/Cocoa.h>
 
-@interface Surroundings : NSObject
+@interface Surroundings : NSObject {
+  NSString *_guide;
+}
+
+// `guide`: the guide's file.
+- (instancetype)initWithGuide:(NSString *)guide;
 
 - (void)copyText:(NSString *)text;
 

@@ -2,6 +2,12 @@
 
 @implementation Surroundings
 
+- (instancetype)initWithGuide:(NSString *)guide {
+  self = [super init];
+  if (self != nil) _guide = [guide copy];
+  return self;
+}
+
 - (void)copyText:(NSString *)text {
   NSPasteboard *pasteboard = [NSPasteboard generalPasteboard];
   [pasteboard declareTypes:@[ NSPasteboardTypeString ] owner:nil];
@@ -26,9 +32,8 @@
 }
 
 - (void)openGuide {
-  NSString *path = [[NSBundle mainBundle] pathForResource:@"macos" ofType:@"md"];
-  if (![[NSWorkspace sharedWorkspace] openFile:path withApplication:@"TextEdit"]) {
-    [self showFile:path];
+  if (![[NSWorkspace sharedWorkspace] openFile:_guide withApplication:@"TextEdit"]) {
+    [self showFile:_guide];
   }
 }
 
@@ -38,6 +43,11 @@
   [alert setMessageText:title];
   [alert setInformativeText:explanation];
   [alert runModal];
+}
+
+- (void)dealloc {
+  [_guide release];
+  [super dealloc];
 }
 
 @end
