@@ -11,6 +11,7 @@
   NSTableView *_table;
   NSScrollView *_view;
   NSArray<NSArray<NSString *> *> *_rows;  // what each column shows
+  CGFloat _width;                         // that the columns share
   BOOL _isRefreshing;
 }
 
@@ -20,6 +21,9 @@
 
 // Shows what the model has; does nothing to a table that shows it already.
 - (void)refresh;
+
+// Places the view; columns share a new width.
+- (void)placeIn:(NSRect)frame;
 
 // The selected certificate's row in one line; nil when there is none.
 - (NSString *)selectedLine;

@@ -1,5 +1,9 @@
 #import "app/view/CertificateTable.h"
 
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
 #import "app/view/Controls.h"
 
 using kelvrin::app::Certificate;
@@ -10,7 +14,7 @@ namespace {
 
 struct Column {
   const char *key;  // of its heading
-  CGFloat width;    // at first, and at least
+  CGFloat width;    // at least
 };
 constexpr Column kColumns[] = {
     {"NAME", 160}, {"ISSUER", 120}, {"VALID_UNTIL", 130}, {"KEY", 80}, {"CAN", 90}};
@@ -53,6 +57,22 @@ constexpr CGFloat kRowHeight = 36;
   [column setEditable:NO];
   [[column dataCell] setWraps:YES];
   [_table addTableColumn:column];
+}
+
+- (void)placeIn:(NSRect)frame {
+  [_view setFrame:frame];
+  const CGFloat width = [_view contentSize].width;
+  if (width == _width) return;  // else the widths that the user gave to columns would be lost
+  _width = width;
+  CGFloat least = 0;
+  for (const Column &column : kColumns) least += column.width;
+  const CGFloat room = width - least - std::size(kColumns) * [_table intercellSpacing].width;
+  NSArray<NSTableColumn *> *columns = [_table tableColumns];
+  for (NSUInteger i = 0; i < std::size(kColumns); ++i) {
+    const CGFloat share = std::max(0.0, std::floor(room * kColumns[i].width / least));
+    [[columns objectAtIndex:i] setWidth:kColumns[i].width + share];
+  }
+  [_table sizeToFit];
 }
 
 // Returns what a certificate's row shows, autoreleased.
