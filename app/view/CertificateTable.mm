@@ -38,7 +38,7 @@ constexpr CGFloat kRowHeight = 36;
     [_table setAllowsEmptySelection:NO];
     [_table setAllowsColumnReordering:NO];
     [_table setUsesAlternatingRowBackgroundColors:YES];
-    [_table setColumnAutoresizingStyle:NSTableViewUniformColumnAutoresizingStyle];
+    [_table setColumnAutoresizingStyle:NSTableViewLastColumnOnlyAutoresizingStyle];
     [_table setDataSource:self];
     [_table setDelegate:self];
     SetName(_table, texts->Get("CERTIFICATES"));
@@ -72,7 +72,7 @@ constexpr CGFloat kRowHeight = 36;
     const CGFloat share = std::max(0.0, std::floor(room * kColumns[i].width / least));
     [[columns objectAtIndex:i] setWidth:kColumns[i].width + share];
   }
-  [_table sizeToFit];
+  [_table sizeLastColumnToFit];
 }
 
 // Returns what a certificate's row shows, autoreleased.
