@@ -2,6 +2,11 @@
 // a token.
 #import "platform/linux/ctk/SecKeys.h"
 
+// Whether it is one for the private half of a key.
+static bool IsPrivate(SecKeyOperationType operation) {
+  return operation != kSecKeyOperationTypeVerify && operation != kSecKeyOperationTypeEncrypt;
+}
+
 @implementation TKTokenKey
 
 - (instancetype)initWithItem:(TKTokenKeychainKey *)item ofToken:(TKSystemToken *)token {
@@ -44,13 +49,19 @@
 }
 
 - (BOOL)supportsOperation:(SecKeyOperationType)operation algorithm:(NSString *)algorithm {
-  return [[_token service] supportsOperation:operation usingKey:_item algorithm:algorithm];
+  return IsPrivate(operation) && [[_token service] supportsOperation:operation
+                                                            usingKey:_item
+                                                           algorithm:algorithm];
 }
 
 - (NSData *)performOperation:(SecKeyOperationType)operation
                    algorithm:(NSString *)algorithm
                         data:(NSData *)data
                        error:(NSError **)error {
+  if (!IsPrivate(operation)) {
+    TKSetStatus(error, kSecParameterStatus, @"a private key does not encrypt");
+    return nil;
+  }
   id<TKKeyService> service = [_token service];
   if (service == nil) {
     *error = [NSError errorWithDomain:TKErrorDomain code:TKErrorCodeTokenNotFound userInfo:nil];

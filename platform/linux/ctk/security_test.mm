@@ -1,3 +1,4 @@
+#include <CommonCrypto/CommonDigest.h>
 #import <CryptoTokenKit/CryptoTokenKit.h>
 #include <gtest/gtest.h>
 
@@ -63,6 +64,65 @@ TEST(SecCertificate, SubjectSummaryIsTheCommonNameOrItsNearestSubstitute) {
     id text = (id)SecCertificateCopySubjectSummary(CertificateOf(der));
     EXPECT_EQ(TextOf([text autorelease]), summary);
   }
+}
+
+TEST(SecCertificate, SerialNumberIsTheEncodedOne) {
+  NSData *serial =
+      (NSData *)SecCertificateCopySerialNumberData(CertificateOf(SomeCertificate()), nullptr);
+  EXPECT_EQ(TextOf([serial autorelease]), "<01>");
+}
+
+// The value of a name among a certificate's; the certificate is asked for that name alone or all.
+id ValueOf(const Bytes &der, CFStringRef name, bool alone) {
+  NSArray *names = alone ? @[ (id)name ] : nil;
+  NSDictionary *values =
+      (NSDictionary *)SecCertificateCopyValues(CertificateOf(der), (CFArrayRef)names, nullptr);
+  EXPECT_EQ([values count], alone ? 1U : 3U);
+  return [[[values autorelease] objectForKey:(id)name] objectForKey:(id)kSecPropertyKeyValue];
+}
+
+TEST(SecCertificate, DatesAreNumbersOfSecondsSince2001) {
+  for (const bool alone : {true, false}) {
+    const double begin =
+        [ValueOf(SomeCertificate(), kSecOIDX509V1ValidityNotBefore, alone) doubleValue];
+    const double end =
+        [ValueOf(SomeCertificate(), kSecOIDX509V1ValidityNotAfter, alone) doubleValue];
+    EXPECT_NEAR(begin, [[NSDate date] timeIntervalSinceReferenceDate], 86400);
+    EXPECT_EQ(end, begin + 86400);
+  }
+}
+
+TEST(SecCertificate, ADateThatCannotBeReadIsAnError) {
+  Bytes der = SomeCertificate();
+  const Bytes head = {0x17, 0x0D};  // a UTCTime of 13 letters
+  const auto found = std::ranges::search(der, head);
+  ASSERT_FALSE(found.empty());
+  found.end()[0] = 'x';
+  CFErrorRef error = nullptr;
+  EXPECT_EQ(SecCertificateCopyValues(CertificateOf(der), nullptr, &error), nullptr);
+  EXPECT_EQ([[(NSError *)error autorelease] code], -26275);  // errSecDecode
+  EXPECT_EQ(SecCertificateCopyValues(CertificateOf(der), nullptr, nullptr), nullptr);
+}
+
+TEST(SecCertificate, IssuerIsASectionOfItsParts) {
+  const Bytes der = MakeCertificate({.issuer = "Käthe's CA"});
+  NSArray *parts = ValueOf(der, kSecOIDX509V1IssuerName, true);
+  ASSERT_EQ([parts count], 1U);
+  NSDictionary *part = [parts objectAtIndex:0];
+  EXPECT_TRUE([[part objectForKey:(id)kSecPropertyKeyLabel] isEqual:(id)kSecOIDCommonName]);
+  EXPECT_EQ(TextOf([part objectForKey:(id)kSecPropertyKeyValue]), "Käthe's CA");
+}
+
+TEST(SecCertificate, AnUnknownValueIsLeftOut) {
+  NSDictionary *values = (NSDictionary *)SecCertificateCopyValues(
+      CertificateOf(SomeCertificate()), (CFArrayRef) @[ @"1.2.3" ], nullptr);
+  EXPECT_EQ([[values autorelease] count], 0U);
+}
+
+TEST(CommonDigest, IsSha256) {
+  unsigned char digest[CC_SHA256_DIGEST_LENGTH];
+  EXPECT_EQ(CC_SHA256("abc", 3, digest), digest);
+  EXPECT_EQ(TextOf([NSData dataWithBytes:digest length:4]), "<ba7816bf>");
 }
 
 }  // namespace
