@@ -23,6 +23,7 @@
                          texts:(const kelvrin::app::Texts *)texts
                   surroundings:(Surroundings *)surroundings;
 - (MainWindow *)window;
+- (const kelvrin::app::WindowModel *)model;
 
 @end
 

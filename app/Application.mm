@@ -25,6 +25,10 @@ using kelvrin::app::WindowModel;
   return _window;
 }
 
+- (const WindowModel *)model {
+  return _model.get();
+}
+
 - (void)applicationDidFinishLaunching:(NSNotification *)notification {
   (void)notification;
   [_window show];

@@ -99,6 +99,8 @@ void WindowModel::Update() {
     if (read == by_token_.end()) continue;
     certificates_.insert(certificates_.end(), read->second.begin(), read->second.end());
   }
+  // What is shown first stays selected, in whatever order the card lists them next time.
+  if (!selected_ && !certificates_.empty()) selected_ = certificates_.front();
   situation_ = Decide({.installation = system_->installation(),
                        .registration = registration(),
                        .presence = presence_,
@@ -117,7 +119,6 @@ std::string WindowModel::ReaderOf(const Certificate& certificate) const {
 
 std::optional<size_t> WindowModel::selection() const {
   if (certificates_.empty()) return std::nullopt;
-  if (!selected_) return 0;
   const auto found = std::ranges::find_if(
       certificates_, [this](const Certificate& each) { return IsSame(each, *selected_); });
   return found == certificates_.end() ? 0 : static_cast<size_t>(found - certificates_.begin());
