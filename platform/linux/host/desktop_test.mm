@@ -7,6 +7,7 @@
 #include <atomic>
 #include <thread>
 
+#import "platform/linux/ctk/change_notes.h"
 #import "platform/linux/host/testing/scripted_extension.h"
 
 namespace host {
@@ -158,6 +159,16 @@ TEST_F(DesktopTest, ACardShowsItsTokenUnderTheExtensionsClassID) {
   EXPECT_EQ(TextOf([[watcher tokenInfoForTokenID:token_id] slotName]), "reader");
   NSDictionary *attributes = (NSDictionary *)SecKeyCopyAttributes(FindKey());
   EXPECT_TRUE([[[attributes autorelease] objectForKey:(id)kSecAttrTokenID] isEqual:token_id]);
+}
+
+TEST_F(DesktopTest, ACardIsProbedBeforeItIsValid) {
+  desktop->Settle();
+  ChangeNotes *notes =
+      ChangesOf([[TKSmartCardSlotManager defaultManager] slotNamed:@"reader"], @"state");
+  Insert();
+  Remove();
+  [notes stop];
+  EXPECT_THAT([notes values], ElementsAre("2", "4", "1"));
 }
 
 TEST_F(DesktopTest, AKeySupportsWhatItsTokenReaches) {
