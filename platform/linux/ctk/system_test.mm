@@ -46,13 +46,19 @@ TEST(TokenWatcher, TellsWhereATokenIs) {
 TEST(TokenWatcher, MayGoWhileTokensChange) {
   std::atomic<bool> ending = false;
   std::thread changes([&ending] {
-    while (!ending) {
-      @autoreleasepool {
-        const PublishedToken token(@"a:1", @[]);
+    @autoreleasepool {
+      TKSystemToken *token = [[[TKSystemToken alloc]
+          initWithTokenID:@"a:1"
+                 slotName:@"Reader"
+                    items:@[]
+                  service:[[[WordService alloc] init] autorelease]] autorelease];
+      while (!ending) {
+        TKSystemAddToken(token);
+        TKSystemRemoveToken(@"a:1");
       }
     }
   });
-  for (int i = 0; i < 200; ++i) {
+  for (int i = 0; i < 1000; ++i) {
     @autoreleasepool {
       TKTokenWatcher *watcher = [[TKTokenWatcher alloc] init];
       EXPECT_LE([[watcher tokenIDs] count], 1U);
