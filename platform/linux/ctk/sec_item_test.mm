@@ -23,6 +23,12 @@ NSArray *ItemsOf(const Bytes &der) {
   ];
 }
 
+// The DER of a certificate with an RSA key; always the same.
+const Bytes &RsaCertificate() {
+  static const Bytes der = kelvrin::encoding::MakeCertificate({.key = "RSA"});
+  return der;
+}
+
 class SecItemTest : public testing::Test {
  protected:
   // The value of a query of this class, and of all tokens unless `more` names one.
@@ -46,7 +52,7 @@ class SecItemTest : public testing::Test {
   NSNumber *const yes = [NSNumber numberWithBool:YES];
   OSStatus status = 0;
   PublishedToken one{@"a:1", ItemsOf(SomeCertificate())};
-  PublishedToken other{@"a:2", ItemsOf(kelvrin::encoding::MakeCertificate({.key = "RSA"}))};
+  PublishedToken other{@"a:2", ItemsOf(RsaCertificate())};
 };
 
 TEST_F(SecItemTest, TokensAreFoundOnlyByAccessGroupOrTokenID) {

@@ -16,8 +16,15 @@ using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
 constexpr long kParameter = -50;        // errSecParam
 constexpr long kVerifyFailed = -67808;  // errSecVerifyFailed
 
-Key RsaKey() { return {EVP_RSA_gen(2048), EVP_PKEY_free}; }
-Key EcKey() { return {EVP_EC_gen("P-256"), EVP_PKEY_free}; }
+// Made once: it takes its time.
+const Key &RsaKey() {
+  static const Key key(EVP_RSA_gen(2048), EVP_PKEY_free);
+  return key;
+}
+const Key &EcKey() {
+  static const Key key(EVP_EC_gen("P-256"), EVP_PKEY_free);
+  return key;
+}
 
 // The key of a certificate for a key as Security hands it out; it lives as long as the pool.
 SecKeyRef PublicHalf(const Key &key) {
@@ -58,7 +65,7 @@ struct Signed {
 
 TEST(SecKey, VerifiesWhatItsPrivateHalfSigned) {
   const struct {
-    Key (*make)();
+    const Key &(*make)();
     bool pss;
     SecKeyAlgorithm own, other;
     long other_code;
@@ -101,7 +108,7 @@ std::string Decrypted(const Key &key, NSData *ciphertext, bool oaep) {
 }
 
 TEST(SecKey, EncryptsForItsPrivateHalf) {
-  const Key made = RsaKey();
+  const Key &made = RsaKey();
   for (const bool oaep : {true, false}) {
     CFDataRef ciphertext = SecKeyCreateEncryptedData(
         PublicHalf(made),
@@ -113,7 +120,7 @@ TEST(SecKey, EncryptsForItsPrivateHalf) {
 
 TEST(SecKey, SaysWhyItDoesNotEncrypt) {
   const struct {
-    Key (*make)();
+    const Key &(*make)();
     SecKeyAlgorithm algorithm;
     NSUInteger size;
   } rows[] = {{EcKey, kSecKeyAlgorithmRSAEncryptionPKCS1, 1},

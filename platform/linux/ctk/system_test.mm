@@ -4,70 +4,13 @@
 
 #include <atomic>
 
+#import "platform/linux/ctk/change_notes.h"
 #import "platform/linux/ctk/ctk_fixture.h"
 #import "platform/linux/ctk/published_token.h"
 
 using ::testing::ElementsAre;
 
-// Notes the values of a property as they change, and refuses to be told on the main thread.
-@interface ChangeNotes : NSObject {
-  NSMutableArray *_values;
-  NSObject *_object;
-  NSString *_name;
-}
-- (instancetype)initWithObject:(NSObject *)object name:(NSString *)name;
-- (void)stop;
-- (std::vector<std::string>)values;
-@end
-
-@implementation ChangeNotes
-
-- (instancetype)initWithObject:(NSObject *)object name:(NSString *)name {
-  self = [super init];
-  _values = [[NSMutableArray alloc] init];
-  _object = [object retain];
-  _name = [name retain];
-  [object addObserver:self forKeyPath:name options:NSKeyValueObservingOptionNew context:nullptr];
-  return self;
-}
-
-- (void)observeValueForKeyPath:(NSString *)path
-                      ofObject:(id)object
-                        change:(NSDictionary *)change
-                       context:(void *)context {
-  (void)context;
-  EXPECT_FALSE([NSThread isMainThread]);
-  id value = [change objectForKey:NSKeyValueChangeNewKey];
-  EXPECT_TRUE([value isEqual:[object valueForKey:path]]);
-  if ([value isKindOfClass:[NSArray class]]) value = [value componentsJoinedByString:@", "];
-  [_values addObject:[value description]];
-}
-
-- (void)stop {
-  [_object removeObserver:self forKeyPath:_name];
-}
-
-- (std::vector<std::string>)values {
-  std::vector<std::string> texts;
-  for (NSString *value in _values) texts.push_back(TextOf(value));
-  return texts;
-}
-
-- (void)dealloc {
-  [_values release];
-  [_object release];
-  [_name release];
-  [super dealloc];
-}
-
-@end
-
 namespace {
-
-// Notes that live as long as the pool.
-ChangeNotes *NotesOf(NSObject *object, NSString *name) {
-  return [[[ChangeNotes alloc] initWithObject:object name:name] autorelease];
-}
 
 TEST(TokenWatcher, KnowsTheTokensThatWereThereBefore) {
   TKTokenWatcher *early = [[[TKTokenWatcher alloc] init] autorelease];
@@ -80,7 +23,7 @@ TEST(TokenWatcher, KnowsTheTokensThatWereThereBefore) {
 
 TEST(TokenWatcher, TellsObserversOfEachChangeOffTheMainThread) {
   TKTokenWatcher *watcher = [[[TKTokenWatcher alloc] init] autorelease];
-  ChangeNotes *notes = NotesOf(watcher, @"tokenIDs");
+  ChangeNotes *notes = ChangesOf(watcher, @"tokenIDs");
   PublishedToken one(@"a:1", @[]);
   PublishedToken other(@"b:2:3", @[]);
   one.Remove();
@@ -103,9 +46,19 @@ TEST(TokenWatcher, TellsWhereATokenIs) {
 TEST(TokenWatcher, MayGoWhileTokensChange) {
   std::atomic<bool> ending = false;
   std::thread changes([&ending] {
-    while (!ending) const PublishedToken token(@"a:1", @[]);
+    @autoreleasepool {
+      TKSystemToken *token = [[[TKSystemToken alloc]
+          initWithTokenID:@"a:1"
+                 slotName:@"Reader"
+                    items:@[]
+                  service:[[[WordService alloc] init] autorelease]] autorelease];
+      while (!ending) {
+        TKSystemAddToken(token);
+        TKSystemRemoveToken(@"a:1");
+      }
+    }
   });
-  for (int i = 0; i < 200; ++i) {
+  for (int i = 0; i < 1000; ++i) {
     @autoreleasepool {
       TKTokenWatcher *watcher = [[TKTokenWatcher alloc] init];
       EXPECT_LE([[watcher tokenIDs] count], 1U);
@@ -127,7 +80,7 @@ TEST(SlotManager, TellsObserversOfReaders) {
   TKSmartCardSlotManager *manager = [TKSmartCardSlotManager defaultManager];
   EXPECT_EQ([[manager slotNames] count], 0U);
   EXPECT_EQ([manager slotNamed:@"one"], nil);
-  ChangeNotes *notes = NotesOf(manager, @"slotNames");
+  ChangeNotes *notes = ChangesOf(manager, @"slotNames");
   OnAnotherThread([] {
     TKSystemAddReader(@"one");
     TKSystemAddReader(@"other");
@@ -143,7 +96,7 @@ TEST(SlotManager, TellsObserversOfASlotUntilItIsMissing) {
   TKSmartCardSlot *slot = [[TKSmartCardSlotManager defaultManager] slotNamed:@"one"];
   EXPECT_EQ([slot state], TKSmartCardSlotStateEmpty);
   EXPECT_EQ(TextOf([slot name]), "one");
-  ChangeNotes *notes = NotesOf(slot, @"state");
+  ChangeNotes *notes = ChangesOf(slot, @"state");
   OnAnotherThread([] {
     TKSystemSetReaderState(@"one", TKSmartCardSlotStateProbing);
     TKSystemSetReaderState(@"one", TKSmartCardSlotStateValidCard);
