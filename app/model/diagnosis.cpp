@@ -10,6 +10,16 @@ constexpr char kAdapter[] = "/Contents/Resources/libpkcs11qarn_Lindel_PCSC.dylib
 constexpr char kLogPredicate[] =
     "processImagePath CONTAINS \"KelvrinToken.appex\" OR subsystem == \"com.apple.CryptoTokenKit\"";
 
+// A command as one would type it.
+std::string Typed(const Command& command) {
+  std::string text = command.program;
+  for (const std::string& argument : command.arguments) {
+    const bool is_one_word = argument.find(' ') == std::string::npos;
+    text += is_one_word ? " " + argument : " '" + argument + "'";
+  }
+  return text;
+}
+
 }  // namespace
 
 Diagnosis::Diagnosis(System* system, std::function<void()> changed)
@@ -42,9 +52,8 @@ void Diagnosis::RunNext() {
   const Step& step = commands_[done()];
   task_ = system_->Run(step.command, [this](const ProcessResult& result) {
     const auto& [kind, command] = commands_[done()];
-    std::string typed = command.program;
-    for (const std::string& argument : command.arguments) typed += " " + argument;
-    sections_.push_back({kind, typed, result.output + result.errors, result.end, result.status});
+    sections_.push_back(
+        {kind, Typed(command), result.output + result.errors, result.end, result.status});
     if (is_complete()) {
       task_.reset();
     } else {

@@ -37,6 +37,12 @@ bool HasCard(const Reader& reader) {
   return reader.state == SlotState::kCard || reader.state == SlotState::kMute;
 }
 
+// Where a card is; empty when there is none that can be seen.
+std::string ReaderWithCard(const Presence& presence) {
+  const auto reader = std::ranges::find_if(presence.readers, HasCard);
+  return reader == presence.readers.end() ? "" : reader->name;
+}
+
 // The state when the extension could be started and there is no token of ours.
 Situation WithoutToken(const Knowledge& knowledge) {
   const Presence& presence = knowledge.presence;
@@ -63,7 +69,8 @@ Situation Decide(const Knowledge& knowledge) {
     return {.state = State::kNotInApplications};
   }
   if (!knowledge.cards.empty()) return {.state = State::kReady, .cards = knowledge.cards};
-  if (knowledge.registration == nullptr || knowledge.is_reading) return {};
+  if (knowledge.is_reading) return {.reader = ReaderWithCard(knowledge.presence)};
+  if (knowledge.registration == nullptr) return {};
   std::vector<std::string> copies = OtherCopies(knowledge);
   const State state = StateOf(*knowledge.registration, copies);
   if (state != State::kReady) return {.state = state, .copies = std::move(copies)};

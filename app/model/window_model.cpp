@@ -8,6 +8,8 @@ namespace {
 
 // Seconds in which a card that has just come gets its token, or else gets none.
 constexpr int kSetUp = 5;
+// Seconds within which a card that was pulled is missed.
+constexpr Time kMissedAfter = 2;
 
 std::set<std::string> ReadersWithCard(const Presence& presence) {
   std::set<std::string> names;
@@ -48,10 +50,18 @@ void WindowModel::LookAgain() {
     if (IsOurs(token.id, system_->installation().class_id)) ReadToken(token.id);
   }
   WaitForTokens();
-  if (trial_ && trial_->running() && !IsThere(trial_->certificate().token_id)) {
+  if (trial_ && !IsThere(trial_->certificate().token_id) &&
+      (trial_->running() || HasJustFailed())) {
     trial_->CardIsGone();
   }
   Update();
+}
+
+// A card that is pulled may fail for another reason before it is missed.
+bool WindowModel::HasJustFailed() const {
+  const auto verdict = trial_->verdict();
+  return (verdict == Verdict::kFailed || verdict == Verdict::kNoReason) &&
+         system_->Now() - trial_ended_ <= kMissedAfter;
 }
 
 // Reads a token's certificates, unless that has been done or is being done.
@@ -99,8 +109,9 @@ void WindowModel::Update() {
     if (read == by_token_.end()) continue;
     certificates_.insert(certificates_.end(), read->second.begin(), read->second.end());
   }
-  // What is shown first stays selected, in whatever order the card lists them next time.
+  // What is selected stays so when another token comes before its own.
   if (!selected_ && !certificates_.empty()) selected_ = certificates_.front();
+  ForgetTrialOfAnother();
   situation_ = Decide({.installation = system_->installation(),
                        .registration = registration(),
                        .presence = presence_,
@@ -110,8 +121,14 @@ void WindowModel::Update() {
   if (changed_) changed_();
 }
 
+// What a card that has gone could do would be read as said of the certificate that is now selected.
+void WindowModel::ForgetTrialOfAnother() {
+  if (!trial_ || trial_->running() || trial_->verdict() == Verdict::kCardGone) return;
+  if (!certificates_.empty() && !IsThere(trial_->certificate().token_id)) trial_.reset();
+}
+
 std::string WindowModel::ReaderOf(const Certificate& certificate) const {
-  for (const Card& card : situation_.cards) {
+  for (const Card& card : Cards()) {
     if (card.token_id == certificate.token_id) return card.reader;
   }
   return "";
@@ -139,21 +156,19 @@ void WindowModel::Select(size_t index) {
 void WindowModel::Try() {
   const Certificate* certificate = selected();
   if (certificate == nullptr || !certificate->has_key || (trial_ && trial_->running())) return;
-  trial_ = std::make_unique<Trial>(system_, *certificate, [this] { TrialChanged(); });
+  selected_ = *certificate;
+  trial_ = std::make_unique<Trial>(system_, *selected_, [this] { TrialChanged(); });
   changed_();
 }
 
-// A card that is pulled may fail for another reason first.
+// Whether a card that failed is still there is seen at once where that is possible.
 void WindowModel::TrialChanged() {
-  const auto verdict = trial_->verdict();
-  if (verdict == Verdict::kFailed || verdict == Verdict::kNoReason) {
+  trial_ended_ = system_->Now();
+  if (HasJustFailed()) {
     LookAgain();
-    if (!IsThere(trial_->certificate().token_id)) {
-      trial_->CardIsGone();
-      return;
-    }
+  } else {
+    changed_();
   }
-  changed_();
 }
 
 void WindowModel::CancelTrial() {
@@ -171,6 +186,7 @@ void WindowModel::CancelDiagnosis() {
 }
 
 void WindowModel::AskForRegistration() {
+  if (registration_task_) return;  // which asks, or will
   registration_task_ = system_->Run(ListExtensions(), [this](const ProcessResult& result) {
     registration_ = ReadRegistration(result, system_->installation().extension_id);
     registration_task_.reset();
@@ -179,8 +195,10 @@ void WindowModel::AskForRegistration() {
 }
 
 void WindowModel::RunThenAsk(const Command& command) {
-  registration_task_ =
-      system_->Run(command, [this](const ProcessResult& /*result*/) { AskForRegistration(); });
+  registration_task_ = system_->Run(command, [this](const ProcessResult& /*result*/) {
+    registration_task_.reset();
+    AskForRegistration();
+  });
 }
 
 void WindowModel::Register() { RunThenAsk(RegisterExtension(system_->installation().extension)); }

@@ -48,8 +48,8 @@ class WindowModel {
   // Tries the selected certificate's key, unless a trial is running or there is no key.
   void Try();
   void CancelTrial();
-  // The last trial, also when it has ended; null when there was none, or when another certificate
-  // has been selected since it ended.
+  // The last trial, also when it has ended; null when there was none, or when since it ended
+  // another certificate has been selected, or is because the card has gone.
   const Trial* trial() const { return trial_.get(); }
 
   // Makes the report anew.
@@ -57,7 +57,7 @@ class WindowModel {
   void CancelDiagnosis();
   const Diagnosis* diagnosis() const { return diagnosis_.get(); }
 
-  // Asks pluginkit again; what it says may have changed without a notice.
+  // Asks pluginkit again, unless it is being asked; what it says may have changed without a notice.
   void AskForRegistration();
   // Has the system know the extension, or use it; then asks pluginkit again.
   void Register();
@@ -72,6 +72,8 @@ class WindowModel {
   void WaitForTokens();
   bool IsThere(const std::string& token_id) const;
   void TrialChanged();
+  bool HasJustFailed() const;
+  void ForgetTrialOfAnother();
 
   System* system_;
   std::function<void()> changed_;
@@ -86,6 +88,7 @@ class WindowModel {
   std::optional<Certificate> selected_;
   Situation situation_;
   std::unique_ptr<Trial> trial_;
+  Time trial_ended_ = 0;
   std::unique_ptr<Diagnosis> diagnosis_;
 };
 

@@ -11,10 +11,16 @@ constexpr size_t kShownBytes = size_t{64} * 1024;
 
 std::string Heading(const std::string& text) { return "\n== " + text + "\n"; }
 
+bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80; }
+
+// From the begin of a line, or of a character where there is only one line.
 std::string EndOf(const std::string& text) {
   if (text.size() <= kShownBytes) return text;
-  const size_t line = text.find('\n', text.size() - kShownBytes);
-  return "...\n" + text.substr(line == std::string::npos ? text.size() - kShownBytes : line + 1);
+  size_t begin = text.size() - kShownBytes;
+  const size_t line = text.find('\n', begin);
+  if (line < text.size() - 1) begin = line + 1;
+  while (begin < text.size() && IsContinuation(text[begin])) ++begin;
+  return "...\n" + text.substr(begin);
 }
 
 const char* SlotKey(SlotState state) {

@@ -55,6 +55,7 @@ class ScriptedSystem : public System {
 
   // The running programs' commands as one would type them, and the schemes so far.
   std::vector<std::string> running() const;
+  int seconds() const { return runs_.back().question.seconds; }  // of the last program
   std::vector<Scheme> schemes() const;
   size_t readings() const { return readings_.size(); }
 
