@@ -15,6 +15,21 @@ SAME(NSInteger, long);
 SAME(NSUInteger, unsigned long);
 SAME(NSStringEncoding, NSUInteger);
 SAME(NSModalResponse, NSInteger);
+SAME(CGFloat, double);
+SAME(NSPoint, struct CGPoint);
+SAME(NSSize, struct CGSize);
+SAME(NSRect, struct CGRect);
+SAME(decltype(NSRange::length), NSUInteger);
+SAME(NSWindowStyleMask, NSUInteger);
+SAME(NSEventModifierFlags, NSUInteger);
+SAME(__underlying_type(NSTextAlignment), NSInteger);
+SAME(__underlying_type(NSBackingStoreType), NSUInteger);
+SAME(__underlying_type(NSButtonType), NSUInteger);
+SAME(__underlying_type(NSBezelStyle), NSUInteger);
+SAME(__underlying_type(NSBorderType), NSUInteger);
+SAME(__underlying_type(NSProgressIndicatorStyle), NSUInteger);
+SAME(__underlying_type(NSAlertStyle), NSUInteger);
+SAME(__underlying_type(NSTableViewColumnAutoresizingStyle), NSUInteger);
 SAME(TKTokenObjectID, id);
 SAME(TKTokenOperationConstraint, id);
 SAME(SecKeyAlgorithm, CFStringRef);
@@ -42,13 +57,32 @@ static_assert(TKErrorCodeNotImplemented == -1 && TKErrorCodeCommunicationError =
               TKErrorCodeAuthenticationNeeded == -9);
 static_assert(TKTokenOperationReadData == 1 && TKTokenOperationSignData == 2 &&
               TKTokenOperationDecryptData == 3 && TKTokenOperationPerformKeyExchange == 4);
-static_assert(NSAlertSecondButtonReturn == 1001 && NSASCIIStringEncoding == 1 &&
-              NSUTF8StringEncoding == 4);
+static_assert(NSASCIIStringEncoding == 1 && NSUTF8StringEncoding == 4 &&
+              NSISOLatin1StringEncoding == 5);
+static_assert(NSModalResponseCancel == 0 && NSModalResponseOK == 1);
+static_assert(NSAlertStyleWarning == 0 && NSAlertStyleInformational == 1 &&
+              NSAlertStyleCritical == 2);
+static_assert(NSWindowStyleMaskTitled == 1 && NSWindowStyleMaskClosable == 2 &&
+              NSWindowStyleMaskMiniaturizable == 4 && NSWindowStyleMaskResizable == 8);
+static_assert(NSEventModifierFlagShift == 0x20000 && NSEventModifierFlagControl == 0x40000 &&
+              NSEventModifierFlagOption == 0x80000 && NSEventModifierFlagCommand == 0x100000);
+static_assert(NSBackingStoreBuffered == 2 && NSBezelBorder == 2);
+static_assert(NSButtonTypeMomentaryPushIn == 7 && NSBezelStyleRounded == 1);
+static_assert(NSProgressIndicatorStyleBar == 0 && NSProgressIndicatorStyleSpinning == 1);
+static_assert(NSTableViewLastColumnOnlyAutoresizingStyle == 4);
+static_assert(NSTextAlignmentLeft == 0 && NSTextAlignmentJustified == 3 &&
+              NSTextAlignmentNatural == 4);
+#if __x86_64__
+static_assert(NSTextAlignmentRight == 1 && NSTextAlignmentCenter == 2);
+#else
+static_assert(NSTextAlignmentCenter == 1 && NSTextAlignmentRight == 2);
+#endif
 static_assert(OS_LOG_TYPE_DEFAULT == 0 && OS_LOG_TYPE_INFO == 1 && OS_LOG_TYPE_DEBUG == 2 &&
               OS_LOG_TYPE_ERROR == 16 && OS_LOG_TYPE_FAULT == 17);
 
 HAS_TYPE(NSString *const, TKErrorDomain);
 HAS_TYPE(NSString *const, NSLocalizedDescriptionKey);
+HAS_TYPE(NSString *const, NSPasteboardTypeString);
 HAS_TYPE(const CFAllocatorRef, kCFAllocatorDefault);
 HAS_TYPE(const SecKeyAlgorithm, kSecKeyAlgorithmRSASignatureRaw);
 HAS_TYPE(const SecKeyAlgorithm, kSecKeyAlgorithmECDHKeyExchangeStandard);
@@ -73,6 +107,18 @@ IS_A(NSMutableArray, NSArray);
 IS_A(NSMutableDictionary, NSDictionary);
 IS_A(NSNumber, NSValue);
 IS_A(NSApplication, NSResponder);
+IS_A(NSView, NSResponder);
+IS_A(NSWindow, NSResponder);
+IS_A(NSScrollView, NSView);
+IS_A(NSProgressIndicator, NSView);
+IS_A(NSText, NSView);
+IS_A(NSTextView, NSText);
+IS_A(NSControl, NSView);
+IS_A(NSButton, NSControl);
+IS_A(NSTextField, NSControl);
+IS_A(NSTableView, NSControl);
+IS_A(NSTableHeaderCell, NSCell);
+IS_A(NSSavePanel, NSWindow);
 IS_A(TKTokenAuthOperation, NSObject<NSSecureCoding>);
 
 // What is in Foundation and AppKit.
@@ -107,10 +153,142 @@ HAS_TYPE(void, [(NSMutableArray<NSData *> *)nil addObject:(NSData *)nil]);
 HAS_TYPE(NSData *, [(NSDictionary<NSString *, NSData *> *)nil objectForKey:@""]);
 HAS_TYPE(void, [(NSMutableDictionary<NSString *, NSData *> *)nil setObject:(NSData *)nil
                                                                     forKey:@""]);
+HAS_TYPE(NSUInteger, @"".length);
+HAS_TYPE(NSInteger, @"".integerValue);
+HAS_TYPE(BOOL, [@"" isEqualToString:@""]);
+HAS_TYPE(BOOL, [@"" writeToFile:@"" atomically:YES encoding:0 error:nullptr]);
+HAS_TYPE(NSString *, NSStringFromSelector(@selector(copy)));
+HAS_TYPE(NSArray *, [NSArray array]);
+HAS_TYPE(NSString *, [(NSArray *)nil componentsJoinedByString:@""]);
+HAS_TYPE(NSIndexSet *, [NSIndexSet indexSetWithIndex:0]);
+HAS_TYPE(NSString *, ((NSURL *)nil).path);
+HAS_TYPE(NSUInteger, NSMaxRange(NSRange{}));
+HAS_TYPE(NSRect, NSMakeRect(0, 0, 0, 0));
+HAS_TYPE(NSSize, NSMakeSize(0, 0));
+
+// What asks and tells the person, and other programs.
 HAS_TYPE(NSModalResponse, [(NSAlert *)nil runModal]);
-HAS_TYPE(NSButton *, [(NSAlert *)nil addButtonWithTitle:@""]);
-HAS_TYPE(void, [NSApplication.sharedApplication activateIgnoringOtherApps:YES]);
+HAS_TYPE(NSString *, ((NSAlert *)nil).messageText);
+HAS_TYPE(NSString *, ((NSAlert *)nil).informativeText);
+HAS_TYPE(NSAlertStyle, ((NSAlert *)nil).alertStyle);
+HAS_TYPE(NSSavePanel *, [NSSavePanel savePanel]);
+HAS_TYPE(NSModalResponse, [(NSSavePanel *)nil runModal]);
+HAS_TYPE(NSString *, ((NSSavePanel *)nil).nameFieldStringValue);
+HAS_TYPE(NSURL *, ((NSSavePanel *)nil).URL);
+HAS_TYPE(NSPasteboard *, NSPasteboard.generalPasteboard);
+HAS_TYPE(NSInteger, [(NSPasteboard *)nil declareTypes:(NSArray *)nil owner:nil]);
+HAS_TYPE(BOOL, [(NSPasteboard *)nil setString:@"" forType:@""]);
 HAS_TYPE(BOOL, [NSWorkspace.sharedWorkspace selectFile:nil inFileViewerRootedAtPath:@""]);
+HAS_TYPE(BOOL, [NSWorkspace.sharedWorkspace openFile:@"" withApplication:nil]);
+HAS_TYPE(void, [NSApplication.sharedApplication activateIgnoringOtherApps:YES]);
+HAS_TYPE(void, [NSApplication.sharedApplication run]);
+HAS_TYPE(NSMenu *, NSApplication.sharedApplication.mainMenu);
+HAS_TYPE(id<NSApplicationDelegate>, NSApplication.sharedApplication.delegate);
+
+// Menus.
+HAS_TYPE(NSMenu *, [(NSMenu *)nil initWithTitle:@""]);
+HAS_TYPE(void, [(NSMenu *)nil addItem:(NSMenuItem *)nil]);
+HAS_TYPE(NSMenuItem *, [NSMenuItem separatorItem]);
+HAS_TYPE(NSMenuItem *, [(NSMenuItem *)nil initWithTitle:@"" action:nullptr keyEquivalent:@""]);
+HAS_TYPE(NSMenu *, ((NSMenuItem *)nil).submenu);
+HAS_TYPE(NSEventModifierFlags, ((NSMenuItem *)nil).keyEquivalentModifierMask);
+HAS_TYPE(SEL, ((NSMenuItem *)nil).action);
+
+// Windows and views.
+HAS_TYPE(NSWindow *, [(NSWindow *)nil initWithContentRect:NSRect {}
+                                                styleMask:NSWindowStyleMaskTitled
+                                                  backing:NSBackingStoreBuffered
+                                                    defer:NO]);
+HAS_TYPE(NSString *, ((NSWindow *)nil).title);
+HAS_TYPE(BOOL, ((NSWindow *)nil).isReleasedWhenClosed);
+HAS_TYPE(id<NSWindowDelegate>, ((NSWindow *)nil).delegate);
+HAS_TYPE(NSSize, ((NSWindow *)nil).contentMinSize);
+HAS_TYPE(NSView *, ((NSWindow *)nil).initialFirstResponder);
+HAS_TYPE(NSResponder *, ((NSWindow *)nil).firstResponder);
+HAS_TYPE(BOOL, [(NSWindow *)nil makeFirstResponder:nil]);
+HAS_TYPE(BOOL, [(NSWindow *)nil setFrameAutosaveName:@""]);
+HAS_TYPE(void, [(NSWindow *)nil makeKeyAndOrderFront:nil]);
+HAS_TYPE(void, [(NSWindow *)nil performClose:nil]);
+HAS_TYPE(void, [(NSWindow *)nil close]);
+HAS_TYPE(void, [(NSWindow *)nil center]);
+HAS_TYPE(NSView *, [(NSView *)nil initWithFrame:NSRect{}]);
+HAS_TYPE(void, [(NSView *)nil addSubview:(NSView *)nil]);
+HAS_TYPE(BOOL, ((NSView *)nil).isHidden);
+HAS_TYPE(BOOL, ((NSView *)nil).isHiddenOrHasHiddenAncestor);
+HAS_TYPE(NSRect, ((NSView *)nil).frame);
+HAS_TYPE(void, [(NSView *)nil setFrameSize:NSSize{}]);
+HAS_TYPE(BOOL, ((NSView *)nil).isFlipped);
+HAS_TYPE(BOOL, ((NSView *)nil).needsDisplay);
+HAS_TYPE(NSString *, ((NSView *)nil).toolTip);
+HAS_TYPE(NSView *, ((NSView *)nil).nextKeyView);
+HAS_TYPE(NSSize, ((NSScrollView *)nil).contentSize);
+HAS_TYPE(NSBorderType, ((NSScrollView *)nil).borderType);
+HAS_TYPE(BOOL, ((NSScrollView *)nil).hasVerticalScroller);
+HAS_TYPE(NSProgressIndicatorStyle, ((NSProgressIndicator *)nil).style);
+HAS_TYPE(BOOL, ((NSProgressIndicator *)nil).isIndeterminate);
+HAS_TYPE(BOOL, ((NSProgressIndicator *)nil).isDisplayedWhenStopped);
+HAS_TYPE(double, ((NSProgressIndicator *)nil).doubleValue);
+HAS_TYPE(double, ((NSProgressIndicator *)nil).maxValue);
+HAS_TYPE(void, [(NSProgressIndicator *)nil startAnimation:nil]);
+HAS_TYPE(void, [(NSProgressIndicator *)nil stopAnimation:nil]);
+
+// Texts, buttons and tables.
+HAS_TYPE(NSColor *, NSColor.labelColor);
+HAS_TYPE(NSColor *, NSColor.secondaryLabelColor);
+HAS_TYPE(NSColor *, NSColor.systemGreenColor);
+HAS_TYPE(NSColor *, NSColor.systemOrangeColor);
+HAS_TYPE(NSFont *, [NSFont systemFontOfSize:0]);
+HAS_TYPE(NSFont *, [NSFont boldSystemFontOfSize:0]);
+HAS_TYPE(NSFont *, [NSFont userFixedPitchFontOfSize:0]);
+HAS_TYPE(NSString *, ((NSText *)nil).string);
+HAS_TYPE(BOOL, ((NSText *)nil).isEditable);
+HAS_TYPE(BOOL, ((NSText *)nil).isRichText);
+HAS_TYPE(BOOL, ((NSText *)nil).isHorizontallyResizable);
+HAS_TYPE(BOOL, ((NSText *)nil).isVerticallyResizable);
+HAS_TYPE(NSSize, ((NSText *)nil).minSize);
+HAS_TYPE(NSSize, ((NSText *)nil).maxSize);
+HAS_TYPE(NSRange, ((NSText *)nil).selectedRange);
+HAS_TYPE(void, [(NSText *)nil sizeToFit]);
+HAS_TYPE(NSTextContainer *, ((NSTextView *)nil).textContainer);
+HAS_TYPE(BOOL, ((NSTextContainer *)nil).widthTracksTextView);
+HAS_TYPE(BOOL, ((NSCell *)nil).wraps);
+HAS_TYPE(NSSize, [(NSCell *)nil cellSizeForBounds:NSRect{}]);
+HAS_TYPE(id, ((NSControl *)nil).target);
+HAS_TYPE(SEL, ((NSControl *)nil).action);
+HAS_TYPE(BOOL, ((NSControl *)nil).isEnabled);
+HAS_TYPE(NSFont *, ((NSControl *)nil).font);
+HAS_TYPE(NSString *, ((NSControl *)nil).stringValue);
+HAS_TYPE(NSTextAlignment, ((NSControl *)nil).alignment);
+HAS_TYPE(NSColor *, ((NSTextField *)nil).textColor);
+HAS_TYPE(BOOL, ((NSTextField *)nil).drawsBackground);
+HAS_TYPE(BOOL, ((NSTextField *)nil).isBordered);
+HAS_TYPE(BOOL, ((NSTextField *)nil).isBezeled);
+HAS_TYPE(BOOL, ((NSTextField *)nil).isEditable);
+HAS_TYPE(BOOL, ((NSTextField *)nil).isSelectable);
+HAS_TYPE(NSString *, ((NSButton *)nil).title);
+HAS_TYPE(void, [(NSButton *)nil setButtonType:NSButtonTypeMomentaryPushIn]);
+HAS_TYPE(NSBezelStyle, ((NSButton *)nil).bezelStyle);
+HAS_TYPE(NSString *, ((NSButton *)nil).keyEquivalent);
+HAS_TYPE(NSTableColumn *, [(NSTableColumn *)nil initWithIdentifier:@""]);
+HAS_TYPE(NSString *, ((NSTableColumn *)nil).identifier);
+HAS_TYPE(CGFloat, ((NSTableColumn *)nil).width);
+HAS_TYPE(CGFloat, ((NSTableColumn *)nil).minWidth);
+HAS_TYPE(BOOL, ((NSTableColumn *)nil).isEditable);
+HAS_TYPE(id, ((NSTableColumn *)nil).dataCell);
+HAS_TYPE(id<NSTableViewDataSource>, ((NSTableView *)nil).dataSource);
+HAS_TYPE(id<NSTableViewDelegate>, ((NSTableView *)nil).delegate);
+HAS_TYPE(BOOL, ((NSTableView *)nil).allowsColumnReordering);
+HAS_TYPE(BOOL, ((NSTableView *)nil).allowsEmptySelection);
+HAS_TYPE(NSTableViewColumnAutoresizingStyle, ((NSTableView *)nil).columnAutoresizingStyle);
+HAS_TYPE(NSSize, ((NSTableView *)nil).intercellSpacing);
+HAS_TYPE(BOOL, ((NSTableView *)nil).usesAlternatingRowBackgroundColors);
+HAS_TYPE(CGFloat, ((NSTableView *)nil).rowHeight);
+HAS_TYPE(NSArray<NSTableColumn *> *, ((NSTableView *)nil).tableColumns);
+HAS_TYPE(NSInteger, ((NSTableView *)nil).selectedRow);
+HAS_TYPE(void, [(NSTableView *)nil addTableColumn:(NSTableColumn *)nil]);
+HAS_TYPE(void, [(NSTableView *)nil sizeLastColumnToFit]);
+HAS_TYPE(void, [(NSTableView *)nil reloadData]);
+HAS_TYPE(void, [(NSTableView *)nil selectRowIndexes:(NSIndexSet *)nil byExtendingSelection:NO]);
 
 // What nobody inherits, and what makes the results.
 HAS_TYPE(BOOL, [(TKTokenKeyAlgorithm *)nil isAlgorithm:kSecKeyAlgorithmRSASignatureRaw]);
@@ -225,6 +403,15 @@ HAS_TYPE(BOOL, ((TKTokenKeychainKey *)nil).isSuitableForLogin);
                           algorithm:(TKTokenKeyAlgorithm *)algorithm
                          parameters:(TKTokenKeyExchangeParameters *)parameters
                               error:(NSError *_Nullable *_Nullable)error;
+@end
+
+@interface CheckedTable : NSObject <NSTableViewDataSource, NSTableViewDelegate, NSWindowDelegate>
+- (NSInteger)numberOfRowsInTableView:(NSTableView *)table;
+- (nullable id)tableView:(NSTableView *)table
+    objectValueForTableColumn:(nullable NSTableColumn *)column
+                          row:(NSInteger)row;
+- (void)tableViewSelectionDidChange:(NSNotification *)notification;
+- (void)windowWillClose:(NSNotification *)notification;
 @end
 
 // Where nil may be given: elsewhere the compiler warns.

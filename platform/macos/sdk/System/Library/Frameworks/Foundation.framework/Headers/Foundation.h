@@ -6,8 +6,13 @@
 #import <Foundation/NSCoding.h>
 #import <Foundation/NSData.h>
 #import <Foundation/NSDictionary.h>
+#import <Foundation/NSEnumerator.h>
 #import <Foundation/NSError.h>
 #import <Foundation/NSFileManager.h>
+#import <Foundation/NSGeometry.h>
+#import <Foundation/NSIndexSet.h>
 #import <Foundation/NSObjCRuntime.h>
+#import <Foundation/NSRange.h>
 #import <Foundation/NSString.h>
+#import <Foundation/NSURL.h>
 #import <Foundation/NSValue.h>

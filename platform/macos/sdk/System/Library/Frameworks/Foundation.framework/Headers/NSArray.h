@@ -2,12 +2,20 @@
 #pragma once
 
 #import <Foundation/NSCoding.h>
+#import <Foundation/NSEnumerator.h>
+
+@class NSString;
 
 #pragma clang assume_nonnull begin
 
-@interface NSArray<__covariant ObjectType> : NSObject <NSCopying>
+@interface NSArray<__covariant ObjectType> : NSObject <NSCopying, NSFastEnumeration>
++ (instancetype)array;
+// What a literal is made with.
++ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nonnull])objects
+                           count:(NSUInteger)count;
 @property (readonly) NSUInteger count;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
+- (NSString *)componentsJoinedByString:(NSString *)separator;
 @end
 
 @interface NSMutableArray<ObjectType> : NSArray <ObjectType>

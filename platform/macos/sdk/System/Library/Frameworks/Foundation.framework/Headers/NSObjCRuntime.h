@@ -17,6 +17,13 @@
 // The class of a name; nil when this process has none of it.
 FOUNDATION_EXPORT Class _Nullable NSClassFromString(NSString *_Nonnull name);
 
+FOUNDATION_EXPORT NSString *_Nonnull NSStringFromSelector(SEL _Nonnull selector);
+
 #define NS_ENUM(type, name) \
   enum name : type name;    \
   enum name : type
+
+// In C++ a combination of flags has the integer's type.
+#define NS_OPTIONS(type, name) \
+  type name;                   \
+  enum : type

@@ -10,7 +10,11 @@
 #pragma clang assume_nonnull begin
 
 typedef NSUInteger NSStringEncoding;
-enum : NSStringEncoding { NSASCIIStringEncoding = 1, NSUTF8StringEncoding = 4 };
+enum : NSStringEncoding {
+  NSASCIIStringEncoding = 1,
+  NSUTF8StringEncoding = 4,
+  NSISOLatin1StringEncoding = 5,
+};
 
 @interface NSString : NSObject <NSCopying>
 + (nullable instancetype)stringWithCString:(const char *)string encoding:(NSStringEncoding)encoding;
@@ -20,6 +24,13 @@ enum : NSStringEncoding { NSASCIIStringEncoding = 1, NSUTF8StringEncoding = 4 };
                                             error:(NSError *_Nullable *_Nullable)error;
 + (instancetype)stringWithFormat:(NSString *)format, ... NS_FORMAT_FUNCTION(1, 2);
 @property (nullable, readonly) const char *UTF8String __attribute__((objc_returns_inner_pointer));
+@property (readonly) NSUInteger length;
+@property (readonly) NSInteger integerValue;
+- (BOOL)isEqualToString:(NSString *)string;
+- (BOOL)writeToFile:(NSString *)path
+         atomically:(BOOL)atomically
+           encoding:(NSStringEncoding)encoding
+              error:(NSError *_Nullable *_Nullable)error;
 - (NSArray<NSString *> *)componentsSeparatedByString:(NSString *)separator;
 - (NSString *)stringByAppendingPathComponent:(NSString *)component;
 @end

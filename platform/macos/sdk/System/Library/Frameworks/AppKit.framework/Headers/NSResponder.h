@@ -1,0 +1,7 @@
+// What takes events.
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+@interface NSResponder : NSObject
+@end

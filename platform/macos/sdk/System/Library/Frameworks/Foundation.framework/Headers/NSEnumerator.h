@@ -1,0 +1,21 @@
+// What a loop over a collection is made with.
+#pragma once
+
+#import <Foundation/NSObjCRuntime.h>
+
+#pragma clang assume_nonnull begin
+
+typedef struct {
+  unsigned long state;
+  id __unsafe_unretained _Nullable *_Nullable itemsPtr;
+  unsigned long *_Nullable mutationsPtr;
+  unsigned long extra[5];
+} NSFastEnumerationState;
+
+@protocol NSFastEnumeration
+- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState *)state
+                                  objects:(id __unsafe_unretained _Nullable[_Nonnull])buffer
+                                    count:(NSUInteger)length;
+@end
+
+#pragma clang assume_nonnull end
