@@ -32,7 +32,7 @@ using kelvrin::app::WindowModel;
 - (void)applicationDidFinishLaunching:(NSNotification *)notification {
   (void)notification;
   [_window show];
-  [NSApp activateIgnoringOtherApps:YES];
+  [[NSApplication sharedApplication] activateIgnoringOtherApps:YES];
 }
 
 // In the meantime the person may have registered the extension, or switched it off.

@@ -20,8 +20,8 @@
 // Called after each change, on the main thread. Null ends that.
 - (void)setChanged:(std::function<void()>)changed;
 
-// What is there now.
-- (kelvrin::app::Presence)presence;
+// Tells what is there now.
+- (void)readPresence:(kelvrin::app::Presence *)presence;
 
 // Ends the observation; nothing else may be asked afterwards.
 - (void)stop;

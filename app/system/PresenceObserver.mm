@@ -83,20 +83,18 @@ static SlotState StateOf(TKSmartCardSlot *slot) {
   return [[_watcher tokenInfoForTokenID:tokenID] slotName];
 }
 
-- (Presence)presence {
-  Presence presence;
-  presence.shows_readers = _manager != nil;
+- (void)readPresence:(Presence *)presence {
+  presence->shows_readers = _manager != nil;
   NSArray *names = [_manager slotNames];
   for (NSUInteger i = 0; i < [names count]; ++i) {
     TKSmartCardSlot *slot = [_slots objectForKey:[names objectAtIndex:i]];
-    presence.readers.push_back({ToText([names objectAtIndex:i]), StateOf(slot)});
+    presence->readers.push_back({ToText([names objectAtIndex:i]), StateOf(slot)});
   }
   NSArray *tokens = [_watcher tokenIDs];
   for (NSUInteger i = 0; i < [tokens count]; ++i) {
     NSString *token = [tokens objectAtIndex:i];
-    presence.tokens.push_back({ToText(token), ToText([self readerOfToken:token])});
+    presence->tokens.push_back({ToText(token), ToText([self readerOfToken:token])});
   }
-  return presence;
 }
 
 - (void)stop {

@@ -103,7 +103,11 @@ AppleSystem::~AppleSystem() {
 
 Time AppleSystem::Now() const { return time(nullptr); }
 
-Presence AppleSystem::Look() { return [observer_ presence]; }
+Presence AppleSystem::Look() {
+  Presence presence;
+  [observer_ readPresence:&presence];
+  return presence;
+}
 
 void AppleSystem::OnChange(std::function<void()> changed) {
   [observer_ setChanged:std::move(changed)];

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 
-#include "app/system/apple_system.h"
 #include "platform/linux/host/desktop.h"
 
 namespace window {
@@ -24,20 +23,19 @@ std::filesystem::path Install(const std::filesystem::path &folder);
 class Desk {
  public:
   // `application` has been installed; `pin` answers the system's question for the PIN. Ends the
-  // process when the extension cannot be loaded.
+  // process when the extension cannot be loaded. The main bundle is the extension's from now on,
+  // since the extension runs in this process.
   Desk(const std::filesystem::path &application, host::PinSource pin);
   ~Desk();
   Desk(const Desk &) = delete;
   Desk &operator=(const Desk &) = delete;
 
   NSBundle *bundle() const { return bundle_; }
-  kelvrin::app::System &system() { return *system_; }
   host::Desktop &desktop() { return *desktop_; }
 
  private:
   NSBundle *bundle_;  // the application's; owned
   std::unique_ptr<host::Desktop> desktop_;
-  std::unique_ptr<kelvrin::app::System> system_;
 };
 
 }  // namespace window

@@ -3,35 +3,23 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "app/system/strings.h"
 #import "platform/linux/ctk/MainBundle.h"
+#import "platform/linux/host/foundation.h"
 #include "tests/product/product_files.h"
 
 namespace window {
 namespace {
 
 namespace fs = std::filesystem;
-using kelvrin::app::Command;
 
-// The system with one program of macOS that is not here, pluginkit; and modulecheck finds the card,
-// although Foundation hands programs the environment that this process began with.
-class DeskSystem : public kelvrin::app::AppleSystem {
- public:
-  explicit DeskSystem(NSBundle *application) : AppleSystem(application) {}
-  kelvrin::app::TaskPointer Run(const Command &command,
-                                std::function<void(kelvrin::app::ProcessResult)> done) override {
-    Command here = {"/usr/bin/env", {}, command.seconds};
-    if (command.program == "/usr/bin/pluginkit") {
-      here.arguments = {KELVRIN_PLUGINKIT, installation().extension_id, installation().extension};
-    } else if (command.program.ends_with("/modulecheck")) {
-      here.arguments = {std::string("SOFTHSM2_CONF=") + getenv("SOFTHSM2_CONF"), command.program};
-    } else {
-      return AppleSystem::Run(command, std::move(done));
-    }
-    here.arguments.insert(here.arguments.end(), command.arguments.begin(), command.arguments.end());
-    return AppleSystem::Run(here, std::move(done));
-  }
-};
+// What the IDs of the extension's tokens begin with.
+std::string ClassIdOf(const fs::path &extension) {
+  const std::string file = extension / "Contents/Info.plist";
+  NSDictionary *info = [NSDictionary dictionaryWithContentsOfFile:host::ToString(file)];
+  NSDictionary *attributes =
+      [[info objectForKey:@"NSExtension"] objectForKey:@"NSExtensionAttributes"];
+  return host::ToText([attributes objectForKey:@"com.apple.ctk.class-id"]);
+}
 
 }  // namespace
 
@@ -51,24 +39,21 @@ fs::path Install(const fs::path &folder) {
 
 Desk::Desk(const fs::path &application, host::PinSource pin) {
   @autoreleasepool {
-    bundle_ = [TKSetMainBundle(kelvrin::app::ToString(application)) retain];
-    system_ = std::make_unique<DeskSystem>(bundle_);
-    // The extension runs in this process, where it takes its own bundle for the main one.
-    auto extension =
-        host::HostedExtension::Load(host::CheckBundle(system_->installation().extension));
+    bundle_ = [TKSetMainBundle(host::ToString(application)) retain];
+    const fs::path bundled = application / "Contents/PlugIns/KelvrinToken.appex";
+    auto extension = host::HostedExtension::Load(host::CheckBundle(bundled));
     if (!extension) {
       // What Objective-C++ throws here, nobody can catch.
       fprintf(stderr, "%s\n", extension.error().description.c_str());
       exit(EXIT_FAILURE);
     }
-    desktop_ = std::make_unique<host::Desktop>(std::move(*extension),
-                                               system_->installation().class_id, std::move(pin));
+    desktop_ =
+        std::make_unique<host::Desktop>(std::move(*extension), ClassIdOf(bundled), std::move(pin));
   }
 }
 
 Desk::~Desk() {
   @autoreleasepool {
-    system_.reset();
     desktop_.reset();
     TKSetMainBundle(nil);
     [bundle_ release];

@@ -15,6 +15,7 @@
 #import "app/view/testing/picture.h"
 #include "platform/linux/host/tool/pin.h"
 #include "tests/window/desk.h"
+#include "tests/window/desk_system.h"
 
 namespace {
 
@@ -32,11 +33,12 @@ void Await(Condition condition) {
 }
 
 // Tries the first key and makes the report, and leaves a picture of each.
-void TakePictures(window::Desk *desk, const std::string &folder) {
+void TakePictures(const window::Desk &desk, const std::string &folder) {
   [NSApplication sharedApplication];
-  const kelvrin::app::Texts texts = kelvrin::app::TextsOf(desk->bundle());
+  window::DeskSystem system(desk.bundle());
+  const kelvrin::app::Texts texts = kelvrin::app::TextsOf(desk.bundle());
   Surroundings *surroundings = [[[Surroundings alloc] initWithGuide:@""] autorelease];
-  Application *application = [[Application alloc] initWithSystem:&desk->system()
+  Application *application = [[Application alloc] initWithSystem:&system
                                                            texts:&texts
                                                     surroundings:surroundings];
   const WindowModel &model = *[application model];
@@ -64,12 +66,14 @@ int Run(int argc, const char **argv) {
   desk.desktop().InsertCard(window::kReader);
   desk.desktop().Settle();
   if (argc == 4 && strcmp(argv[2], "--pictures") == 0) {
-    TakePictures(&desk, argv[3]);
+    TakePictures(desk, argv[3]);
     return 0;
   }
+  fflush(stdout);
   dup2(output, STDOUT_FILENO);
   close(output);
-  return kelvrin::app::RunApplication(desk.bundle(), &desk.system(), argc - 1, argv + 1);
+  window::DeskSystem system(desk.bundle());
+  return kelvrin::app::RunApplication(desk.bundle(), &system, argc - 1, argv + 1);
 }
 
 }  // namespace

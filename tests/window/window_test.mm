@@ -14,6 +14,7 @@ extern "C" int GSDebugAllocationCount(Class counted);
 #include "platform/linux/host/testing/text_files.h"
 #include "tests/card/softhsm_card.h"
 #include "tests/window/desk.h"
+#include "tests/window/desk_system.h"
 
 // Saves where the test says.
 @interface DeskSurroundings : Surroundings {
@@ -53,7 +54,7 @@ class WindowOnDesk : public testing::Test {
   WindowOnDesk() : WindowOnDesk("en") {}
   explicit WindowOnDesk(const char *language) {
     setenv("LANGUAGES", language, 1);
-    application_ = [[Application alloc] initWithSystem:&desk().system()
+    application_ = [[Application alloc] initWithSystem:&system()
                                                  texts:&texts()
                                           surroundings:surroundings_];
     [[application_ window] show];
@@ -62,6 +63,7 @@ class WindowOnDesk : public testing::Test {
     [application_ release];
     [surroundings_ release];
     texts_.reset();
+    system_.reset();
     desk_.reset();
     unsetenv("LANGUAGES");
     setenv("HOME", home_.c_str(), 1);
@@ -79,6 +81,10 @@ class WindowOnDesk : public testing::Test {
       });
     }
     return *desk_;
+  }
+  DeskSystem &system() {
+    if (!system_) system_ = std::make_unique<DeskSystem>(desk().bundle());
+    return *system_;
   }
   const kelvrin::app::Texts &texts() {
     if (!texts_) texts_.emplace(kelvrin::app::TextsOf(desk().bundle()));
@@ -131,6 +137,7 @@ class WindowOnDesk : public testing::Test {
   std::atomic<int> asked_ = 0;
   DeskSurroundings *surroundings_ = [[DeskSurroundings alloc] initWithGuide:@""];
   std::unique_ptr<Desk> desk_;
+  std::unique_ptr<DeskSystem> system_;
   std::optional<kelvrin::app::Texts> texts_;
   Application *application_;
 };

@@ -1,5 +1,7 @@
 #include "platform/macho/objc/functions.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "platform/macho/entry_points.h"
@@ -29,6 +31,12 @@ id GetProperty(id object, SEL, ptrdiff_t offset, BOOL) {
   return *reinterpret_cast<id*>(reinterpret_cast<char*>(object) + offset);
 }
 
+// A collection was changed while it was gone through.
+[[noreturn]] void EnumerationMutation(id) {
+  fputs("macho: a collection was changed while it was gone through\n", stderr);
+  abort();
+}
+
 // Only their addresses are used.
 char empty_cache[64];
 char string_class[64];
@@ -41,6 +49,7 @@ const StandIn kTable[] = {
     {"_objc_autorelease", Address(Autorelease)},
     {"_objc_autoreleasePoolPop", Address(PopPool)},
     {"_objc_autoreleasePoolPush", Address(PushPool)},
+    {"_objc_enumerationMutation", Address(EnumerationMutation)},
     {"_objc_getProperty", Address(GetProperty)},
     {"_objc_msgSend", Address(macho_send)},
     {"_objc_msgSendSuper2", Address(macho_send_super)},

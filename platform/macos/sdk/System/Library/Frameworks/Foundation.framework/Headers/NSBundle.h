@@ -10,6 +10,7 @@
 @interface NSBundle : NSObject
 @property (class, readonly, strong) NSBundle *mainBundle;
 @property (readonly, copy) NSString *bundlePath;
+- (nullable id)objectForInfoDictionaryKey:(NSString *)key;
 - (nullable NSString *)pathForResource:(nullable NSString *)name
                                 ofType:(nullable NSString *)extension;
 - (NSString *)localizedStringForKey:(NSString *)key

@@ -3,7 +3,7 @@
 
 #import <Foundation/NSCoding.h>
 
-@class NSString;
+@class NSArray<__covariant ObjectType>, NSString;
 
 #pragma clang assume_nonnull begin
 
@@ -15,10 +15,14 @@
                               forKeys:(const KeyType<NSCopying> _Nonnull[_Nullable])keys
                                 count:(NSUInteger)count;
 - (nullable ObjectType)objectForKey:(KeyType)key;
+@property (readonly, copy) NSArray<KeyType> *allKeys;
+@property (readonly, copy) NSArray<ObjectType> *allValues;
 @end
 
 @interface NSMutableDictionary<KeyType, ObjectType> : NSDictionary <KeyType, ObjectType>
 - (void)setObject:(ObjectType)object forKey:(KeyType<NSCopying>)key;
+- (void)removeObjectForKey:(KeyType)key;
+- (void)removeAllObjects;
 @end
 
 #pragma clang assume_nonnull end

@@ -10,6 +10,7 @@
 @interface NSFileManager : NSObject
 @property (class, readonly, strong) NSFileManager *defaultManager;
 - (BOOL)fileExistsAtPath:(NSString *)path;
+- (BOOL)isExecutableFileAtPath:(NSString *)path;
 @end
 
 #pragma clang assume_nonnull end

@@ -11,6 +11,10 @@
 @interface NSNumber : NSValue
 // What boxed expressions are made with.
 + (NSNumber *)numberWithInteger:(NSInteger)value;
++ (NSNumber *)numberWithDouble:(double)value;
++ (NSNumber *)numberWithBool:(BOOL)value;
+@property (readonly) double doubleValue;
+@property (readonly) NSInteger integerValue;
 @end
 
 #pragma clang assume_nonnull end

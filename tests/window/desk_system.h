@@ -1,0 +1,29 @@
+// The system as the application finds it on a desk.
+#pragma once
+
+#include "app/system/apple_system.h"
+
+namespace window {
+
+// The system with one program of macOS that is not here, pluginkit; and modulecheck finds the card,
+// although Foundation hands programs the environment that this process began with.
+class DeskSystem : public kelvrin::app::AppleSystem {
+ public:
+  // `application`: the bundle that the window is of.
+  explicit DeskSystem(NSBundle *application) : AppleSystem(application) {}
+  kelvrin::app::TaskPointer Run(const kelvrin::app::Command &command,
+                                std::function<void(kelvrin::app::ProcessResult)> done) override {
+    kelvrin::app::Command here = {"/usr/bin/env", {}, command.seconds};
+    if (command.program == "/usr/bin/pluginkit") {
+      here.arguments = {KELVRIN_PLUGINKIT, installation().extension_id, installation().extension};
+    } else if (command.program.ends_with("/modulecheck")) {
+      here.arguments = {std::string("SOFTHSM2_CONF=") + getenv("SOFTHSM2_CONF"), command.program};
+    } else {
+      return AppleSystem::Run(command, std::move(done));
+    }
+    here.arguments.insert(here.arguments.end(), command.arguments.begin(), command.arguments.end());
+    return AppleSystem::Run(here, std::move(done));
+  }
+};
+
+}  // namespace window
