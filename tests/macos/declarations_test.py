@@ -1,4 +1,5 @@
-"""What our headers of Apple's frameworks declare, compiled beside declarations.mm for both slices.
+"""What our headers of Apple's frameworks declare, compiled beside declarations.mm and
+application_declarations.mm for both slices.
 
     declarations_test.py BUILD
 """
@@ -21,7 +22,9 @@ def compile_beside(platform, target):
     result = subprocess.run(
         ["clang++-19", f"--target={target}", "-isysroot", SDK, "-I", platform / "include",
          "-iframework", platform / FRAMEWORKS, "-std=c++20", "-fobjc-weak", "-fsyntax-only",
-         "-Wall", "-Woverriding-method-mismatch", "-Werror", SOURCE / "tests/macos/declarations.mm"],
+         "-Wall", "-Woverriding-method-mismatch", "-Werror",
+         SOURCE / "tests/macos/declarations.mm",
+         SOURCE / "tests/macos/application_declarations.mm"],
         env={"PATH": "/usr/bin:/bin"}, capture_output=True, text=True, check=False)
     return result.stderr
 
@@ -48,6 +51,10 @@ class DeclarationsTest(unittest.TestCase):
              "NSArray<NSData *> *items", "static assertion"),
             ("include/Security/SecCertificate.h", "struct __SecCertificate*", "const void*",
              "static assertion"),
+            ("include/Security/SecItem.h", "CFTypeRef _Nullable* _Nullable result",
+             "CFTypeRef _Nullable* _Nonnull result", "null passed to a callee"),
+            (f"{TOKEN_KIT}/TKTokenWatcher.h", "NSArray<NSString *> *tokenIDs",
+             "NSArray<NSData *> *tokenIDs", "property type"),
             (f"{FRAMEWORKS}/Foundation.framework/Headers/NSData.h", "NSUInteger length",
              "NSInteger length", "static assertion"),
         )

@@ -41,6 +41,8 @@
 @property (readonly) NSArray<TKTokenKeychainItem *> *items;
 // Nil once the token is gone.
 - (nullable id<TKKeyService>)service;
+// Lets go of the service; TKSystemRemoveToken does it.
+- (void)end;
 @end
 
 // Makes a token visible.

@@ -1,4 +1,4 @@
-// The tokens that the host has published, and those who watch them.
+// The list of tokens that the host has published, and those who watch it.
 #import <CryptoTokenKit/TKTokenWatcher.h>
 
 #include <algorithm>
@@ -18,56 +18,6 @@ static NSArray<TKSystemToken *> *tokens = nil;  // nil before the first
 
 @interface TKTokenWatcherTokenInfo (System)
 - (instancetype)initWithToken:(TKSystemToken *)token;
-@end
-
-@interface TKSystemToken (System)
-- (void)end;
-@end
-
-@implementation TKSystemToken
-
-@synthesize tokenID = _tokenID;
-@synthesize slotName = _slotName;
-@synthesize items = _items;
-
-- (instancetype)initWithTokenID:(NSString *)tokenID
-                       slotName:(NSString *)slotName
-                          items:(NSArray<TKTokenKeychainItem *> *)items
-                        service:(id<TKKeyService>)service {
-  self = [super init];
-  if (self != nil) {
-    _tokenID = [tokenID copy];
-    _slotName = [slotName copy];
-    _items = [items copy];
-    _service = [service retain];
-  }
-  return self;
-}
-
-- (id<TKKeyService>)service {
-  @synchronized(self) {
-    return [[_service retain] autorelease];
-  }
-}
-
-// Lets go of the service, outside the lock: it may wait for the token.
-- (void)end {
-  id<TKKeyService> service = nil;
-  @synchronized(self) {
-    service = _service;
-    _service = nil;
-  }
-  [service release];
-}
-
-- (void)dealloc {
-  [_tokenID release];
-  [_slotName release];
-  [_items release];
-  [_service release];
-  [super dealloc];
-}
-
 @end
 
 NSArray<TKSystemToken *> *TKSystemTokens() {
