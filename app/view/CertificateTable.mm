@@ -17,7 +17,7 @@ struct Column {
   CGFloat width;    // at least
 };
 constexpr Column kColumns[] = {
-    {"NAME", 160}, {"ISSUER", 120}, {"VALID_UNTIL", 130}, {"KEY", 80}, {"CAN", 90}};
+    {"NAME", 160}, {"ISSUER", 105}, {"VALID_UNTIL", 130}, {"KEY", 95}, {"CAN", 100}};
 
 // Two lines of text in a row: names are long, and so is what a key can do.
 constexpr CGFloat kRowHeight = 36;

@@ -82,8 +82,8 @@ constexpr NSSize kSmallest = {640, 460};
   if ([_detail isHidden]) return;
   const CGFloat bottom = [_detail arrangeInWidth:size.width];
   [_detail setFrame:NSMakeRect(0, size.height - bottom, size.width, bottom)];
-  [[_certificates view]
-      setFrame:NSMakeRect(kMargin, top, size.width - 2 * kMargin, size.height - bottom - top)];
+  [_certificates
+      placeIn:NSMakeRect(kMargin, top, size.width - 2 * kMargin, size.height - bottom - top)];
 }
 
 - (void)show {
