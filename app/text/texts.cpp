@@ -1,5 +1,6 @@
 #include "app/text/texts.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -52,12 +53,16 @@ std::string Hex(const Bytes& bytes) {
   return text;
 }
 
+// Each place is filled once: what stands for it may look like a place itself.
 std::string Texts::Fill(std::string_view key, Values values) const {
   std::string text = lookup_(std::string(key).c_str());
-  for (const auto& [name, value] : values) {
-    const std::string place = "{" + std::string(name) + "}";
-    const size_t found = text.find(place);
-    if (found != std::string::npos) text.replace(found, place.size(), value);
+  for (size_t open = text.find('{'); open != std::string::npos; open = text.find('{', open)) {
+    const size_t length = text.find('}', open) - open + 1;
+    const std::string name = text.substr(open + 1, length - 2);
+    const auto* value = std::ranges::find(values, name, &Value::first);
+    if (value == values.end()) return text;
+    text.replace(open, length, value->second);
+    open += value->second.size();
   }
   return text;
 }

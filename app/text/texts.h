@@ -55,7 +55,8 @@ class Texts {
   std::string List(const WindowModel& model) const;
 
  private:
-  using Values = std::initializer_list<std::pair<std::string_view, std::string>>;
+  using Value = std::pair<std::string_view, std::string>;
+  using Values = std::initializer_list<Value>;
   // A text in which {name} stands for a value.
   std::string Fill(std::string_view key, Values values) const;
   std::string Date(Time time) const;
