@@ -7,10 +7,15 @@ build_window() {
   build_preset release window
 }
 
-# Leaves pictures of the window, after a trial, and of the report: take_pictures FOLDER LANGUAGE
+# Leaves pictures of the window, after a trial, and of the report.
+#   take_pictures FOLDER LANGUAGE
 take_pictures() {
+  local folder
+  folder=$(mktemp -d) # the report shows where the application lies
   mkdir -p "$1"
-  LANGUAGES=$2 quietly pictures xvfb-run -a build/release/bin/window "$demo" --pictures "$1"
+  ln -s "$demo/card" "$folder/card"
+  LANGUAGES=$2 quietly pictures xvfb-run -a build/release/bin/window "$folder" --pictures "$1"
+  rm -rf "$folder"
 }
 
 # Opens the window; without a display it leaves the pictures.

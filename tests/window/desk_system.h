@@ -10,7 +10,11 @@ namespace window {
 class DeskSystem : public kelvrin::app::AppleSystem {
  public:
   // `application`: the bundle that the window is of.
-  explicit DeskSystem(NSBundle *application) : AppleSystem(application) {}
+  explicit DeskSystem(NSBundle *application)
+      : AppleSystem(application), here_(AppleSystem::installation()) {
+    here_.system_version = "as played on Linux";
+  }
+  const kelvrin::app::Installation &installation() const override { return here_; }
   kelvrin::app::TaskPointer Run(const kelvrin::app::Command &command,
                                 std::function<void(kelvrin::app::ProcessResult)> done) override {
     kelvrin::app::Command here = {"/usr/bin/env", {}, command.seconds};
@@ -24,6 +28,9 @@ class DeskSystem : public kelvrin::app::AppleSystem {
     here.arguments.insert(here.arguments.end(), command.arguments.begin(), command.arguments.end());
     return AppleSystem::Run(here, std::move(done));
   }
+
+ private:
+  kelvrin::app::Installation here_;
 };
 
 }  // namespace window
