@@ -14,9 +14,10 @@ void TKSetStatus(NSError **error, OSStatus status, NSString *description) {
 
 static id<TKSecKey> KeyOf(SecKeyRef key) { return (id<TKSecKey>)key; }
 
-// Hands an error over to the caller, if it wants one.
-static void Give(NSError *error, CFErrorRef *to) {
-  if (to != nullptr) *to = (CFErrorRef)[error retain];
+// What a function hands over to its caller: the result, or else the reason, if it is wanted.
+static CFDataRef HandOver(NSData *result, NSError *reason, CFErrorRef *error) {
+  if (result == nil && error != nullptr) *error = (CFErrorRef)[reason retain];
+  return (CFDataRef)[result retain];
 }
 
 static CFDataRef Perform(SecKeyRef key, SecKeyOperationType operation, SecKeyAlgorithm algorithm,
@@ -27,8 +28,7 @@ static CFDataRef Perform(SecKeyRef key, SecKeyOperationType operation, SecKeyAlg
                                         algorithm:(NSString *)algorithm
                                              data:(NSData *)data
                                             error:&reason];
-    if (result == nil) Give(reason, error);
-    return (CFDataRef)[result retain];
+    return HandOver(result, reason, error);
   }
 }
 
@@ -46,8 +46,7 @@ CFDataRef SecKeyCopyExternalRepresentation(SecKeyRef key, CFErrorRef *error) {
   @autoreleasepool {
     NSError *reason = nil;
     NSData *result = [KeyOf(key) externalRepresentationWithError:&reason];
-    if (result == nil) Give(reason, error);
-    return (CFDataRef)[result retain];
+    return HandOver(result, reason, error);
   }
 }
 
@@ -81,7 +80,7 @@ Boolean SecKeyVerifySignature(SecKeyRef key, SecKeyAlgorithm algorithm, CFDataRe
                                                ofData:(NSData *)signedData
                                             algorithm:(NSString *)algorithm
                                                 error:&reason];
-    if (!verified) Give(reason, error);
+    if (!verified && error != nullptr) *error = (CFErrorRef)[reason retain];
     return verified != NO;
   }
 }

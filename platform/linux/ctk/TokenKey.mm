@@ -64,7 +64,9 @@ static bool IsPrivate(SecKeyOperationType operation) {
   }
   id<TKKeyService> service = [_token service];
   if (service == nil) {
-    *error = [NSError errorWithDomain:TKErrorDomain code:TKErrorCodeTokenNotFound userInfo:nil];
+    if (error != nullptr) {
+      *error = [NSError errorWithDomain:TKErrorDomain code:TKErrorCodeTokenNotFound userInfo:nil];
+    }
     return nil;
   }
   return [service performOperation:operation

@@ -4,9 +4,9 @@
 
 #include <atomic>
 
-#import "platform/linux/ctk/change_notes.h"
 #import "platform/linux/ctk/ctk_fixture.h"
-#import "platform/linux/ctk/published_token.h"
+#import "platform/linux/ctk/testing/change_notes.h"
+#import "platform/linux/ctk/testing/published_token.h"
 
 using ::testing::ElementsAre;
 

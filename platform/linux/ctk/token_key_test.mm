@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #import "platform/linux/ctk/ctk_fixture.h"
-#import "platform/linux/ctk/published_token.h"
+#import "platform/linux/ctk/testing/published_token.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <thread>
 
-#import "platform/linux/ctk/change_notes.h"
+#import "platform/linux/ctk/testing/change_notes.h"
 #import "platform/linux/host/testing/scripted_extension.h"
 
 namespace host {

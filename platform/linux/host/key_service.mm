@@ -11,6 +11,14 @@ struct Service {
   std::vector<Item> items;
   PinSource pin;
 
+  // See Client::Perform; the error of the session that the token did not give.
+  Result<Bytes> Perform(Operation operation, TKTokenKeychainKey *key, NSString *algorithm,
+                        NSData *data) const {
+    if (!client) return client.error();
+    return client->Perform(operation, ItemOf(key), ConstantName(ToText(algorithm)), ToBytes(data),
+                           pin);
+  }
+
   // The item that the keychain has as this object.
   const Item &ItemOf(TKTokenKeychainKey *key) const {
     return *std::ranges::find(items, (objc_object *)key,
@@ -62,15 +70,10 @@ NSError *ToNSError(const Error &error) {
                     usingKey:(TKTokenKeychainKey *)key
                    algorithm:(NSString *)algorithm
                        error:(NSError **)error {
-  if (!_made->client) {
-    *error = host::ToNSError(_made->client.error());
-    return nil;
-  }
-  const host::Result<host::Bytes> result = _made->client->Perform(
-      host::TokenOperation(operation), _made->ItemOf(key),
-      host::ConstantName(host::ToText(algorithm)), host::ToBytes(data), _made->pin);
+  const host::Result<host::Bytes> result =
+      _made->Perform(host::TokenOperation(operation), key, algorithm, data);
   if (result) return host::ToData(*result);
-  *error = host::ToNSError(result.error());
+  if (error != nullptr) *error = host::ToNSError(result.error());
   return nil;
 }
 

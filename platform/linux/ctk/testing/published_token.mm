@@ -1,4 +1,4 @@
-#import "platform/linux/ctk/published_token.h"
+#import "platform/linux/ctk/testing/published_token.h"
 
 #include <atomic>
 #include <utility>

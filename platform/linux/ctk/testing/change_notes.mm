@@ -1,4 +1,4 @@
-#import "platform/linux/ctk/change_notes.h"
+#import "platform/linux/ctk/testing/change_notes.h"
 
 #include <gtest/gtest.h>
 
