@@ -25,6 +25,8 @@ std::string Typed(const Command& command) {
 Diagnosis::Diagnosis(System* system, std::function<void()> changed)
     : system_(system), changed_(std::move(changed)) {
   const Installation& here = system_->installation();
+  // Modulecheck loads the adapter as the extension does, and takes it for its own too.
+  const std::string adapter = here.extension + kAdapter;
   using Kind = Section::Kind;
   commands_ = {
       {Kind::kSignature, {"/usr/bin/codesign", {"-d", "--verbose=2", here.application}}},
@@ -35,7 +37,7 @@ Diagnosis::Diagnosis(System* system, std::function<void()> changed)
       {Kind::kTokens, {"/usr/bin/security", {"list-smartcards"}}},
       {Kind::kModule,
        {here.application + "/Contents/MacOS/modulecheck",
-        {"--json", "--timeout", "60", here.extension + kAdapter},
+        {"--json", "--timeout", "60", "--adapter-library", adapter, adapter},
         70}},
       {Kind::kLog,
        {"/usr/bin/log",
@@ -52,11 +54,7 @@ void Diagnosis::RunNext() {
     const auto& [kind, command] = commands_[done()];
     sections_.push_back(
         {kind, Typed(command), result.output + result.errors, result.end, result.status});
-    if (is_complete()) {
-      task_.reset();
-    } else {
-      RunNext();
-    }
+    if (!is_complete()) RunNext();
     changed_();
   });
 }
