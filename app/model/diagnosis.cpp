@@ -54,11 +54,7 @@ void Diagnosis::RunNext() {
     const auto& [kind, command] = commands_[done()];
     sections_.push_back(
         {kind, Typed(command), result.output + result.errors, result.end, result.status});
-    if (is_complete()) {
-      task_.reset();
-    } else {
-      RunNext();
-    }
+    if (!is_complete()) RunNext();
     changed_();
   });
 }

@@ -28,16 +28,19 @@ class DiagnosisTest : public testing::Test {
 TEST_F(DiagnosisTest, OneProgramAfterTheOther) {
   using Kind = Section::Kind;
   const std::string application = "/Applications/KelvrinToken.app";
+  const std::string adapter = application +
+                              "/Contents/PlugIns/KelvrinToken.appex/Contents/Resources/"
+                              "libpkcs11qarn_Lindel_PCSC.dylib";
   const std::pair<Kind, std::string> programs[] = {
       {Kind::kSignature, "/usr/bin/codesign -d --verbose=2 " + application},
       {Kind::kSignature, "/usr/bin/codesign --verify --deep --strict " + application},
       {Kind::kRegistration, "/usr/bin/pluginkit -m -A -D -v -p com.apple.ctk-tokens"},
       {Kind::kReaders, "/usr/sbin/system_profiler SPSmartCardsDataType"},
       {Kind::kTokens, "/usr/bin/security list-smartcards"},
-      {Kind::kModule, application + "/Contents/MacOS/modulecheck --json --timeout 60 " +
-                          application +
-                          "/Contents/PlugIns/KelvrinToken.appex/Contents/Resources/"
-                          "libpkcs11qarn_Lindel_PCSC.dylib"},
+      {Kind::kModule, application +
+                          "/Contents/MacOS/modulecheck --json --timeout 60 "
+                          "--adapter-library " +
+                          adapter + " " + adapter},
       {Kind::kLog,
        "/usr/bin/log show --last 10m --info --style compact --predicate processImagePath CONTAINS "
        "\"KelvrinToken.appex\" OR subsystem == \"com.apple.CryptoTokenKit\""},

@@ -102,8 +102,11 @@ TEST(TrialTextTest, NoReason) {
 
 TEST(TrialTextTest, PinNotEntered) {
   EXPECT_EQ(AfterAttempts({TokenError(-4)}),
-            (Both{"No PIN was entered, so nothing was tried.",
-                  "Es wurde keine PIN eingegeben, also nichts ausprobiert."}));
+            (Both{"No PIN was entered, which ended the trial.",
+                  "Es wurde keine PIN eingegeben; damit endete der Versuch."}));
+  EXPECT_EQ(AfterAttempts({kItWorked, TokenError(-4)}).english,
+            "No PIN was entered, which ended the trial. Before that, this worked: PKCS#1 "
+            "signature.");
 }
 
 TEST(TrialTextTest, CardGone) {
