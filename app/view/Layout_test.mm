@@ -18,7 +18,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 std::string Describe(NSView *view) {
   std::string text = TextOf(NSStringFromClass([view class]));
