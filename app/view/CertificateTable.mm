@@ -1,6 +1,5 @@
 #import "app/view/CertificateTable.h"
 
-#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -14,13 +13,14 @@ namespace {
 
 struct Column {
   const char *key;  // of its heading
-  CGFloat width;    // at least
+  CGFloat share;    // of the table's width
 };
 constexpr Column kColumns[] = {
-    {"NAME", 160}, {"ISSUER", 105}, {"VALID_UNTIL", 130}, {"KEY", 95}, {"CAN", 100}};
+    {"NAME", 0.24}, {"ISSUER", 0.17}, {"VALID_UNTIL", 0.26}, {"KEY", 0.15}, {"CAN", 0.18}};
 
 // Two lines of text in a row: names are long, and so is what a key can do.
 constexpr CGFloat kRowHeight = 36;
+constexpr CGFloat kLeastWidth = 40;  // to which the user can make a column narrower
 
 }  // namespace
 
@@ -52,8 +52,7 @@ constexpr CGFloat kRowHeight = 36;
   NSString *identifier = [NSString stringWithFormat:@"%lu", (unsigned long)number];
   NSTableColumn *column = [[[NSTableColumn alloc] initWithIdentifier:identifier] autorelease];
   [[column headerCell] setStringValue:String(_texts->Get(kColumns[number].key))];
-  [column setMinWidth:kColumns[number].width];
-  [column setWidth:kColumns[number].width];
+  [column setMinWidth:kLeastWidth];
   [column setEditable:NO];
   [[column dataCell] setWraps:YES];
   [_table addTableColumn:column];
@@ -64,13 +63,10 @@ constexpr CGFloat kRowHeight = 36;
   const CGFloat width = [_view contentSize].width;
   if (width == _width) return;  // else the widths that the user gave to columns would be lost
   _width = width;
-  CGFloat least = 0;
-  for (const Column &column : kColumns) least += column.width;
-  const CGFloat room = width - least - std::size(kColumns) * [_table intercellSpacing].width;
+  const CGFloat room = width - std::size(kColumns) * [_table intercellSpacing].width;
   NSArray<NSTableColumn *> *columns = [_table tableColumns];
   for (NSUInteger i = 0; i < std::size(kColumns); ++i) {
-    const CGFloat share = std::max(0.0, std::floor(room * kColumns[i].width / least));
-    [[columns objectAtIndex:i] setWidth:kColumns[i].width + share];
+    [[columns objectAtIndex:i] setWidth:std::floor(room * kColumns[i].share)];
   }
   [_table sizeLastColumnToFit];
 }

@@ -57,7 +57,7 @@ void SetText(NSTextField *field, const std::string &text) {
   SetName(copy, _texts->Get("TIP_COPY_SSH"));
   NSButton *save = PushButton(_texts->Get("BUTTON_SAVE"), target, @selector(saveCertificate:));
   SetName(save, _texts->Get("TIP_SAVE"));
-  NSButton *diagnose = PushButton(_texts->Get("DIAGNOSE"), target, @selector(diagnose:));
+  NSButton *diagnose = PushButton(_texts->Get("BUTTON_REPORT"), target, @selector(diagnose:));
   SetName(diagnose, _texts->Get("TIP_DIAGNOSE"));
   _buttons = [@[ attempt, copy, save, diagnose ] retain];
 }

@@ -15,6 +15,9 @@
 
 - (instancetype)initWithSize:(NSSize)size owner:(id<Arranging>)owner;
 
+// The owner goes; the window may stay for as long as the system needs it.
+- (void)forgetOwner;
+
 // Places everything anew, since something needs more room or less.
 - (void)arrange;
 

@@ -15,6 +15,10 @@
   return YES;
 }
 
+- (void)forgetOwner {
+  _owner = nil;
+}
+
 - (void)arrange {
   [_owner arrangeInSize:_content];
   [self setNeedsDisplay:YES];

@@ -41,7 +41,7 @@ void AddCertificateMenu(NSMenu *bar, const Texts &texts) {
   Add(menu, texts, "BUTTON_COPY_SSH", @selector(copySSHKey:), @"");
   Add(menu, texts, "BUTTON_SAVE", @selector(saveCertificate:), @"s");
   [menu addItem:[NSMenuItem separatorItem]];
-  Add(menu, texts, "DIAGNOSE", @selector(diagnose:), @"d");
+  Add(menu, texts, "BUTTON_REPORT", @selector(diagnose:), @"d");
 }
 
 }  // namespace

@@ -61,12 +61,11 @@ constexpr NSSize kSmallest = {640, 460};
   [_window setFrameAutosaveName:@"Main"];
 }
 
-// The way of the Tab key: the table, the buttons, the trial, the top, and around.
+// The way of the Tab key: the table, the buttons below, the one at the top, and around.
 - (void)chainKeyViews {
   NSArray<NSView *> *views = @[
-    [_certificates table], [_detail tryButton], [_detail sshButton], [_detail saveButton],
-    [_detail diagnoseButton], [_detail cancelButton], [_detail outcome], [_status button],
-    [_status sentence], [_status explanation], [_detail name]
+    [_certificates table], [_detail cancelButton], [_detail tryButton], [_detail sshButton],
+    [_detail saveButton], [_detail diagnoseButton], [_status button]
   ];
   NSView *last = [views objectAtIndex:[views count] - 1];
   for (NSView *view in views) {
@@ -209,6 +208,7 @@ constexpr NSSize kSmallest = {640, 460};
 }
 
 - (void)dealloc {
+  [_content forgetOwner];
   [_window setDelegate:nil];
   [_window close];
   [_window release];

@@ -173,6 +173,7 @@ constexpr CGFloat kProgressHeight = 16;
 }
 
 - (void)dealloc {
+  [_content forgetOwner];
   [_window setDelegate:nil];
   [_window close];
   [_window release];

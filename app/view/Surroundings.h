@@ -15,7 +15,7 @@
 // Asks where to save, offering a name; nil when nowhere. Returns when the question is answered.
 - (NSString *)pathToSave:(NSString *)name;
 
-// Writes UTF-8; returns nil, or what went wrong, in a sentence.
+// Writes UTF-8; returns nil, or what went wrong, in a sentence, which may be empty.
 - (NSString *)writeText:(NSString *)text toPath:(NSString *)path;
 
 // Shows a file in the Finder.

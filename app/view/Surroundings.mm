@@ -24,7 +24,8 @@
 - (NSString *)writeText:(NSString *)text toPath:(NSString *)path {
   NSError *error = nil;
   if ([text writeToFile:path atomically:YES encoding:NSUTF8StringEncoding error:&error]) return nil;
-  return [error localizedDescription];
+  NSString *reason = [error localizedDescription];
+  return reason == nil ? @"" : reason;  // GNUstep knows none
 }
 
 - (void)showFile:(NSString *)path {

@@ -38,7 +38,8 @@ Display::Display() {
   // Scrollers on the right, as on macOS.
   [[NSUserDefaults standardUserDefaults]
       registerDefaults:@{@"NSInterfaceStyleDefault" : @"NSMacintoshInterfaceStyle"}];
-  [NSApplication sharedApplication];
+  [[NSApplication sharedApplication] finishLaunching];
+  [NSApp activateIgnoringOtherApps:YES];
 }
 
 Display::~Display() {

@@ -64,6 +64,16 @@ NSEvent *KeyDown(NSWindow *window, NSString *characters, NSUInteger modifiers) {
                            keyCode:0];
 }
 
+// The display says that a window has come, and which one has the focus.
+void TakeEvents() {
+  while (NSEvent *event = [NSApp nextEventMatchingMask:NSAnyEventMask
+                                             untilDate:[NSDate dateWithTimeIntervalSinceNow:0.02]
+                                                inMode:NSDefaultRunLoopMode
+                                               dequeue:YES]) {
+    [NSApp sendEvent:event];
+  }
+}
+
 }  // namespace
 
 ShownWindow::ShownWindow(const std::string &language)
@@ -74,8 +84,10 @@ ShownWindow::ShownWindow(const std::string &language)
   surroundings_->_notes = &notes;
   surroundings_->_path = &path;
   surroundings_->_problem = &problem;
+  for (NSString *name in @[ @"Main", @"Report" ]) [NSWindow removeFrameUsingName:name];
   window = [[MainWindow alloc] initWithModel:&model texts:&texts surroundings:surroundings_];
   [window show];
+  TakeEvents();
 }
 
 ShownWindow::~ShownWindow() {
