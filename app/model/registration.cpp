@@ -6,6 +6,7 @@ namespace kelvrin::app {
 namespace {
 
 constexpr char kPluginkit[] = "/usr/bin/pluginkit";
+constexpr char kNone[] = "(no matches)";
 
 // Whether a line is about an extension: a mark, blanks, then `id(version)`.
 bool IsAbout(std::string_view line, std::string_view extension_id) {
@@ -36,7 +37,9 @@ Command SwitchOnExtension(const std::string& extension_id) {
 
 Registration ReadRegistration(const ProcessResult& result, std::string_view extension_id) {
   Registration registration;
-  registration.is_known = result.end == ProcessResult::End::kExited && result.status == 0;
+  // Its last line counts what it found; that nothing was found may be a failure to it.
+  registration.is_known = result.end == ProcessResult::End::kExited &&
+                          (result.status == 0 || result.output.find(kNone) != std::string::npos);
   registration.said = result.output + result.errors;
   std::istringstream lines(result.output);
   for (std::string line; std::getline(lines, line);) {

@@ -37,6 +37,8 @@ bool HasCard(const Reader& reader) {
   return reader.state == SlotState::kCard || reader.state == SlotState::kMute;
 }
 
+bool HasCertificates(const Card& card) { return card.certificates > 0; }
+
 // Where a card is; empty when there is none that can be seen.
 std::string ReaderWithCard(const Presence& presence) {
   const auto reader = std::ranges::find_if(presence.readers, HasCard);
@@ -51,6 +53,9 @@ Situation WithoutToken(const Knowledge& knowledge) {
   const auto card = std::ranges::find_if(presence.readers, HasCard);
   if (card != presence.readers.end()) {
     if (knowledge.is_waiting) return {.state = State::kLooking, .reader = card->name};
+    if (card->state == SlotState::kMute) {
+      return {.state = State::kMuteCard, .reader = card->name};
+    }
     return {.state = State::kNoToken,
             .reader = card->name,
             .other_token = OtherToken(knowledge, card->name)};
@@ -65,10 +70,13 @@ Situation WithoutToken(const Knowledge& knowledge) {
 Situation Decide(const Knowledge& knowledge) {
   const Installation& installation = knowledge.installation;
   if (installation.extension.empty()) return {.state = State::kNoExtension};
-  if (!IsInstallationPlace(installation.application.c_str(), installation.home.c_str())) {
+  if (!IsInstallationPlace(installation.application, installation.home)) {
     return {.state = State::kNotInApplications};
   }
-  if (!knowledge.cards.empty()) return {.state = State::kReady, .cards = knowledge.cards};
+  if (!knowledge.cards.empty()) {
+    const bool is_ready = std::ranges::any_of(knowledge.cards, HasCertificates);
+    return {.state = is_ready ? State::kReady : State::kNoCertificates, .cards = knowledge.cards};
+  }
   if (knowledge.is_reading) return {.reader = ReaderWithCard(knowledge.presence)};
   if (knowledge.registration == nullptr) return {};
   std::vector<std::string> copies = OtherCopies(knowledge);
@@ -89,11 +97,13 @@ NextStep NextStepOf(State state) {
       return NextStep::kRegister;
     case State::kSwitchedOff:
       return NextStep::kSwitchOn;
+    case State::kNoCertificates:
     case State::kReadersHidden:
     case State::kNoToken:
       return NextStep::kDiagnose;
     case State::kNoExtension:
     case State::kReady:
+    case State::kMuteCard:
     case State::kNoReader:
     case State::kNoCard:
       break;

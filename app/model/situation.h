@@ -14,13 +14,15 @@ enum class State {
   kNoExtension,        // somebody took it out of the application
   kNotInApplications,  // the application does not lie where it can stay
   kReady,
+  kNoCertificates,  // a card of ours with none
   kSeveralCopies,
   kNotRegistered,
   kSwitchedOff,
   kReadersHidden,  // the system does not let the application see readers
   kNoReader,
   kNoCard,
-  kNoToken,  // a card, but no token of ours
+  kMuteCard,  // a card that does not answer
+  kNoToken,   // a card, but no token of ours
 };
 
 // What the one button beside the sentence does, or shows.
@@ -44,8 +46,8 @@ struct Card {
 
 struct Situation {
   State state = State::kLooking;
-  std::vector<Card> cards = {};  // of kReady
-  std::string reader = {};       // of kNoToken and kLooking: where the card is
+  std::vector<Card> cards = {};  // of kReady and kNoCertificates
+  std::string reader = {};       // where the card is: of kMuteCard, kNoToken and kLooking
   std::string other_token = {};  // of kNoToken: another extension's, for the card in that reader
   std::vector<std::string> copies = {};  // of kSeveralCopies: paths of the other ones
 };

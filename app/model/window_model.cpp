@@ -8,6 +8,8 @@ namespace {
 
 // Seconds in which a card that has just come gets its token, or else gets none.
 constexpr int kSetUp = 5;
+// Seconds after which a token's items are surely in the keychain.
+constexpr int kLag = 1;
 // Seconds within which a card that was pulled is missed.
 constexpr Time kMissedAfter = 2;
 
@@ -67,11 +69,18 @@ bool WindowModel::HasJustFailed() const {
 // Reads a token's certificates, unless that has been done or is being done.
 void WindowModel::ReadToken(const std::string& token_id) {
   if (reading_.contains(token_id) || by_token_.contains(token_id)) return;
-  reading_[token_id] =
-      system_->ReadCertificates(token_id, [this, token_id](std::vector<Certificate> certificates) {
-        by_token_[token_id] = std::move(certificates);
-        reading_.erase(token_id);
-        Update();
+  const auto take = [this, token_id](std::vector<Certificate> certificates) {
+    by_token_[token_id] = std::move(certificates);
+    reading_.erase(token_id);
+    Update();
+  };
+  reading_[token_id] = system_->ReadCertificates(
+      token_id, [this, token_id, take](std::vector<Certificate> certificates) {
+        if (!certificates.empty()) return take(std::move(certificates));
+        // The keychain may get the items later than we get word of the token.
+        reading_[token_id] = system_->After(kLag, [this, token_id, take] {
+          reading_[token_id] = system_->ReadCertificates(token_id, take);
+        });
       });
 }
 

@@ -8,9 +8,9 @@
 namespace kelvrin::app {
 namespace {
 
-// "1" or "2 and more" are other texts.
+// None, one and more have texts of their own.
 std::string Counted(const char* key, size_t count) {
-  return std::string(key) + (count == 1 ? "_1" : "_N");
+  return std::string(key) + (count == 0 ? "_0" : count == 1 ? "_1" : "_N");
 }
 
 const char* SentenceKey(State state) {
@@ -23,6 +23,8 @@ const char* SentenceKey(State state) {
       return "NOT_IN_APPLICATIONS";
     case State::kReady:
       return "READY";
+    case State::kNoCertificates:
+      return "NO_CERTIFICATES";
     case State::kSeveralCopies:
       return "SEVERAL_COPIES";
     case State::kNotRegistered:
@@ -35,6 +37,8 @@ const char* SentenceKey(State state) {
       return "NO_READER";
     case State::kNoCard:
       return "NO_CARD";
+    case State::kMuteCard:
+      return "MUTE_CARD";
     case State::kNoToken:
       return "NO_TOKEN";
   }
@@ -86,7 +90,7 @@ std::string Texts::Certificates(size_t count) const {
 }
 
 // One card with its number, reader and certificates; or how many cards.
-std::string Texts::ReadySentence(const Situation& situation) const {
+std::string Texts::CardsSentence(const Situation& situation) const {
   if (situation.cards.size() == 1) {
     const Card& card = situation.cards.front();
     return Fill(card.reader.empty() ? "READY_CARD" : "READY_CARD_IN_READER",
@@ -101,7 +105,7 @@ std::string Texts::ReadySentence(const Situation& situation) const {
 }
 
 std::string Texts::Sentence(const Situation& situation) const {
-  if (situation.state == State::kReady) return ReadySentence(situation);
+  if (!situation.cards.empty()) return CardsSentence(situation);
   if (situation.state == State::kLooking && !situation.reader.empty()) {
     return Fill("READING_CARD", {{"reader", situation.reader}});
   }

@@ -61,7 +61,7 @@ class Texts {
   std::string Fill(std::string_view key, Values values) const;
   std::string Date(Time time) const;
   std::string Certificates(size_t count) const;
-  std::string ReadySentence(const Situation& situation) const;
+  std::string CardsSentence(const Situation& situation) const;
   // The schemes of a trial that ended like that.
   std::string Schemes(const Trial& trial, Attempt::End end) const;
   std::string ErrorOf(const Trial& trial) const;

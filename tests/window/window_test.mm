@@ -190,7 +190,8 @@ TEST_F(WindowOnDesk, TriesAnRsaKeyAndStaysAliveMeanwhile) {
   EXPECT_FALSE([[[window() detail] tryButton] isEnabled]);
   EXPECT_FALSE([[[window() detail] cancelButton] isHidden]);
   Await([&] { return !model().trial()->running(); });
-  EXPECT_EQ(Outcome(), "It works. Done and verified: PKCS#1 signature, PSS signature, decryption.");
+  EXPECT_EQ(Outcome(), "“Erika Mustermann RSA” works. Done and verified: PKCS#1 signature, PSS "
+                       "signature, decryption.");
   EXPECT_TRUE([[[window() detail] tryButton] isEnabled]);
   Picture("tried-en");
 }
@@ -200,7 +201,7 @@ TEST_F(GermanWindowOnDesk, TriesAnEcKey) {
   EXPECT_EQ(Sentence(), "Karte 4711 im Leser Kelvrin Reader: 2 Zertifikate");
   SelectCertificate("Erika Mustermann EC");
   TryAndAwait();
-  EXPECT_EQ(Outcome(), "Es geht. Ausgeführt und geprüft: ECDSA-Signatur.");
+  EXPECT_EQ(Outcome(), "„Erika Mustermann EC“ geht. Ausgeführt und geprüft: ECDSA-Signatur.");
   Picture("tried-de");
 }
 
