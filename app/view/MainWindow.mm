@@ -171,9 +171,9 @@ constexpr NSSize kSmallest = {640, 460};
   [_surroundings copyText:[_certificates selectedLine]];
 }
 
-// Whether a menu's item does something now.
+// Whether a menu's item, which is asked about because it has an action, does something now.
 - (BOOL)validateMenuItem:(NSMenuItem *)item {
-  NSString *action = NSStringFromSelector([item action]);
+  NSString *action = NSStringFromSelector((SEL _Nonnull)[item action]);
   const bool has_certificate = _model->selected() != nullptr;
   if ([action isEqualToString:@"tryKey:"]) {
     return has_certificate && [[_detail tryButton] isEnabled];
