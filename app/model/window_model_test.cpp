@@ -180,7 +180,7 @@ TEST_F(WindowModelTest, ACardHasNoTokenOnlyAfterTheWait) {
 
 TEST_F(WindowModelTest, EachCardIsWaitedForAnew) {
   system_.AnswerRegistered();
-  system_.presence.readers = {{"Reader 1", SlotState::kMute}, {"Reader 2", SlotState::kEmpty}};
+  system_.presence.readers = {{"Reader 1", SlotState::kCard}, {"Reader 2", SlotState::kEmpty}};
   system_.Change();
   system_.LetTimePass();
   EXPECT_EQ(state(), State::kNoToken);

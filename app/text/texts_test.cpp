@@ -60,10 +60,13 @@ TEST(SituationTextTest, OfEachState) {
       {State::kNoToken,
        {"The card in Reader 1 is not one that Kelvrin Token can use",
         "Mit der Karte in Reader 1 kann Kelvrin Token nichts anfangen"},
-       {"Most often the card is of another kind", "Meist ist die Karte von anderer Art"}},
+       {"Most likely first: the card was in before", "Das Wahrscheinlichste zuerst: die Karte"}},
+      {State::kMuteCard,
+       {"The card in Reader 1 does not answer", "Die Karte in Reader 1 antwortet nicht"},
+       {"Take it out, wipe its contacts", "Ziehen Sie sie, wischen Sie ihre Kontakte ab"}},
   };
   for (const auto& [state, sentence, begin] : sentences) {
-    const bool has_reader = state == State::kNoToken;
+    const bool has_reader = state == State::kNoToken || state == State::kMuteCard;
     const Situation situation = {.state = state, .reader = has_reader ? "Reader 1" : ""};
     EXPECT_EQ(Sentence(situation), sentence);
     const Both explanation = Explanation(situation);
@@ -90,8 +93,6 @@ TEST(SituationTextTest, ReadyCards) {
                                                      "Karte 4711 im Leser X: 2 Zertifikate"}));
   EXPECT_EQ(ready({SomeCard("4711", "", 1)}),
             (Both{"Card 4711: 1 certificate", "Karte 4711: 1 Zertifikat"}));
-  EXPECT_EQ(ready({SomeCard("4711", "X", 0)}), (Both{"Card 4711 in reader X: 0 certificates",
-                                                     "Karte 4711 im Leser X: 0 Zertifikate"}));
   EXPECT_EQ(ready({SomeCard("1", "X", 2), SomeCard("2", "Y", 38)}),
             (Both{"2 cards: 40 certificates", "2 Karten: 40 Zertifikate"}));
   EXPECT_EQ(ready({SomeCard("1", "X", 1), SomeCard("2", "Y", 0)}),
@@ -101,6 +102,16 @@ TEST(SituationTextTest, ReadyCards) {
                   "reader.",
                   "Safari, Mail, ssh und VPN können diese Zertifikate benutzen, solange die Karte "
                   "im Leser ist."}));
+}
+
+TEST(SituationTextTest, ACardWithoutCertificates) {
+  const Situation situation = {.state = State::kNoCertificates,
+                               .cards = {SomeCard("4711", "X", 0)}};
+  EXPECT_EQ(Sentence(situation), (Both{"Card 4711 in reader X: no certificates",
+                                       "Karte 4711 im Leser X: keine Zertifikate"}));
+  const Both said = Explanation(situation);
+  EXPECT_TRUE(said.english.starts_with("Nothing on this card can be used")) << said;
+  EXPECT_TRUE(said.german.starts_with("Mit dieser Karte ist nichts anzufangen")) << said;
 }
 
 TEST(SituationTextTest, OtherCopiesStandEachOnALine) {
@@ -114,8 +125,8 @@ TEST(SituationTextTest, AnotherExtensionsTokenComesBeforeTheReasons) {
   const Both said = Explanation({.state = State::kNoToken, .other_token = "com.apple.piv:1"});
   EXPECT_TRUE(said.english.starts_with("Another extension uses this card: com.apple.piv:1\nMost "))
       << said;
-  EXPECT_TRUE(said.german.starts_with(
-      "Eine andere Erweiterung benutzt diese Karte: com.apple.piv:1\nMeist "))
+  EXPECT_TRUE(
+      said.german.starts_with("Eine andere Erweiterung benutzt diese Karte: com.apple.piv:1\nDas "))
       << said;
 }
 

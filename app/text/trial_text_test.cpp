@@ -59,17 +59,18 @@ TEST(TrialTextTest, WhileItRuns) {
 
 TEST(TrialTextTest, Worked) {
   EXPECT_EQ(AfterAttempts({kItWorked, kItWorked, kItWorked}),
-            (Both{"It works. Done and verified: PKCS#1 signature, PSS signature, decryption.",
-                  "Es geht. Ausgeführt und geprüft: PKCS#1-Signatur, PSS-Signatur, "
+            (Both{"“Ann” works. Done and verified: PKCS#1 signature, PSS signature, decryption.",
+                  "„Ann“ geht. Ausgeführt und geprüft: PKCS#1-Signatur, PSS-Signatur, "
                   "Entschlüsselung."}));
-  EXPECT_EQ(AfterAttempts({kItWorked, kNotSupported, kNotSupported}),
-            (Both{"It works. Done and verified: PKCS#1 signature. Not supported by this card: PSS "
-                  "signature, decryption.",
-                  "Es geht. Ausgeführt und geprüft: PKCS#1-Signatur. Von dieser Karte nicht "
-                  "unterstützt: PSS-Signatur, Entschlüsselung."}));
+  EXPECT_EQ(
+      AfterAttempts({kItWorked, kNotSupported, kNotSupported}),
+      (Both{"“Ann” works. Done and verified: PKCS#1 signature. Not supported by this card: PSS "
+            "signature, decryption.",
+            "„Ann“ geht. Ausgeführt und geprüft: PKCS#1-Signatur. Von dieser Karte nicht "
+            "unterstützt: PSS-Signatur, Entschlüsselung."}));
   EXPECT_EQ(TriedKey(EcCertificate("Bob"), {kItWorked}).said(),
-            (Both{"It works. Done and verified: ECDSA signature.",
-                  "Es geht. Ausgeführt und geprüft: ECDSA-Signatur."}));
+            (Both{"“Bob” works. Done and verified: ECDSA signature.",
+                  "„Bob“ geht. Ausgeführt und geprüft: ECDSA-Signatur."}));
 }
 
 TEST(TrialTextTest, Unsupported) {

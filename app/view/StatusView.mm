@@ -31,7 +31,9 @@ Sign SignOf(State state) {
     case State::kSeveralCopies:
     case State::kNotRegistered:
     case State::kSwitchedOff:
+    case State::kNoCertificates:
     case State::kReadersHidden:
+    case State::kMuteCard:
     case State::kNoToken:
       return {@"!", [NSColor systemOrangeColor]};
   }
