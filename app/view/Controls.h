@@ -18,6 +18,9 @@ NSButton *PushButton(const std::string &title, id target, SEL action);
 // A frame with a scroller around a view, autoreleased.
 NSScrollView *Scrolled(NSView *view);
 
+// Changes a text only where it is another one, so that what is selected in it stays selected.
+void SetText(NSTextField *field, const std::string &text);
+
 // Says what a view is to those who point at it and to those who do not see it.
 void SetName(NSView *view, const std::string &name);
 

@@ -46,6 +46,11 @@ NSScrollView *Scrolled(NSView *view) {
   return scroll;
 }
 
+void SetText(NSTextField *field, const std::string &text) {
+  NSString *string = String(text);
+  if (![[field stringValue] isEqualToString:string]) [field setStringValue:string];
+}
+
 void SetName(NSView *view, const std::string &name) {
   [view setToolTip:String(name)];
   if ([view respondsToSelector:@selector(setAccessibilityLabel:)]) {

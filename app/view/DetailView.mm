@@ -16,12 +16,6 @@ namespace {
 constexpr CGFloat kOutcomeHeight = 36;
 constexpr CGFloat kProgressSize = 16;
 
-// Changes a text only where it is another one, so that what is selected in it stays selected.
-void SetText(NSTextField *field, const std::string &text) {
-  NSString *string = String(text);
-  if (![[field stringValue] isEqualToString:string]) [field setStringValue:string];
-}
-
 }  // namespace
 
 @implementation DetailView

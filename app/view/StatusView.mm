@@ -39,13 +39,6 @@ Sign SignOf(State state) {
   }
 }
 
-// Changes a text only where it is another one, so that what is selected in it stays selected.
-void SetText(NSTextField *field, const std::string &text) {
-  NSString *string = String(text);
-  if (![[field stringValue] isEqualToString:string]) [field setStringValue:string];
-  [field setHidden:text.empty()];
-}
-
 }  // namespace
 
 @implementation StatusView
@@ -75,7 +68,9 @@ void SetText(NSTextField *field, const std::string &text) {
   [_sign setTextColor:sign.color];
   SetName(_sign, _texts->Sign(situation.state));
   SetText(_sentence, _texts->Sentence(situation));
-  SetText(_explanation, _texts->Explanation(situation));
+  const std::string explanation = _texts->Explanation(situation);
+  SetText(_explanation, explanation);
+  [_explanation setHidden:explanation.empty()];
   const std::string step = _texts->Button(NextStepOf(situation.state));
   [_button setTitle:String(step)];
   [_button setHidden:step.empty()];
