@@ -1,5 +1,5 @@
 # kelvrin_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...] [OWN_PROCESS suite...]
-# [SHIPPED]): a GoogleTest program. CTest runs each of its suites as NAME.SUITE in one process; of
+# [ENVIRONMENT NAME=VALUE...] [SHIPPED]): a GoogleTest program. CTest runs each of its suites as NAME.SUITE in one process; of
 # the suites behind OWN_PROCESS it runs each test in a process of its own. The target `threads` builds
 # the programs that carry this label. With SHIPPED all of it runs once more over the files that ship,
 # as macho.NAME.SUITE with the label `macho`.
@@ -54,7 +54,8 @@ add_library(kelvrin_batch_flags INTERFACE)
 target_compile_options(kelvrin_batch_flags INTERFACE -Wno-shadow)
 
 function(kelvrin_test name)
-  cmake_parse_arguments(TEST "SHIPPED" "" "SOURCES;LIBRARIES;LABELS;OWN_PROCESS" ${ARGN})
+  cmake_parse_arguments(TEST "SHIPPED" "" "SOURCES;LIBRARIES;LABELS;OWN_PROCESS;ENVIRONMENT"
+    ${ARGN})
   kelvrin_batch(TEST_SOURCES ${name} 6)
   add_executable(${name} ${TEST_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
@@ -68,7 +69,11 @@ function(kelvrin_test name)
   endif()
   # GNUstep's own locks look like a deadlock to ThreadSanitizer; ours are looked at.
   if(TEST_SOURCES MATCHES "\\.mm")
-    list(APPEND properties ENVIRONMENT TSAN_OPTIONS=detect_deadlocks=0)
+    list(APPEND TEST_ENVIRONMENT TSAN_OPTIONS=detect_deadlocks=0)
+  endif()
+  if(TEST_ENVIRONMENT)
+    list(JOIN TEST_ENVIRONMENT "\\;" environment)
+    list(APPEND properties ENVIRONMENT "${environment}")
   endif()
   set(shipped "")
   if(TEST_SHIPPED)

@@ -45,6 +45,10 @@ TEST(RegistrationTest, NoMatches) {
   EXPECT_EQ(registration.said, "  (no matches)\n");
 }
 
+TEST(RegistrationTest, NoMatchesMayBeAFailureToPluginkit) {
+  EXPECT_TRUE(ReadRegistration({.status = 1, .output = "  (no matches)\n"}, kId).is_known);
+}
+
 TEST(RegistrationTest, OneCopyOfSeveralThatIsOnIsEnough) {
   const Registration registration =
       Read(Line("-", kId, "/A.appex") + Line("+", kId, "/My Disk/B (old).appex") +

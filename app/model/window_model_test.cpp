@@ -102,6 +102,9 @@ TEST_F(WindowModelTest, ReinsertedWithOtherCertificates) {
 TEST_F(WindowModelTest, AnItemThatVanishesBetweenListingAndReading) {
   system_.AnswerRegistered();
   system_.Insert("1", "Reader 1", {});
+  system_.LetTimePass();
+  system_.Answer(system_.TokenId("1"), std::vector<Certificate>());
+  EXPECT_EQ(state(), State::kNoCertificates);
   EXPECT_THAT(model_->certificates(), IsEmpty());
   EXPECT_EQ(model_->selected(), nullptr);
   EXPECT_EQ(model_->selection(), std::nullopt);
@@ -109,6 +112,24 @@ TEST_F(WindowModelTest, AnItemThatVanishesBetweenListingAndReading) {
   EXPECT_EQ(model_->trial(), nullptr);
   system_.Pull("1");
   EXPECT_EQ(state(), State::kNoCard);
+}
+
+TEST_F(WindowModelTest, ItemsThatComeLaterThanTheirTokenAreReadAgain) {
+  system_.AnswerRegistered();
+  system_.Insert("1", "Reader 1", {});
+  EXPECT_EQ(state(), State::kLooking);
+  EXPECT_TRUE(system_.LetTimePass());
+  system_.Answer(system_.TokenId("1"), {RsaCertificate("Ann")});
+  EXPECT_EQ(state(), State::kReady);
+  EXPECT_EQ(system_.readings(), 2U);
+}
+
+TEST_F(WindowModelTest, ACardPulledBeforeItsItemsCameIsReadNoMore) {
+  system_.AnswerRegistered();
+  system_.Insert("1", "Reader 1", {});
+  system_.Pull("1");
+  EXPECT_FALSE(system_.LetTimePass());
+  EXPECT_EQ(system_.readings(), 1U);
 }
 
 TEST_F(WindowModelTest, TwoTokensOfWhichOneGoes) {
