@@ -3,7 +3,7 @@
 namespace kelvrin::app {
 namespace {
 
-constexpr Time kDay = 24 * 60 * 60;
+constexpr Time kDay = Time{24} * 60 * 60;
 
 }  // namespace
 

@@ -69,19 +69,21 @@ bool WindowModel::HasJustFailed() const {
 // Reads a token's certificates, unless that has been done or is being done.
 void WindowModel::ReadToken(const std::string& token_id) {
   if (reading_.contains(token_id) || by_token_.contains(token_id)) return;
-  const auto take = [this, token_id](std::vector<Certificate> certificates) {
-    by_token_[token_id] = std::move(certificates);
-    reading_.erase(token_id);
+  // Captured by a name of its own: as it is it would be a constant, which cannot be moved.
+  auto take = [this, id = token_id](std::vector<Certificate> certificates) {
+    by_token_[id] = std::move(certificates);
+    reading_.erase(id);
     Update();
   };
-  reading_[token_id] = system_->ReadCertificates(
-      token_id, [this, token_id, take](std::vector<Certificate> certificates) {
-        if (!certificates.empty()) return take(std::move(certificates));
-        // The keychain may get the items later than we get word of the token.
-        reading_[token_id] = system_->After(kLag, [this, token_id, take] {
-          reading_[token_id] = system_->ReadCertificates(token_id, take);
-        });
-      });
+  auto take_or_read_again = [this, id = token_id, take](std::vector<Certificate> certificates) {
+    if (!certificates.empty()) return take(std::move(certificates));
+    // The keychain may get the items later than we get word of the token.
+    auto read_again = [this, id = id, take = take] {
+      reading_[id] = system_->ReadCertificates(id, take);
+    };
+    reading_[id] = system_->After(kLag, read_again);
+  };
+  reading_[token_id] = system_->ReadCertificates(token_id, take_or_read_again);
 }
 
 // After a card has come, its token is given some time before one says that there is none.

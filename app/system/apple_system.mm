@@ -115,14 +115,14 @@ void AppleSystem::OnChange(std::function<void()> changed) {
 
 TaskPointer AppleSystem::ReadCertificates(const std::string &token_id,
                                           std::function<void(std::vector<Certificate>)> done) {
-  return Compute<std::vector<Certificate>>([token_id] { return app::ReadCertificates(token_id); },
+  return Compute<std::vector<Certificate>>([id = token_id] { return app::ReadCertificates(id); },
                                            std::move(done));
 }
 
 TaskPointer AppleSystem::Try(const Certificate &certificate, Scheme scheme,
                              std::function<void(Attempt)> done) {
-  return Compute<Attempt>([certificate, scheme] { return TryKey(certificate, scheme); },
-                          std::move(done));
+  return Compute<Attempt>(
+      [certificate = certificate, scheme] { return TryKey(certificate, scheme); }, std::move(done));
 }
 
 TaskPointer AppleSystem::Run(const Command &command, std::function<void(ProcessResult)> done) {

@@ -64,6 +64,7 @@ class Texts {
   std::string CardsSentence(const Situation& situation) const;
   // The schemes of a trial that ended like that.
   std::string Schemes(const Trial& trial, Attempt::End end) const;
+  std::string EndSentence(const Trial& trial, Verdict verdict) const;
   std::string ErrorOf(const Trial& trial) const;
   std::string CertificateText(const WindowModel& model, const Certificate& certificate) const;
   std::string Presences(const Presence& presence) const;

@@ -63,21 +63,24 @@ std::string Texts::ErrorOf(const Trial& trial) const {
 }
 
 std::string Texts::TrialSentence(const Trial& trial) const {
-  const std::string& name = trial.certificate().name;
+  if (const auto& verdict = trial.verdict()) return EndSentence(trial, *verdict);
   if (const auto scheme = trial.running()) {
     return Fill("TRIAL_RUNNING", {{"scheme", Get(SchemeKey(*scheme))},
                                   {"number", std::to_string(trial.done() + 1)},
                                   {"count", std::to_string(trial.count())},
-                                  {"name", name}});
+                                  {"name", trial.certificate().name}});
   }
-  const Verdict verdict = *trial.verdict();
+  return "";
+}
+
+std::string Texts::EndSentence(const Trial& trial, Verdict verdict) const {
   const std::string worked = Schemes(trial, Attempt::End::kWorked);
   std::string text = Fill(
       VerdictKey(verdict),
       {{"schemes",
         verdict == Verdict::kWrongResult ? Schemes(trial, Attempt::End::kWrongResult) : worked},
        {"error", ErrorOf(trial)},
-       {"name", name}});
+       {"name", trial.certificate().name}});
   if (verdict != Verdict::kWorked && !worked.empty()) {
     text += " " + Fill("TRIAL_WORKED_BEFORE", {{"schemes", worked}});
   }
