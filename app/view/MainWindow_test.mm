@@ -67,6 +67,12 @@ TEST_F(MainWindowTest, EachStateHasItsSentenceExplanationSignAndButton) {
   }
 }
 
+TEST_F(MainWindowTest, ScenesLeaveNoStateOut) {
+  std::set<State> states;
+  for (const Scene &scene : Scenes()) states.insert(scene.state);
+  EXPECT_EQ(states.size(), static_cast<size_t>(State::kNoToken) + 1);
+}
+
 TEST_F(MainWindowTest, SignsDifferInShape) {
   std::map<std::string, std::set<std::string>> glyphs;
   for (const Scene &scene : Scenes()) {
