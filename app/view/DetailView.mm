@@ -33,6 +33,7 @@ constexpr CGFloat kProgressSize = 16;
     [_progress setStyle:NSProgressIndicatorStyleSpinning];
     [_progress setIndeterminate:YES];
     [_progress setDisplayedWhenStopped:NO];
+    SetName(_progress, texts->Get("TRIAL_PROGRESS"));
     [self makeButtons:target];
     for (NSView *view in @[ _name, _progress, _outcome, _cancel ]) [self addSubview:view];
     for (NSView *view in _buttons) [self addSubview:view];
@@ -40,19 +41,19 @@ constexpr CGFloat kProgressSize = 16;
   return self;
 }
 
-// Makes the buttons, each with a word on what it does.
+// Makes the buttons, each with a word on what it does; their names are their titles.
 - (void)makeButtons:(id<DetailActions>)target {
   _cancel = [PushButton(_texts->Get("BUTTON_CANCEL"), target, @selector(cancelTrial:)) retain];
   [_cancel setKeyEquivalent:@"\033"];
-  SetName(_cancel, _texts->Get("TIP_CANCEL"));
+  [_cancel setToolTip:String(_texts->Get("TIP_CANCEL"))];
   NSButton *attempt = PushButton(_texts->Get("BUTTON_TRY"), target, @selector(tryKey:));
-  SetName(attempt, _texts->Get("TIP_TRY"));
+  [attempt setToolTip:String(_texts->Get("TIP_TRY"))];
   NSButton *copy = PushButton(_texts->Get("BUTTON_COPY_SSH"), target, @selector(copySSHKey:));
-  SetName(copy, _texts->Get("TIP_COPY_SSH"));
+  [copy setToolTip:String(_texts->Get("TIP_COPY_SSH"))];
   NSButton *save = PushButton(_texts->Get("BUTTON_SAVE"), target, @selector(saveCertificate:));
-  SetName(save, _texts->Get("TIP_SAVE"));
+  [save setToolTip:String(_texts->Get("TIP_SAVE"))];
   NSButton *diagnose = PushButton(_texts->Get("BUTTON_REPORT"), target, @selector(diagnose:));
-  SetName(diagnose, _texts->Get("TIP_DIAGNOSE"));
+  [diagnose setToolTip:String(_texts->Get("TIP_DIAGNOSE"))];
   _buttons = [@[ attempt, copy, save, diagnose ] retain];
 }
 

@@ -263,6 +263,7 @@ TEST_F(MainWindowTest, EverythingThatCanBePressedHasAName) {
     EXPECT_NE(TextOf([view toolTip]), "nil") << TextOf([(NSButton *)view title]);
   }
   EXPECT_EQ(TextOf([table() toolTip]), "Certificates");
+  EXPECT_EQ(TextOf([[detail() progress] toolTip]), "The card is working");
 }
 
 TEST_F(MainWindowTest, RefreshWithoutAChangeChangesNothing) {
