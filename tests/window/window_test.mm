@@ -42,6 +42,39 @@ TEST_F(WindowOnDesk, FollowsReaderAndCardWithoutAButton) {
   AwaitState(State::kNoReader);
 }
 
+TEST_F(WindowOnDesk, AReaderThatIsPluggedInAgainAtOnceIsFollowed) {
+  desk().desktop().AddReader(kReader);
+  AwaitState(State::kNoCard);
+  // Before this thread hears of any of it.
+  desk().desktop().RemoveReader(kReader);
+  desk().desktop().AddReader(kReader);
+  desk().desktop().Settle();
+  desk().desktop().InsertCard(kReader);
+  AwaitState(State::kReady);
+  EXPECT_EQ(model().presence().readers.front().state, kelvrin::app::SlotState::kCard);
+}
+
+TEST_F(WindowOnDesk, ATrialWaitsForTheOneThatWasCancelled) {
+  InsertCard();
+  SelectCertificate("Erika Mustermann RSA");
+  std::mutex busy;
+  busy.lock();
+  when_asked_ = [&busy] { const std::lock_guard wait(busy); };
+  [[[window() detail] tryButton] performClick:nil];
+  Await([&] { return asked_ == 1; });
+  [[[window() detail] cancelButton] performClick:nil];
+  SelectCertificate("Erika Mustermann EC");
+  [[[window() detail] tryButton] performClick:nil];
+  for (int turns = 0; turns < 5; ++turns) {
+    [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
+                             beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.03]];
+  }
+  EXPECT_EQ(asked_, 1);
+  busy.unlock();
+  Await([&] { return !model().trial()->running(); });
+  EXPECT_EQ(model().trial()->verdict(), Verdict::kWorked);
+}
+
 TEST_F(WindowOnDesk, TriesAnRsaKeyAndStaysAliveMeanwhile) {
   InsertCard();
   SelectCertificate("Erika Mustermann RSA");
