@@ -46,6 +46,12 @@ using kelvrin::app::WindowModel;
   return YES;
 }
 
+// The process ends without letting go of anything; programs of the report's would go on.
+- (void)applicationWillTerminate:(NSNotification *)notification {
+  (void)notification;
+  _model->CancelDiagnosis();
+}
+
 - (BOOL)applicationSupportsSecureRestorableState:(NSApplication *)application {
   (void)application;
   return YES;

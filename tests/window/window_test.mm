@@ -162,6 +162,13 @@ TEST_F(WindowOnDesk, TheReportHoldsWhatModulecheckSaysAndNoPin) {
   EXPECT_THAT(report, Not(HasSubstr(TheRoom().card().pin())));
 }
 
+TEST_F(WindowOnDesk, QuittingEndsTheReportsPrograms) {
+  [[[window() detail] diagnoseButton] performClick:nil];
+  ASSERT_NE(model().diagnosis(), nullptr);
+  [(id)application_ applicationWillTerminate:nil];
+  EXPECT_EQ(model().diagnosis(), nullptr);
+}
+
 TEST_F(WindowOnDesk, SavesTheCertificateThatTheCardHas) {
   InsertCard();
   SelectCertificate("Erika Mustermann EC");
