@@ -15,6 +15,7 @@ namespace {
 // Of the lines that the trial gets from the start, so that the table above does not jump.
 constexpr CGFloat kOutcomeHeight = 36;
 constexpr CGFloat kProgressSize = 16;
+constexpr NSUInteger kLines = 3;  // of Texts::Details
 
 }  // namespace
 
@@ -37,8 +38,21 @@ constexpr CGFloat kProgressSize = 16;
     [self makeButtons:target];
     for (NSView *view in @[ _name, _progress, _outcome, _cancel ]) [self addSubview:view];
     for (NSView *view in _buttons) [self addSubview:view];
+    [self makeDetails];
   }
   return self;
+}
+
+// Makes the lines of serial number, fingerprint and reader.
+- (void)makeDetails {
+  for (NSUInteger i = 0; i < kLines; ++i) {
+    NSTextField *heading = NameLabel();
+    NSTextField *value = SelectableText([NSFont systemFontOfSize:0]);
+    [_headings addObject:heading];
+    [_values addObject:value];
+    [self addSubview:heading];
+    [self addSubview:value];
+  }
 }
 
 // Makes the buttons, each with a word on what it does; their names are their titles.
@@ -71,21 +85,11 @@ constexpr CGFloat kProgressSize = 16;
   [[self sshButton] setEnabled:SshKey(certificate).has_value()];
 }
 
-// Shows the lines, for which labels are made when there are more than there ever were.
 - (void)showDetails:(const std::vector<std::pair<std::string, std::string>> &)lines {
-  while ([_values count] < lines.size()) {
-    NSTextField *heading = NameLabel();
-    NSTextField *value = SelectableText([NSFont systemFontOfSize:0]);
-    [_headings addObject:heading];
-    [_values addObject:value];
-    [self addSubview:heading];
-    [self addSubview:value];
-  }
-  for (NSUInteger i = 0; i < [_values count]; ++i) {
-    const bool is_used = i < lines.size();
-    SetText([_headings objectAtIndex:i], is_used ? lines[i].first : "");
-    SetText([_values objectAtIndex:i], is_used ? lines[i].second : "");
-    if (is_used) SetName([_values objectAtIndex:i], lines[i].first);
+  for (NSUInteger i = 0; i < kLines; ++i) {
+    SetText([_headings objectAtIndex:i], lines[i].first);
+    SetText([_values objectAtIndex:i], lines[i].second);
+    SetName([_values objectAtIndex:i], lines[i].first);
   }
 }
 
