@@ -39,16 +39,16 @@ class BundleTest(unittest.TestCase):
         for copy, original in copies.items():
             self.assertEqual((APPLICATION / copy).read_bytes(), original.read_bytes(), copy)
 
-    def test_has_every_text_that_the_sources_ask_for_in_both_languages(self):
-        for folder, pattern in (("token", r'localizedStringForKey:@"(\w+)"'),
-                                ("app", r'@"([A-Z_]+)"')):
-            asked = {key for path in (SOURCE / folder).rglob("*.mm") if "_test" not in path.name
-                     for key in re.findall(pattern, path.read_text(encoding="utf-8"))}
-            self.assertTrue(asked)
-            tables = SOURCE / ("resources" if folder == "token" else folder)
-            for language in ("de", "en"):
-                self.assertEqual(sorted(key for key, _ in texts(tables, language)), sorted(asked))
-            self.assertRegex("".join(text for _, text in texts(tables, "de")), "[äöüÄÖÜß]")
+    def test_has_every_text_that_the_extension_asks_for_in_both_languages(self):
+        """The application's are held where they are said: app/text/strings_test.cpp."""
+        asked = {key for path in (SOURCE / "token").rglob("*.mm") if "_test" not in path.name
+                 for key in re.findall(r'localizedStringForKey:@"(\w+)"',
+                                       path.read_text(encoding="utf-8"))}
+        self.assertTrue(asked)
+        tables = SOURCE / "resources"
+        for language in ("de", "en"):
+            self.assertEqual(sorted(key for key, _ in texts(tables, language)), sorted(asked))
+        self.assertRegex("".join(text for _, text in texts(tables, "de")), "[äöüÄÖÜß]")
 
     def test_entitles_the_extension_to_its_sandbox_and_both_to_cards(self):
         self.assertEqual(list(bundle.entitlements()), [
