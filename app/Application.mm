@@ -41,9 +41,24 @@ using kelvrin::app::WindowModel;
   _model->AskForRegistration();
 }
 
+// Its window may have been closed while the report's is open.
+- (BOOL)applicationShouldHandleReopen:(NSApplication *)application
+                    hasVisibleWindows:(BOOL)hasVisibleWindows {
+  (void)application;
+  (void)hasVisibleWindows;
+  [_window show];
+  return NO;
+}
+
 - (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication *)application {
   (void)application;
   return YES;
+}
+
+// The process ends without letting go of anything; programs of the report's would go on.
+- (void)applicationWillTerminate:(NSNotification *)notification {
+  (void)notification;
+  _model->CancelDiagnosis();
 }
 
 - (BOOL)applicationSupportsSecureRestorableState:(NSApplication *)application {

@@ -21,6 +21,7 @@ class Look {
     const TaskPointer pause = system->After(kFirstLook, [&has_passed] { has_passed = true; });
     await([&] {
       const State state = model.situation().state;
+      if (model.is_reading()) return false;
       return state == State::kReady || (has_passed && state != State::kLooking);
     });
   }

@@ -35,7 +35,6 @@ struct Certificate {
   std::string key_label;  // the private key's label in the keychain
   bool can_sign = false;
   bool can_decrypt = false;
-  bool can_agree = false;
 
   bool operator==(const Certificate&) const = default;
 };

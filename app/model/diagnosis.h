@@ -12,16 +12,7 @@
 namespace kelvrin::app {
 
 struct Section {
-  enum class Kind {
-
-    kSignature,
-    kRegistration,
-    kReaders,
-    kTokens,
-
-    kModule,
-    kLog,
-  };
+  enum class Kind { kSignature, kRegistration, kReaders, kTokens, kModule, kLog };
   Kind kind;
   std::string command;  // what was run, as one would type it; empty where nothing was
   std::string text;     // as plain as it came, or nothing where the program gave none

@@ -40,7 +40,6 @@ Registration ReadRegistration(const ProcessResult& result, std::string_view exte
   // Its last line counts what it found; that nothing was found may be a failure to it.
   registration.is_known = result.end == ProcessResult::End::kExited &&
                           (result.status == 0 || result.output.find(kNone) != std::string::npos);
-  registration.said = result.output + result.errors;
   std::istringstream lines(result.output);
   for (std::string line; std::getline(lines, line);) {
     if (!IsAbout(line, extension_id)) continue;

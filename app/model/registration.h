@@ -13,7 +13,6 @@ struct Registration {
   bool is_known = false;           // pluginkit could be asked
   bool is_on = false;              // some copy is not switched off
   std::vector<std::string> paths;  // of every copy that is registered
-  std::string said;                // pluginkit's own words, or why there are none
 };
 
 // Asks for every copy, also of several versions.

@@ -42,7 +42,6 @@ TEST(RegistrationTest, NoMatches) {
   EXPECT_TRUE(registration.is_known);
   EXPECT_FALSE(registration.is_on);
   EXPECT_THAT(registration.paths, IsEmpty());
-  EXPECT_EQ(registration.said, "  (no matches)\n");
 }
 
 TEST(RegistrationTest, NoMatchesMayBeAFailureToPluginkit) {
@@ -81,7 +80,6 @@ TEST(RegistrationTest, AProgramThatFailsTellsNothing) {
   const Registration failed =
       ReadRegistration({.status = 1, .output = "match: ", .errors = "Connection invalid\n"}, kId);
   EXPECT_FALSE(failed.is_known);
-  EXPECT_EQ(failed.said, "match: Connection invalid\n");
 }
 
 TEST(RegistrationTest, Commands) {

@@ -16,9 +16,7 @@ using testing::IsEmpty;
 // Everything is well, but there is neither a reader nor a card.
 class SituationTest : public testing::Test {
  protected:
-  SituationTest() {
-    registration_ = {.is_known = true, .is_on = true, .paths = {here_.extension}, .said = ""};
-  }
+  SituationTest() { registration_ = {.is_known = true, .is_on = true, .paths = {here_.extension}}; }
 
   Situation Now() const {
     return Decide({.installation = here_,

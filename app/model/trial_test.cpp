@@ -40,7 +40,7 @@ TEST(TrialSchemesTest, WhatTheKeyCanDo) {
   EXPECT_THAT(SchemesFor(rsa), ElementsAre(Scheme::kDecryption));
 
   Certificate ec = EcCertificate("Ann");
-  ec.can_agree = ec.can_decrypt = true;
+  ec.can_decrypt = true;
   EXPECT_THAT(SchemesFor(ec), ElementsAre(Scheme::kEcdsa));
   ec.can_sign = false;
   EXPECT_THAT(SchemesFor(ec), IsEmpty());
@@ -88,10 +88,9 @@ TEST_F(TrialTest, ACardThatSupportsNothing) {
   EXPECT_EQ(changes_, 1);
 }
 
-TEST_F(TrialTest, AKeyThatOnlyAgreesHasNothingToTry) {
+TEST_F(TrialTest, AKeyThatOnlyAgreesOnKeysHasNothingToTry) {
   Certificate certificate = EcCertificate("Ann");
   certificate.can_sign = false;
-  certificate.can_agree = true;
   Begin(certificate);
   EXPECT_EQ(trial_->verdict(), Verdict::kUnsupported);
   EXPECT_EQ(trial_->running(), std::nullopt);

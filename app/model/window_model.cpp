@@ -127,7 +127,7 @@ void WindowModel::Update() {
                        .registration = registration(),
                        .presence = presence_,
                        .cards = Cards(),
-                       .is_reading = !reading_.empty(),
+                       .is_reading = is_reading(),
                        .is_waiting = waiting_ != nullptr});
   if (changed_) changed_();
 }

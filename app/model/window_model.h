@@ -33,6 +33,8 @@ class WindowModel {
   // Null until pluginkit has answered.
   const Registration* registration() const;
 
+  // Whether certificates of a token of ours are still to come.
+  bool is_reading() const { return !reading_.empty(); }
   // Those of all tokens of ours, in the order of the tokens.
   const std::vector<Certificate>& certificates() const { return certificates_; }
   // Where a certificate's card is; empty when that is not known.

@@ -39,14 +39,16 @@ static SlotState StateOf(TKSmartCardSlot *slot) {
   _changed = std::move(changed);
 }
 
-// Observes the readers that have come, and no longer those that have gone.
+// Observes the readers that have come, and no longer those that have gone. One that is back under
+// its name is another slot.
 - (void)followSlots {
   NSArray *names = [_manager slotNames];
   NSArray *known = [_slots allKeys];
   for (NSUInteger i = 0; i < [known count]; ++i) {
     NSString *name = [known objectAtIndex:i];
-    if ([names containsObject:name]) continue;
-    [[_slots objectForKey:name] removeObserver:self forKeyPath:@"state"];
+    TKSmartCardSlot *slot = [_slots objectForKey:name];
+    if ([names containsObject:name] && [slot state] != TKSmartCardSlotStateMissing) continue;
+    [slot removeObserver:self forKeyPath:@"state"];
     [_slots removeObjectForKey:name];
   }
   for (NSUInteger i = 0; i < [names count]; ++i) {

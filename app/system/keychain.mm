@@ -43,7 +43,7 @@ void TakeKey(NSArray *keys, Certificate *certificate) {
     certificate->key_label = ToText([key objectForKey:(NSString *)kSecAttrLabel]);
     certificate->can_sign = Has(key, kSecAttrCanSign) != NO;
     certificate->can_decrypt = Has(key, kSecAttrCanDecrypt) != NO;
-    certificate->can_agree = Has(key, kSecAttrCanDerive) != NO;
+    // That it may agree on keys is not told: the extension performs no key exchange.
     return;
   }
 }

@@ -181,7 +181,6 @@ std::string Texts::Capabilities(const Certificate& certificate) const {
   };
   add(certificate.can_sign, "CAN_SIGN");
   add(certificate.can_decrypt, "CAN_DECRYPT");
-  add(certificate.can_agree, "CAN_AGREE");
   return text.empty() ? Get("CAN_NOTHING") : text;
 }
 

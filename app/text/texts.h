@@ -28,11 +28,12 @@ class Texts {
   std::string Explanation(const Situation& situation) const;
   // The words on the button; empty when there is none.
   std::string Button(NextStep step) const;
-  // What the sign stands for, for those who do not see it: "works", "attention", "does not work".
+  // What the sign stands for, for those who do not see it: "works", "waits for you", "needs
+  // attention".
   std::string Sign(State state) const;
 
   // --- certificates ---
-  // "valid until 2027-05-03", "expires in 12 days, on 2027-05-03", "expired on ...".
+  // "2027-05-03", "expires in 12 days, on 2027-05-03", "expired on ...".
   std::string ValidUntil(const Certificate& certificate, Time now) const;
   // "RSA, 2048 bits".
   std::string Key(const Certificate& certificate) const;

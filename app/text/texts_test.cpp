@@ -219,12 +219,7 @@ TEST(CertificateTextTest, Capabilities) {
   };
   Certificate certificate = RsaCertificate("Ann");
   EXPECT_EQ(said(certificate), (Both{"signs, decrypts", "signiert, entschlüsselt"}));
-  certificate.can_agree = true;
-  EXPECT_EQ(said(certificate), (Both{"signs, decrypts, agrees keys",
-                                     "signiert, entschlüsselt, vereinbart Schlüssel"}));
   certificate.can_sign = certificate.can_decrypt = false;
-  EXPECT_EQ(said(certificate), (Both{"agrees keys", "vereinbart Schlüssel"}));
-  certificate.can_agree = false;
   EXPECT_EQ(said(certificate), (Both{"nothing", "nichts"}));
   EXPECT_EQ(said(KeylessCertificate("CA")), (Both{"no key", "kein Schlüssel"}));
 }

@@ -15,6 +15,7 @@ namespace {
 // Of the lines that the trial gets from the start, so that the table above does not jump.
 constexpr CGFloat kOutcomeHeight = 36;
 constexpr CGFloat kProgressSize = 16;
+constexpr NSUInteger kLines = 3;  // of Texts::Details
 
 }  // namespace
 
@@ -33,26 +34,40 @@ constexpr CGFloat kProgressSize = 16;
     [_progress setStyle:NSProgressIndicatorStyleSpinning];
     [_progress setIndeterminate:YES];
     [_progress setDisplayedWhenStopped:NO];
+    SetName(_progress, texts->Get("TRIAL_PROGRESS"));
     [self makeButtons:target];
     for (NSView *view in @[ _name, _progress, _outcome, _cancel ]) [self addSubview:view];
     for (NSView *view in _buttons) [self addSubview:view];
+    [self makeDetails];
   }
   return self;
 }
 
-// Makes the buttons, each with a word on what it does.
+// Makes the lines of serial number, fingerprint and reader.
+- (void)makeDetails {
+  for (NSUInteger i = 0; i < kLines; ++i) {
+    NSTextField *heading = NameLabel();
+    NSTextField *value = SelectableText([NSFont systemFontOfSize:0]);
+    [_headings addObject:heading];
+    [_values addObject:value];
+    [self addSubview:heading];
+    [self addSubview:value];
+  }
+}
+
+// Makes the buttons, each with a word on what it does; their names are their titles.
 - (void)makeButtons:(id<DetailActions>)target {
   _cancel = [PushButton(_texts->Get("BUTTON_CANCEL"), target, @selector(cancelTrial:)) retain];
   [_cancel setKeyEquivalent:@"\033"];
-  SetName(_cancel, _texts->Get("TIP_CANCEL"));
+  [_cancel setToolTip:String(_texts->Get("TIP_CANCEL"))];
   NSButton *attempt = PushButton(_texts->Get("BUTTON_TRY"), target, @selector(tryKey:));
-  SetName(attempt, _texts->Get("TIP_TRY"));
+  [attempt setToolTip:String(_texts->Get("TIP_TRY"))];
   NSButton *copy = PushButton(_texts->Get("BUTTON_COPY_SSH"), target, @selector(copySSHKey:));
-  SetName(copy, _texts->Get("TIP_COPY_SSH"));
+  [copy setToolTip:String(_texts->Get("TIP_COPY_SSH"))];
   NSButton *save = PushButton(_texts->Get("BUTTON_SAVE"), target, @selector(saveCertificate:));
-  SetName(save, _texts->Get("TIP_SAVE"));
+  [save setToolTip:String(_texts->Get("TIP_SAVE"))];
   NSButton *diagnose = PushButton(_texts->Get("BUTTON_REPORT"), target, @selector(diagnose:));
-  SetName(diagnose, _texts->Get("TIP_DIAGNOSE"));
+  [diagnose setToolTip:String(_texts->Get("TIP_DIAGNOSE"))];
   _buttons = [@[ attempt, copy, save, diagnose ] retain];
 }
 
@@ -70,21 +85,11 @@ constexpr CGFloat kProgressSize = 16;
   [[self sshButton] setEnabled:SshKey(certificate).has_value()];
 }
 
-// Shows the lines, for which labels are made when there are more than there ever were.
 - (void)showDetails:(const std::vector<std::pair<std::string, std::string>> &)lines {
-  while ([_values count] < lines.size()) {
-    NSTextField *heading = NameLabel();
-    NSTextField *value = SelectableText([NSFont systemFontOfSize:0]);
-    [_headings addObject:heading];
-    [_values addObject:value];
-    [self addSubview:heading];
-    [self addSubview:value];
-  }
-  for (NSUInteger i = 0; i < [_values count]; ++i) {
-    const bool is_used = i < lines.size();
-    SetText([_headings objectAtIndex:i], is_used ? lines[i].first : "");
-    SetText([_values objectAtIndex:i], is_used ? lines[i].second : "");
-    if (is_used) SetName([_values objectAtIndex:i], lines[i].first);
+  for (NSUInteger i = 0; i < kLines; ++i) {
+    SetText([_headings objectAtIndex:i], lines[i].first);
+    SetText([_values objectAtIndex:i], lines[i].second);
+    SetName([_values objectAtIndex:i], lines[i].first);
   }
 }
 

@@ -42,6 +42,19 @@ TEST_F(MainMenuTest, HasItsMenusInBothLanguages) {
   }
 }
 
+TEST_F(MainMenuTest, ApplicationMenuHasWhatEveryOneHas) {
+  std::vector<std::string> items;
+  for (NSMenuItem *item in [[[menu_ itemAtIndex:0] submenu] itemArray]) {
+    if ([item isSeparatorItem]) continue;
+    items.push_back(TextOf([item title]) + ": " + TextOf(NSStringFromSelector([item action])) +
+                    " " + TextOf([item keyEquivalent]));
+  }
+  EXPECT_THAT(items,
+              ElementsAre("About Kelvrin Token: orderFrontStandardAboutPanel: ",
+                          "Hide Kelvrin Token: hide: h", "Hide Others: hideOtherApplications: h",
+                          "Show All: unhideAllApplications: ", "Quit Kelvrin Token: terminate: q"));
+}
+
 TEST_F(MainMenuTest, ItemsOfCertificatesNeedOne) {
   shown_.system.AnswerRegistered();
   for (NSString *key in @[ @"t", @"s", @"c" ]) EXPECT_FALSE(IsEnabled(key)) << TextOf(key);

@@ -67,6 +67,12 @@ TEST_F(MainWindowTest, EachStateHasItsSentenceExplanationSignAndButton) {
   }
 }
 
+TEST_F(MainWindowTest, ScenesLeaveNoStateOut) {
+  std::set<State> states;
+  for (const Scene &scene : Scenes()) states.insert(scene.state);
+  EXPECT_EQ(states.size(), static_cast<size_t>(State::kNoToken) + 1);
+}
+
 TEST_F(MainWindowTest, SignsDifferInShape) {
   std::map<std::string, std::set<std::string>> glyphs;
   for (const Scene &scene : Scenes()) {
@@ -257,6 +263,7 @@ TEST_F(MainWindowTest, EverythingThatCanBePressedHasAName) {
     EXPECT_NE(TextOf([view toolTip]), "nil") << TextOf([(NSButton *)view title]);
   }
   EXPECT_EQ(TextOf([table() toolTip]), "Certificates");
+  EXPECT_EQ(TextOf([[detail() progress] toolTip]), "The card is working");
 }
 
 TEST_F(MainWindowTest, RefreshWithoutAChangeChangesNothing) {

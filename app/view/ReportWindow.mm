@@ -140,6 +140,11 @@ constexpr CGFloat kProgressHeight = 16;
   [_window performClose:sender];
 }
 
+// The menu's, which looks for somebody in front.
+- (void)openGuide:(id)sender {
+  [_surroundings openGuide];
+}
+
 - (void)windowWillClose:(NSNotification *)notification {
   _model->CancelDiagnosis();
 }

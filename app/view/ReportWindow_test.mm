@@ -85,6 +85,12 @@ TEST_F(ReportWindowTest, EscapeClosesIt) {
   EXPECT_FALSE([[report() window] isVisible]);
 }
 
+TEST_F(ReportWindowTest, MenuBarLeadsToTheGuideFromHereToo) {
+  EXPECT_TRUE([[[report() window] delegate] respondsToSelector:@selector(openGuide:)]);
+  [[[report() window] delegate] performSelector:@selector(openGuide:) withObject:nil];
+  EXPECT_THAT(shown_.notes, ElementsAre("opened the guide"));
+}
+
 TEST_F(ReportWindowTest, SelectionSurvivesAnotherSection) {
   [[report() text] setSelectedRange:NSMakeRange(3, 7)];
   shown_.system.Answer("codesign", {.output = "more\n"});

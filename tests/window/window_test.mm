@@ -10,6 +10,7 @@
 namespace window {
 namespace {
 
+using kelvrin::app::ProcessResult;
 using kelvrin::app::State;
 using kelvrin::app::Verdict;
 using testing::HasSubstr;
@@ -40,6 +41,39 @@ TEST_F(WindowOnDesk, FollowsReaderAndCardWithoutAButton) {
   EXPECT_TRUE([[window() detail] isHidden]);
   desk().desktop().RemoveReader(kReader);
   AwaitState(State::kNoReader);
+}
+
+TEST_F(WindowOnDesk, AReaderThatIsPluggedInAgainAtOnceIsFollowed) {
+  desk().desktop().AddReader(kReader);
+  AwaitState(State::kNoCard);
+  // Before this thread hears of any of it.
+  desk().desktop().RemoveReader(kReader);
+  desk().desktop().AddReader(kReader);
+  desk().desktop().Settle();
+  desk().desktop().InsertCard(kReader);
+  AwaitState(State::kReady);
+  EXPECT_EQ(model().presence().readers.front().state, kelvrin::app::SlotState::kCard);
+}
+
+TEST_F(WindowOnDesk, ATrialWaitsForTheOneThatWasCancelled) {
+  InsertCard();
+  SelectCertificate("Erika Mustermann RSA");
+  std::mutex busy;
+  busy.lock();
+  when_asked_ = [&busy] { const std::lock_guard wait(busy); };
+  [[[window() detail] tryButton] performClick:nil];
+  Await([&] { return asked_ == 1; });
+  [[[window() detail] cancelButton] performClick:nil];
+  SelectCertificate("Erika Mustermann EC");
+  [[[window() detail] tryButton] performClick:nil];
+  for (int turns = 0; turns < 5; ++turns) {
+    [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
+                             beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.03]];
+  }
+  EXPECT_EQ(asked_, 1);
+  busy.unlock();
+  Await([&] { return !model().trial()->running(); });
+  EXPECT_EQ(model().trial()->verdict(), Verdict::kWorked);
 }
 
 TEST_F(WindowOnDesk, TriesAnRsaKeyAndStaysAliveMeanwhile) {
@@ -127,6 +161,40 @@ TEST_F(WindowOnDesk, TheReportHoldsWhatModulecheckSaysAndNoPin) {
   EXPECT_THAT(report, HasSubstr("\"conclusion\": \"works\""));
   EXPECT_THAT(report, HasSubstr("(could not be run: this program is missing)"));
   EXPECT_THAT(report, Not(HasSubstr(TheRoom().card().pin())));
+}
+
+TEST_F(WindowOnDesk, QuittingEndsTheReportsPrograms) {
+  [[[window() detail] diagnoseButton] performClick:nil];
+  ASSERT_NE(model().diagnosis(), nullptr);
+  [(id)application_ applicationWillTerminate:nil];
+  EXPECT_EQ(model().diagnosis(), nullptr);
+}
+
+// What a program that runs beside the window comes to.
+class ProgramsOnDesk : public WindowOnDesk {
+ protected:
+  kelvrin::app::ProcessResult Run(const kelvrin::app::Command &command) {
+    std::optional<kelvrin::app::ProcessResult> result;
+    const auto task = system().Run(command, [&result](const auto &answer) { result = answer; });
+    Await([&result] { return result.has_value(); });
+    return *result;
+  }
+};
+
+TEST_F(ProgramsOnDesk, ItsOutputErrorsAndStatusAreTaken) {
+  const auto result = Run({"/bin/sh", {"-c", "echo $LC_ALL; echo no >&2; exit 3"}});
+  EXPECT_EQ(result.end, ProcessResult::End::kExited);
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.output, "C\n");
+  EXPECT_EQ(result.errors, "no\n");
+}
+
+TEST_F(ProgramsOnDesk, OneThatTakesTooLongIsEnded) {
+  EXPECT_EQ(Run({"/bin/sleep", {"600"}, 1}).end, ProcessResult::End::kTimedOut);
+}
+
+TEST_F(ProgramsOnDesk, OneThatIsNotThereIsSaidToBeMissing) {
+  EXPECT_EQ(Run({"/usr/bin/no-such-program", {}}).end, ProcessResult::End::kNoProgram);
 }
 
 TEST_F(WindowOnDesk, SavesTheCertificateThatTheCardHas) {

@@ -40,7 +40,6 @@ void ExpireAndExpireSoon(ShownWindow *shown) {
   expired.not_after = shown->system.now - kDay;
   Certificate soon = EcCertificate("\u05D0\u05E0\u05D4 \u05DB\u05D4\u05DF, authentication");
   soon.not_after = shown->system.now + 12 * kDay;
-  soon.can_agree = true;
   Certificate later = KeylessCertificate("Example Corporation Employees CA 4");
   later.not_before = shown->system.now + 5 * kDay;
   shown->system.Insert("4711", kReader, {soon, expired, later});
@@ -88,6 +87,23 @@ const std::vector<Scene> kScenes = {
        PutCardIn(shown, SlotState::kCard);
        shown->system.LetTimePass();
      }},
+    {"another-extensions", State::kNoToken,
+     [](ShownWindow *shown) {
+       shown->system.presence.tokens = {{"com.apple.pivtoken:0123456789ABCDEF", kReader}};
+       PutCardIn(shown, SlotState::kCard);
+       shown->system.LetTimePass();
+     }},
+    {"mute-card", State::kMuteCard,
+     [](ShownWindow *shown) {
+       PutCardIn(shown, SlotState::kMute);
+       shown->system.LetTimePass();
+     }},
+    {"no-certificates", State::kNoCertificates,
+     [](ShownWindow *shown) {
+       shown->system.Insert("4711", kReader, {});
+       shown->system.LetTimePass();
+       shown->system.Answer(shown->system.TokenId("4711"), std::vector<Certificate>());
+     }},
     {"ready", State::kReady, InsertCard},
     {"expired", State::kReady, ExpireAndExpireSoon},
     {"no-key", State::kReady,
@@ -99,6 +115,20 @@ const std::vector<Scene> kScenes = {
     {"worked", State::kReady, [](ShownWindow *shown) { Try(shown, {{}, {}, {}}); }},
     {"pin-refused", State::kReady,
      [](ShownWindow *shown) { Try(shown, {Failed("CryptoTokenKit", -5)}); }},
+    {"pin-not-entered", State::kReady,
+     [](ShownWindow *shown) { Try(shown, {Failed("CryptoTokenKit", -4)}); }},
+    {"wrong-result", State::kReady,
+     [](ShownWindow *shown) { Try(shown, {{}, {.end = Attempt::End::kWrongResult}}); }},
+    {"unsupported", State::kReady,
+     [](ShownWindow *shown) {
+       constexpr Attempt::End kLacks = Attempt::End::kUnsupported;
+       Try(shown, {{.end = kLacks}, {.end = kLacks}, {.end = kLacks}});
+     }},
+    {"cancelled", State::kReady,
+     [](ShownWindow *shown) {
+       Try(shown, {{}});
+       shown->model.CancelTrial();
+     }},
     {"no-reason", State::kReady,
      [](ShownWindow *shown) { Try(shown, {Failed("CryptoTokenKit", -2)}); }},
     {"failed", State::kReady,
