@@ -7,7 +7,7 @@
 
 #pragma clang assume_nonnull begin
 
-typedef NS_OPTIONS(NSUInteger, NSKeyValueObservingOptions){NSKeyValueObservingOptionNew = 1};
+typedef NS_OPTIONS(NSUInteger, NSKeyValueObservingOptions) { NSKeyValueObservingOptionNew = 1 };
 
 @interface NSObject (NSKeyValueObserving)
 - (void)observeValueForKeyPath:(nullable NSString *)keyPath
