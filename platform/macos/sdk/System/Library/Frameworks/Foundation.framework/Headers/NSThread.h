@@ -6,9 +6,7 @@
 #pragma clang assume_nonnull begin
 
 @interface NSThread : NSObject
-+ (void)detachNewThreadSelector:(SEL)selector
-                       toTarget:(id)target
-                     withObject:(nullable id)argument;
++ (void)detachNewThreadSelector:(SEL)selector toTarget:(id)target withObject:(nullable id)argument;
 @end
 
 @interface NSObject (NSThreadPerformAdditions)
