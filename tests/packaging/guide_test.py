@@ -162,6 +162,7 @@ class GuideTest(unittest.TestCase):
                          ["pictures/window-ready.png", "pictures/window-report.png"])
         for file, words in pictures.items():
             self.assertGreater(len(words.split()), 10, file)
+            self.assertTrue((ROOT / "docs" / file).exists(), file)
 
     def test_the_identifiers_are_the_projects(self):
         bundles = (ROOT / "cmake" / "KelvrinBundle.cmake").read_text(encoding="utf-8")
