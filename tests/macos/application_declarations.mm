@@ -2,9 +2,7 @@
 #import <CommonCrypto/CommonDigest.h>
 #import <CryptoTokenKit/CryptoTokenKit.h>
 
-#define SAME(...) static_assert(__is_same(__VA_ARGS__))
-// An expression's type. It is not evaluated; the receiver may be nil.
-#define HAS_TYPE(type, ...) SAME(decltype(__VA_ARGS__), type)
+#import "tests/macos/declarations.h"
 
 SAME(CFArrayRef, const struct __CFArray *);
 SAME(CFDictionaryRef, const struct __CFDictionary *);

@@ -1,5 +1,5 @@
-"""What our headers of Apple's frameworks declare, compiled beside declarations.mm and
-application_declarations.mm for both slices.
+"""What our headers of Apple's frameworks declare, compiled for both slices beside those of
+declarations.mm, application_declarations.mm and window_declarations.mm.
 
     declarations_test.py BUILD
 """
@@ -23,8 +23,9 @@ def compile_beside(platform, target):
         ["clang++-19", f"--target={target}", "-isysroot", SDK, "-I", platform / "include",
          "-iframework", platform / FRAMEWORKS, "-std=c++20", "-fobjc-weak", "-fsyntax-only",
          "-Wall", "-Woverriding-method-mismatch", "-Werror",
-         SOURCE / "tests/macos/declarations.mm",
-         SOURCE / "tests/macos/application_declarations.mm"],
+         "-I", SOURCE,
+         *(SOURCE / f"tests/macos/{subject}declarations.mm"
+           for subject in ("", "application_", "window_"))],
         env={"PATH": "/usr/bin:/bin"}, capture_output=True, text=True, check=False)
     return result.stderr
 
