@@ -8,7 +8,7 @@ packages=(
   g++ libobjc-12-dev libgnustep-base-dev
   libbsd-dev libp11-kit-dev libssl-dev
   libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev
-  libgnustep-gui-dev gnustep-back0.29-cairo xvfb xauth openssh-client
+  libgnustep-gui-dev gnustep-back0.29-cairo fonts-dejavu-core xvfb xauth openssh-client
   gnutls-bin opensc openssl softhsm2
   libnss3-tools p11-kit p11-kit-modules
   libbenchmark-dev libgnutls28-dev libengine-pkcs11-openssl
