@@ -55,15 +55,23 @@ TEST_F(WindowOnDesk, AReaderThatIsPluggedInAgainAtOnceIsFollowed) {
   EXPECT_EQ(model().presence().readers.front().state, kelvrin::app::SlotState::kCard);
 }
 
-TEST_F(WindowOnDesk, ATrialWaitsForTheOneThatWasCancelled) {
-  InsertCard();
-  SelectCertificate("Erika Mustermann RSA");
+// With a trial that is cancelled while its card waits for a lock.
+class CancelledTrialOnDesk : public WindowOnDesk {
+ protected:
+  void CancelWhileTheCardIs(std::mutex *busy) {
+    InsertCard();
+    SelectCertificate("Erika Mustermann RSA");
+    when_asked_ = [busy] { const std::lock_guard wait(*busy); };
+    [[[window() detail] tryButton] performClick:nil];
+    Await([this] { return asked_ == 1; });
+    [[[window() detail] cancelButton] performClick:nil];
+  }
+};
+
+TEST_F(CancelledTrialOnDesk, ATrialWaitsForTheOneThatWasCancelled) {
   std::mutex busy;
   busy.lock();
-  when_asked_ = [&busy] { const std::lock_guard wait(busy); };
-  [[[window() detail] tryButton] performClick:nil];
-  Await([&] { return asked_ == 1; });
-  [[[window() detail] cancelButton] performClick:nil];
+  CancelWhileTheCardIs(&busy);
   SelectCertificate("Erika Mustermann EC");
   [[[window() detail] tryButton] performClick:nil];
   for (int turns = 0; turns < 5; ++turns) {
@@ -117,15 +125,10 @@ TEST_F(WindowOnDesk, ACardPulledWhileItsKeyIsTriedIsSaidToBe) {
   AwaitState(State::kNoCard);
 }
 
-TEST_F(WindowOnDesk, ACancelledTrialEndsAtOnceWhateverTheCardDoes) {
-  InsertCard();
-  SelectCertificate("Erika Mustermann RSA");
+TEST_F(CancelledTrialOnDesk, EndsAtOnceWhateverTheCardDoes) {
   std::mutex busy;
   busy.lock();
-  when_asked_ = [&busy] { const std::lock_guard wait(busy); };
-  [[[window() detail] tryButton] performClick:nil];
-  Await([&] { return asked_ == 1; });
-  [[[window() detail] cancelButton] performClick:nil];
+  CancelWhileTheCardIs(&busy);
   EXPECT_THAT(Outcome(), StartsWith("Cancelled."));
   busy.unlock();
   // The next trial waits for the card, and works.
