@@ -2,12 +2,24 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
+#include <vector>
+
 #include "tests/endtoend/tokenhost_on_card.h"
 
 namespace endtoend {
 namespace {
 
 using testing::HasSubstr;
+using testing::UnorderedElementsAreArray;
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
 
 class ShippedLogTest : public TokenhostOnCard {
  protected:
@@ -50,7 +62,12 @@ TEST_F(ShippedLogTest, IsThatOfTheFilesBuiltHere) {
   product::CopyBundle(bundle_);
   unsetenv("KELVRIN_SHIPPED_FILES");
   const std::vector<std::string> shipped = Say(KELVRIN_MACHO);
-  for (size_t i = 0; i < built.size(); ++i) EXPECT_EQ(shipped[i], built[i]) << i;
+  EXPECT_EQ(shipped.back(), built.back());
+  // SoftHSM orders its objects by where they lie in memory, so that each process may see another
+  // order of certificates.
+  for (size_t i = 0; i + 1 < built.size(); ++i) {
+    EXPECT_THAT(Lines(shipped[i]), UnorderedElementsAreArray(Lines(built[i]))) << i;
+  }
 }
 
 }  // namespace
