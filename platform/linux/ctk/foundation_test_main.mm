@@ -18,6 +18,8 @@ class PoolAroundEachTest : public testing::EmptyTestEventListener {
 int main(int argc, char **argv) {
   setenv("LC_ALL", "C.UTF-8", 1);  // before Foundation settles what C strings are encoded in
   @autoreleasepool {
+    // GNUstep deadlocks when its first run loop is made while another thread sends a message there.
+    [NSRunLoop currentRunLoop];
     testing::InitGoogleMock(&argc, argv);
     testing::UnitTest::GetInstance()->listeners().Append(new PoolAroundEachTest);
     return RUN_ALL_TESTS();

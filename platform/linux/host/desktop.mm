@@ -7,10 +7,11 @@
 namespace host {
 
 Desktop::Desktop(HostedExtension extension, std::string class_id, PinSource pin)
-    : extension_(std::move(extension)),
-      class_id_(std::move(class_id)),
-      pin_(std::move(pin)),
-      thread_([this] { MakeChanges(); }) {}
+    : extension_(std::move(extension)), class_id_(std::move(class_id)), pin_(std::move(pin)) {
+  // GNUstep deadlocks when its first run loop is made while another thread sends a message there.
+  [NSRunLoop currentRunLoop];
+  thread_ = std::thread([this] { MakeChanges(); });
+}
 
 Desktop::~Desktop() {
   Queue([this] {
