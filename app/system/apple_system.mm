@@ -121,8 +121,11 @@ TaskPointer AppleSystem::ReadCertificates(const std::string &token_id,
 
 TaskPointer AppleSystem::Try(const Certificate &certificate, Scheme scheme,
                              std::function<void(Attempt)> done) {
+  // What was cancelled may still be at it, and ask for the PIN.
+  static pthread_mutex_t alone = PTHREAD_MUTEX_INITIALIZER;
   return Compute<Attempt>(
-      [certificate = certificate, scheme] { return TryKey(certificate, scheme); }, std::move(done));
+      [certificate = certificate, scheme] { return TryKey(certificate, scheme); }, std::move(done),
+      &alone);
 }
 
 TaskPointer AppleSystem::Run(const Command &command, std::function<void(ProcessResult)> done) {

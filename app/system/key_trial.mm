@@ -1,7 +1,6 @@
 #include "app/system/key_trial.h"
 
 #import <Security/Security.h>
-#include <pthread.h>
 #include <stdlib.h>
 
 #import "app/system/keychain.h"
@@ -85,8 +84,9 @@ SecKeyRef CopyPublicKey(const Certificate &certificate) {
   return key;
 }
 
-// Tries a key while nothing else does.
-Attempt TryAlone(const Certificate &certificate, Scheme scheme) {
+}  // namespace
+
+Attempt TryKey(const Certificate &certificate, Scheme scheme) {
   SecKeyRef key = CopyKey(certificate);
   if (key == nullptr) return {End::kNoKey};
   SecKeyRef publicKey = CopyPublicKey(certificate);
@@ -97,17 +97,6 @@ Attempt TryAlone(const Certificate &certificate, Scheme scheme) {
     CFRelease(publicKey);
   }
   CFRelease(key);
-  return attempt;
-}
-
-}  // namespace
-
-Attempt TryKey(const Certificate &certificate, Scheme scheme) {
-  // What was cancelled may still be at it, and ask for the PIN.
-  static pthread_mutex_t alone = PTHREAD_MUTEX_INITIALIZER;
-  pthread_mutex_lock(&alone);
-  const Attempt attempt = TryAlone(certificate, scheme);
-  pthread_mutex_unlock(&alone);
   return attempt;
 }
 
