@@ -10,8 +10,9 @@
 
 namespace kelvrin::app {
 
-// The certificates of a token, and which of them have a key; asks nobody for a PIN. May wait for
-// other processes: not for the main thread. Within a pool.
+// The certificates of a token by name, since a card may give them in another order each time, and
+// which of them have a key; asks nobody for a PIN. May wait for other processes: not for the main
+// thread. Within a pool.
 std::vector<Certificate> ReadCertificates(const std::string& token_id);
 
 // The private key of a certificate, which the caller releases; null when the token has none of it

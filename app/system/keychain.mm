@@ -1,5 +1,8 @@
 #include "app/system/keychain.h"
 
+#include <algorithm>
+#include <tuple>
+
 #import "app/system/certificate_reader.h"
 #import "app/system/strings.h"
 
@@ -64,6 +67,9 @@ std::vector<Certificate> ReadCertificates(const std::string &token_id) {
     TakeKey(keys, &certificate);
     certificates.push_back(std::move(certificate));
   }
+  std::ranges::sort(certificates, {}, [](const Certificate &certificate) {
+    return std::tie(certificate.name, certificate.fingerprint);
+  });
   return certificates;
 }
 

@@ -35,6 +35,9 @@ TEST_F(WindowOnDesk, FollowsReaderAndCardWithoutAButton) {
   desk().desktop().InsertCard(kReader);
   AwaitState(State::kReady);
   EXPECT_EQ(Sentence(), "Card 4711 in reader Kelvrin Reader: 2 certificates");
+  ASSERT_EQ(model().certificates().size(), 2U);
+  EXPECT_EQ(model().certificates()[0].name, "Erika Mustermann EC");
+  EXPECT_EQ(model().certificates()[1].name, "Erika Mustermann RSA");
   EXPECT_EQ([[[window() certificates] table] numberOfRows], 2);
   desk().desktop().RemoveCard(kReader);
   AwaitState(State::kNoCard);
