@@ -2,8 +2,8 @@
 // commands.
 //   window FOLDER [--pictures FOLDER | ARGUMENT...]
 // FOLDER has the card, as make-card left it: card/softhsm2.conf, card/card/pin. The PIN is given as
-// a person would enter it. With --pictures the key is tried and a report made, of which pictures
-// are left; the arguments are the application's otherwise.
+// a person would enter it. With --pictures a key is tried and a report made, of which pictures are
+// left; the arguments are the application's otherwise.
 #include <unistd.h>
 
 #include <cstdio>
@@ -32,7 +32,7 @@ void Await(Condition condition) {
   }
 }
 
-// Tries the first key and makes the report, and leaves a picture of each.
+// Tries the RSA key and makes the report, and leaves a picture of each.
 void TakePictures(const window::Desk &desk, const std::string &folder) {
   [NSApplication sharedApplication];
   window::DeskSystem system(desk.bundle());
@@ -45,6 +45,9 @@ void TakePictures(const window::Desk &desk, const std::string &folder) {
   MainWindow *window = [application window];
   [window show];
   Await([&] { return !model.certificates().empty(); });
+  // The RSA key, which can do most.
+  [[[window certificates] table] selectRowIndexes:[NSIndexSet indexSetWithIndex:1]
+                             byExtendingSelection:NO];
   [[[window detail] tryButton] performClick:nil];
   Await([&] { return model.trial() != nullptr && !model.trial()->running(); });
   SavePicture([window window], folder + "/window-ready.png");
