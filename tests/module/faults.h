@@ -65,16 +65,11 @@ void ExactDigestsOnly(MemoryModule& module);
 void DerSignatures(MemoryModule& module);
 // CKM_RSA_X_509 takes blocks as long as the modulus only; else CKR_FUNCTION_FAILED.
 void RefusesShortBlocks(MemoryModule& module);
-// A CKM_RSA_X_509 block longer than the modulus ends the process with status 5, as in SoftHSM2.
-void DiesOfLongBlocks(MemoryModule& module);
 // A null pointer as input answers CKR_ARGUMENTS_BAD, its length 0 or not.
 void RefusesNullInput(MemoryModule& module);
 // RSA signatures and decrypted CKM_RSA_X_509 blocks come without their leading zeros: the signature
 // of a CKM_RSA_X_509 block that is the number 1 is one byte.
 void DropsLeadingZeros(MemoryModule& module);
-// C_Sign and C_Decrypt answer CKR_OK and this length, 0 or longer than the result too. Bytes beyond
-// the result are 0 as far as there is room for them.
-void ResultsOfLength(MemoryModule& module, CK_ULONG length);
 // Each C_Sign and C_Decrypt gives the private keys new handles.
 void RenewsHandles(MemoryModule& module);
 

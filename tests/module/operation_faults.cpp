@@ -1,6 +1,4 @@
 // Faults of operations and derivations.
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 
@@ -13,8 +11,6 @@ namespace {
 
 constexpr CK_ULONG kModulus = 256;
 constexpr CK_ULONG kDigest = 32;
-// How the process ends in DiesOfLongBlocks.
-constexpr int kDeath = 5;
 
 // What the session is about to do; type -1 when nothing.
 MemoryOperation OperationOf(MemoryModule& module, CK_SESSION_HANDLE handle) {
@@ -72,13 +68,6 @@ void RefusesShortBlocks(MemoryModule& module) {
   });
 }
 
-void DiesOfLongBlocks(MemoryModule& module) {
-  Refuses(module, [](const MemoryOperation& operation, const CK_BYTE*, CK_ULONG size) -> CK_RV {
-    if (operation.mechanism == CKM_RSA_X_509 && size > kModulus) _exit(kDeath);
-    return CKR_OK;
-  });
-}
-
 void RefusesNullInput(MemoryModule& module) {
   Refuses(module, [](const MemoryOperation&, const CK_BYTE* input, CK_ULONG) -> CK_RV {
     return input == nullptr ? CKR_ARGUMENTS_BAD : CKR_OK;
@@ -115,21 +104,6 @@ void DropsLeadingZeros(MemoryModule& module) {
     CK_BYTE* const first = std::find_if(output, end, [](auto byte) { return byte; });
     std::memmove(output, first, static_cast<std::size_t>(end - first));
     *output_size = static_cast<CK_ULONG>(end - first);
-    return result;
-  });
-}
-
-void ResultsOfLength(MemoryModule& module, CK_ULONG length) {
-  ChainResults(module, [=](const MemoryOperation&, auto next, CK_SESSION_HANDLE session,
-                           CK_BYTE* input, CK_ULONG size, CK_BYTE* output, CK_ULONG* output_size) {
-    const CK_ULONG room = *output_size;
-    const CK_RV result = next(session, input, size, output, output_size);
-    if (result != CKR_OK) return result;
-    const CK_ULONG filled = std::min(length, room);
-    if (output != nullptr && filled > *output_size) {
-      std::fill(output + *output_size, output + filled, CK_BYTE{0});
-    }
-    *output_size = length;
     return result;
   });
 }
