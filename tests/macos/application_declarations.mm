@@ -49,7 +49,6 @@ HAS_TYPE(TKSmartCardSlotManager *, TKSmartCardSlotManager.defaultManager);
                                                         &kSecAttrKeySizeInBits,
                                                         &kSecAttrCanSign,
                                                         &kSecAttrCanDecrypt,
-                                                        &kSecAttrCanDerive,
                                                         &kSecAttrKeyClass,
                                                         &kSecAttrKeyClassPrivate,
                                                         &kSecMatchLimit,
@@ -76,7 +75,6 @@ HAS_TYPE(TKSmartCardSlotManager *, TKSmartCardSlotManager.defaultManager);
 @interface CheckedTokenInfo : TKTokenWatcherTokenInfo
 @property (readonly) NSString *tokenID;
 @property (readonly, nullable) NSString *slotName;
-@property (readonly, nullable) NSString *driverName;
 @end
 
 @interface CheckedSlots : TKSmartCardSlotManager

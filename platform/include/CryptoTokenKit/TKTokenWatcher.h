@@ -7,12 +7,11 @@
 
 // What the system knows of one token, from macOS 12 on.
 @interface TKTokenWatcherTokenInfo : NSObject
-TK_INSTANCE_VARIABLES(NSString *_tokenID; NSString * _slotName; NSString * _driverName;)
+TK_INSTANCE_VARIABLES(NSString *_tokenID; NSString * _slotName;)
 - (instancetype)init TK_UNAVAILABLE;
 + (instancetype)new TK_UNAVAILABLE;
 @property (readonly) NSString *tokenID;
 @property (readonly, nullable) NSString *slotName;
-@property (readonly, nullable) NSString *driverName;
 @end
 
 @interface TKTokenWatcher : NSObject

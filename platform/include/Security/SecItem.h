@@ -25,7 +25,6 @@ extern const CFStringRef kSecAttrKeyTypeECSECPrimeRandom;
 extern const CFStringRef kSecAttrKeySizeInBits;
 extern const CFStringRef kSecAttrCanSign;
 extern const CFStringRef kSecAttrCanDecrypt;
-extern const CFStringRef kSecAttrCanDerive;
 extern const CFStringRef kSecAttrKeyClass;
 extern const CFStringRef kSecAttrKeyClassPrivate;
 

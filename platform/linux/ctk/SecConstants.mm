@@ -23,7 +23,6 @@ CONSTANT(AttrKeyTypeECSECPrimeRandom, "73")
 CONSTANT(AttrKeySizeInBits, "bsiz")
 CONSTANT(AttrCanSign, "sign")
 CONSTANT(AttrCanDecrypt, "decr")
-CONSTANT(AttrCanDerive, "drve")
 CONSTANT(AttrKeyClass, "kcls")
 CONSTANT(AttrKeyClassPrivate, "1")
 

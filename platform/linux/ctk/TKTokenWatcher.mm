@@ -75,11 +75,6 @@ void TKSystemRemoveToken(NSString *tokenID) {
   return self;
 }
 
-// The extension's class-id, which is what is known here of its driver.
-- (NSString *)driverName {
-  return [[_tokenID componentsSeparatedByString:@":"] objectAtIndex:0];
-}
-
 - (void)dealloc {
   [_tokenID release];
   [_slotName release];

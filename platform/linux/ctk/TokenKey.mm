@@ -31,7 +31,6 @@ static bool IsPrivate(SecKeyOperationType operation) {
       {kSecAttrKeySizeInBits, [NSNumber numberWithInteger:[item keySizeInBits]]},
       {kSecAttrCanSign, [NSNumber numberWithBool:[item canSign]]},
       {kSecAttrCanDecrypt, [NSNumber numberWithBool:[item canDecrypt]]},
-      {kSecAttrCanDerive, [NSNumber numberWithBool:[item canPerformKeyExchange]]},
       {kSecAttrApplicationLabel, [item publicKeyHash]},
   };
   for (const auto &row : rows) [attributes setValue:row.value forKey:(NSString *)row.name];

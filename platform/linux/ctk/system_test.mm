@@ -40,7 +40,6 @@ TEST(TokenWatcher, TellsWhereATokenIs) {
   TKTokenWatcherTokenInfo *info = [watcher tokenInfoForTokenID:@"a:1"];
   EXPECT_EQ(TextOf([info tokenID]), "a:1");
   EXPECT_EQ(TextOf([info slotName]), "Reader");
-  EXPECT_EQ(TextOf([info driverName]), "a");
 }
 
 TEST(TokenWatcher, MayGoWhileTokensChange) {
