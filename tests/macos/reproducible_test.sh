@@ -21,13 +21,12 @@ take() {
   cp "$1/bin/modulecheck" "$1/bin/libkelvrin_adapter.dylib" "$2/bin/"
 }
 
-# A copy of the sources, with a copy of the SDK, which takes a minute to make.
+# A copy of the sources.
 copy=$folder/with-a-path/that-is-a-good-deal/longer-than-where/the-first-build/was-made
-mkdir -p "$copy/build"
+mkdir -p "$copy"
 (cd "$source" && git ls-files -z -co --exclude-standard |
   while IFS= read -r -d '' file; do [ ! -e "$file" ] || printf '%s\0' "$file"; done |
   tar -cf - --null -T -) | tar -xf - -C "$copy"
-cp -a "$shipped/../macos-sdk" "$copy/build/macos-sdk"
 
 # Neither the place nor the time zone, the language or a user's wishes for zip may leave a trace.
 export TZ=Asia/Kathmandu LC_ALL=C ZIPOPT=-0
