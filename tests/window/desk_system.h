@@ -19,6 +19,7 @@ class DeskSystem : public kelvrin::app::AppleSystem {
                                 std::function<void(kelvrin::app::ProcessResult)> done) override {
     kelvrin::app::Command here = {"/usr/bin/env", {}, command.seconds};
     if (command.program == "/usr/bin/pluginkit") {
+      ++pluginkit_runs_;
       here.arguments = {KELVRIN_PLUGINKIT, installation().extension_id, installation().extension};
     } else if (command.program.ends_with("/modulecheck")) {
       here.arguments = {std::string("SOFTHSM2_CONF=") + getenv("SOFTHSM2_CONF"), command.program};
@@ -28,9 +29,12 @@ class DeskSystem : public kelvrin::app::AppleSystem {
     here.arguments.insert(here.arguments.end(), command.arguments.begin(), command.arguments.end());
     return AppleSystem::Run(here, std::move(done));
   }
+  // How often pluginkit was started.
+  int pluginkit_runs() const { return pluginkit_runs_; }
 
  private:
   kelvrin::app::Installation here_;
+  int pluginkit_runs_ = 0;
 };
 
 }  // namespace window

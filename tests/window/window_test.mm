@@ -176,6 +176,13 @@ TEST_F(WindowOnDesk, QuittingEndsTheReportsPrograms) {
   EXPECT_EQ(model().diagnosis(), nullptr);
 }
 
+TEST_F(WindowOnDesk, WhoeverComesBackMayHaveRegisteredTheExtension) {
+  Await([this] { return model().registration() != nullptr; });
+  const int before = system().pluginkit_runs();
+  [(id)application_ applicationDidBecomeActive:nil];
+  EXPECT_GT(system().pluginkit_runs(), before);
+}
+
 // What a program that runs beside the window comes to.
 class ProgramsOnDesk : public WindowOnDesk {
  protected:
