@@ -63,7 +63,7 @@ function(kelvrin_test name)
                         GTest::gtest_main GTest::gmock)
   target_precompile_headers(${name} REUSE_FROM test_headers)
   # A suite that matches nothing, or that skips a test, tests nothing.
-  set(properties TIMEOUT 300 FAIL_REGULAR_EXPRESSION "Running 0 tests|\\[  SKIPPED \\]")
+  set(properties TIMEOUT 900 FAIL_REGULAR_EXPRESSION "Running 0 tests|\\[  SKIPPED \\]")
   if("threads" IN_LIST TEST_LABELS)
     add_dependencies(threads ${name})
   endif()

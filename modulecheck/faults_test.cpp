@@ -212,7 +212,7 @@ TEST_F(FaultsTest, ACrashOrTheEndOfTheTimeEndsTheCheckAndNamesTheStep) {
       {"endless-noise", "sign-during-search", "sign-during-search",
        "the module ended the process (signal "},
       // Long enough to come to the step on a busy machine.
-      {"hang-in-sign", "sign-during-search", "sign-during-search", "the time for it ran out", "12"},
+      {"hang-in-sign", "sign-during-search", "sign-during-search", "the time for it ran out", "20"},
       {"crash-in-listing", "listing", "listing", "the module ended the process (signal "},
       {"exit-at-start", "bring-up", "initialise", "the module ended the process (exit status 3)"},
   };

@@ -52,8 +52,10 @@ TEST_F(PinTest, ACardThatSawAWrongPinIsTriedWithAWarning) {
 }
 
 TEST_F(PinTest, ALoginThatNobodyKnowsTheEndOfIsNotRepeated) {
-  for (const char* fault : {"hang-in-login", "crash-in-login"}) {
-    const Outcome outcome = RunWith(fault, "123456\n", {"--timeout", "6"});
+  const std::pair<const char*, const char*> cases[] = {{"hang-in-login", "20"},
+                                                       {"crash-in-login", "120"}};
+  for (const auto& [fault, seconds] : cases) {
+    const Outcome outcome = RunWith(fault, "123456\n", {"--timeout", seconds});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(Calls("C_Login"), 1u);
     EXPECT_THAT(outcome.output, HasSubstr("the check ended in the step login: "));
