@@ -23,8 +23,8 @@ fetch_headers() {
   say "fetching the headers of the macOS C library (28 MB)"
   local new
   new=$(mktemp "$cache/new.XXXXXX")
-  if ! (quietly fetch-headers curl --fail --location --silent --show-error --retry 3 \
-    --output "$new" "${registry%/}/$headers_name/-/$headers_file"); then
+  if ! (quietly fetch-headers curl --fail --location --silent --show-error \
+    --retry 3 --retry-all-errors --output "$new" "${registry%/}/$headers_name/-/$headers_file"); then
     rm -f "$new"
     fail "$headers_name cannot be fetched from $registry; npm_config_registry may name another"
   fi

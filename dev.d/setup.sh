@@ -31,7 +31,7 @@ dev_setup() {
     command -v sudo >/dev/null || fail "run as root, or install sudo, to install: ${missing[*]}"
     as_root=(sudo)
   fi
-  quietly apt-update "${as_root[@]}" apt-get update
+  quietly apt-update "${as_root[@]}" apt-get -o Acquire::Retries=3 update
   quietly apt-install "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y --no-install-recommends "${missing[@]}"
+    apt-get -o Acquire::Retries=3 install -y --no-install-recommends "${missing[@]}"
 }
