@@ -3,6 +3,7 @@
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
+#include <ctime>
 #include <memory>
 #include <stdexcept>
 
@@ -43,8 +44,9 @@ Bytes MakeCertificateOf(EVP_PKEY* key, const CertificateWish& wish) {
   const Owned<X509> certificate(X509_new(), X509_free);
   X509_set_version(certificate.get(), wish.version == 1 ? X509_VERSION_1 : X509_VERSION_3);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
-  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
-  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
+  std::time_t now = std::time(nullptr);
+  X509_time_adj(X509_getm_notBefore(certificate.get()), 0, &now);
+  X509_time_adj(X509_getm_notAfter(certificate.get()), 86400, &now);
   SetName(X509_get_subject_name(certificate.get()),
           wish.subject_fields.value_or(NameFields{{"CN", wish.subject}}));
   SetName(X509_get_issuer_name(certificate.get()), {{"CN", wish.issuer}});
