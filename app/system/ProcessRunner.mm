@@ -22,6 +22,19 @@ static NSArray *ArgumentsOf(const Command &command) {
   return arguments;
 }
 
+// What a program printed, as UTF-8 without NUL bytes; what is no UTF-8 is read as Latin-1.
+static std::string TextOf(NSData *data) {
+  NSString *string = [[[NSString alloc] initWithData:data
+                                            encoding:NSUTF8StringEncoding] autorelease];
+  if (string == nil) {
+    string = [[[NSString alloc] initWithData:data encoding:NSISOLatin1StringEncoding] autorelease];
+  }
+  NSData *bytes = [string dataUsingEncoding:NSUTF8StringEncoding];
+  std::string text(static_cast<const char *>([bytes bytes]), [bytes length]);
+  std::erase(text, '\0');
+  return text;
+}
+
 @implementation ProcessRunner
 
 - (instancetype)initWithCommand:(const Command &)command
@@ -73,7 +86,7 @@ static NSArray *ArgumentsOf(const Command &command) {
 - (void)read:(NSNotification *)notification {
   NSData *data = [[notification userInfo] objectForKey:NSFileHandleNotificationDataItem];
   std::string &text = [notification object] == _output ? _result.output : _result.errors;
-  text.assign(static_cast<const char *>([data bytes]), [data length]);
+  text = TextOf(data);
   [self countDown];
 }
 
