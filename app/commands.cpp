@@ -12,21 +12,38 @@ namespace {
 
 // Seconds in which the system tells what is there; nothing says that it has told all.
 constexpr int kFirstLook = 2;
+// Seconds after which what is known by then has to do.
+constexpr int kLongestLook = 30;
 
 // The model when it has seen what there is.
 class Look {
  public:
   Look(System* system, const Await& await) : model(system, [] {}) {
-    bool has_passed = false;
-    const TaskPointer pause = system->After(kFirstLook, [&has_passed] { has_passed = true; });
+    bool has_looked = false;
+    bool has_enough = false;
+    const TaskPointer first = system->After(kFirstLook, [&has_looked] { has_looked = true; });
+    const TaskPointer longest = system->After(kLongestLook, [&has_enough] { has_enough = true; });
     await([&] {
-      const State state = model.situation().state;
-      if (model.is_reading()) return false;
-      return state == State::kReady || (has_passed && state != State::kLooking);
+      const bool is_looking =
+          model.is_reading() || model.situation().state == State::kLooking || !has_looked;
+      return !is_looking || has_enough;
     });
   }
   WindowModel model;
 };
+
+// A text for a terminal: a card's names, and what programs said, may hold what would steer it.
+std::string Printable(std::string text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const bool is_c0 = (byte < 0x20 && byte != '\n' && byte != '\t') || byte == 0x7F;
+    // Of those beyond ASCII, U+0080 to U+009F are C2 80 to C2 9F in UTF-8.
+    const bool is_c1 =
+        byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    if (is_c0 || is_c1) text.replace(i, is_c1 ? 2 : 1, "?");
+  }
+  return text;
+}
 
 std::vector<Certificate> WithLabel(const WindowModel& model, const std::string& label) {
   std::vector<Certificate> found;
@@ -49,7 +66,7 @@ int PrintSshKey(const WindowModel& model, const std::string& label, const Texts&
     errors << texts.Get("NO_SSH_KEY") << "\n";
     return 1;
   }
-  output << *line << "\n";
+  output << Printable(*line) << "\n";
   return 0;
 }
 
@@ -64,7 +81,7 @@ std::optional<Options> Parse(int argc, const char* const* argv, int* status) {
   bool lists = false;
   bool reports = false;
   app.add_flag("--list", lists,
-               "Print the state and the certificates; exit status 1 without a card");
+               "Print the state and the certificates; exit status 1 when there are none");
   app.add_flag("--report", reports, "Print the report for whoever helps");
   app.add_option("--ssh-key", options.label,
                  "Print the SSH key of the certificate, or of the key, with this name")
@@ -90,12 +107,12 @@ int RunCommand(const Options& options, System* system, const Texts& texts, const
     case Options::Action::kWindow:
       break;
     case Options::Action::kList:
-      output << texts.List(model);
-      return model.situation().state == State::kReady ? 0 : 1;
+      output << Printable(texts.List(model));
+      return model.certificates().empty() ? 1 : 0;
     case Options::Action::kReport:
       model.Diagnose();
       await([&model] { return model.diagnosis()->is_complete(); });
-      output << texts.Report(model, *model.diagnosis());
+      output << Printable(texts.Report(model, *model.diagnosis()));
       return 0;
     case Options::Action::kSshKey:
       return PrintSshKey(model, options.label, texts, output, errors);

@@ -14,6 +14,7 @@ namespace kelvrin::app {
 namespace {
 
 using Action = Options::Action;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 class ParseTest : public testing::Test {
@@ -63,8 +64,13 @@ class CommandsTest : public testing::Test {
     return RunCommand({.action = action, .label = label}, &system_, English(), await, output_,
                       errors_);
   }
+  // A card is there from the beginning.
   void CardComes(const std::vector<Certificate>& certificates) {
     events_.push_back([this, certificates] { system_.Insert("4711", "X", certificates); });
+    TimePasses();
+  }
+  void TimePasses() {
+    events_.push_back([this] { system_.LetTimePass(); });
   }
 
   ScriptedSystem system_;
@@ -73,14 +79,42 @@ class CommandsTest : public testing::Test {
   std::ostringstream errors_;
 };
 
-TEST_F(CommandsTest, ListsACardAsSoonAsItIsReady) {
+TEST_F(CommandsTest, ListsACardAndItsCertificates) {
   CardComes({RsaCertificate("Ann"), EcCertificate("Bob")});
   EXPECT_EQ(Run(Action::kList), 0);
   EXPECT_THAT(output_.str(), HasSubstr("Card 4711 in reader X: 2 certificates"));
   EXPECT_THAT(output_.str(), HasSubstr("\nBob\n"));
 }
 
+TEST_F(CommandsTest, ACardThatIsToldOfLaterIsListedToo) {
+  events_.push_back([this] { system_.Insert("1", "X", {RsaCertificate("Ann")}); });
+  events_.push_back([this] { system_.Insert("2", "Y", {RsaCertificate("Bob")}); });
+  TimePasses();
+  EXPECT_EQ(Run(Action::kList), 0);
+  EXPECT_THAT(output_.str(), HasSubstr("2 cards: 2 certificates"));
+}
+
+TEST_F(CommandsTest, ALookEndsWhateverDoesNotAnswer) {
+  TimePasses();  // pluginkit has not answered
+  TimePasses();
+  EXPECT_EQ(Run(Action::kList), 1);
+  EXPECT_THAT(output_.str(), HasSubstr("Looking for readers and cards"));
+}
+
+TEST_F(CommandsTest, WhatWouldSteerATerminalIsNotPrinted) {
+  CardComes({RsaCertificate("Ann\033[2J\u009B1mé\x7F")});
+  EXPECT_EQ(Run(Action::kList), 0);
+  EXPECT_THAT(output_.str(), HasSubstr("\nAnn?[2J?1mé?\n"));
+  output_.str("");
+  TimePasses();
+  events_.push_back(
+      [this] { system_.Answer(system_.TokenId("4711"), {RsaCertificate("\u009B")}); });
+  EXPECT_EQ(Run(Action::kSshKey, "\u009B"), 0);
+  EXPECT_THAT(output_.str(), EndsWith(" ?\n"));
+}
+
 TEST_F(CommandsTest, WaitsForTheSecondOfTwoCards) {
+  TimePasses();
   events_.push_back([this] {
     system_.presence.tokens = {{system_.TokenId("1"), "X"}, {system_.TokenId("2"), "Y"}};
     system_.Change();
@@ -120,6 +154,7 @@ TEST_F(CommandsTest, SshKeyOfNoneOrSeveralOrAKindThatSshDoesNotKnow) {
     errors_.str("");
     EXPECT_EQ(Run(Action::kSshKey, label), 1);
     EXPECT_EQ(errors_.str(), sentence);
+    TimePasses();
     events_.push_back([&] { system_.Answer(system_.TokenId("4711"), certificates); });
   }
   EXPECT_EQ(output_.str(), "");

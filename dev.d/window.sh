@@ -14,7 +14,7 @@ take_pictures() {
   folder=$(mktemp -d) # the report shows where the application lies
   mkdir -p "$1"
   ln -s "$demo/card" "$folder/card"
-  LANGUAGES=$2 quietly pictures xvfb-run -a build/release/bin/window "$folder" --pictures "$1"
+  LANGUAGES=$2 quietly pictures timeout 300 xvfb-run -a build/release/bin/window "$folder" --pictures "$1"
   rm -rf "$folder"
 }
 
@@ -22,8 +22,11 @@ take_pictures() {
 dev_window() {
   build_window
   if [ $# -gt 0 ]; then
-    build/release/bin/window "$demo" "$@" 2>"$logs/window.log"
-    return
+    local status=0
+    build/release/bin/window "$demo" "$@" 2>"$logs/window.log" || status=$?
+    # What the extension says there is left out.
+    [ "$status" -eq 0 ] || tail -n 3 "$logs/window.log" >&2
+    return "$status"
   fi
   if [ -z "${DISPLAY:-}" ]; then
     say "there is no display; taking pictures"

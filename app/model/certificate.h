@@ -21,7 +21,7 @@ struct Certificate {
   std::string name;      // the subject's summary, UTF-8
   std::string issuer;    // the issuer's common name or organisation, UTF-8
   Time not_before = 0;
-  Time not_after = 0;
+  Time not_after = 0;  // 0 when it could not be read
   Bytes serial_number;
   Bytes der;
   Bytes fingerprint;  // SHA-256 of `der`
@@ -44,12 +44,15 @@ inline bool IsSame(const Certificate& a, const Certificate& b) {
   return a.token_id == b.token_id && a.fingerprint == b.fingerprint;
 }
 
-enum class Validity { kNotYet, kValid, kExpiresSoon, kExpired };
+enum class Validity { kUnknown, kNotYet, kValid, kExpiresSoon, kExpired };
 
 // Days before the end at which a certificate begins to expire soon.
 inline constexpr int kSoon = 30;
 
 Validity ValidityAt(const Certificate& certificate, Time now);
+
+// Whether it has a key and is not known to be out of date.
+bool IsUsable(const Certificate& certificate, Time now);
 
 // Whole days from now to the end; 0 on the last day.
 int DaysLeft(const Certificate& certificate, Time now);

@@ -32,6 +32,22 @@ TEST(CertificateValidityTest, Borders) {
   }
 }
 
+TEST(CertificateValidityTest, IsUnknownWhereTheDatesCouldNotBeRead) {
+  EXPECT_EQ(ValidityAt(Certificate(), kBegin), Validity::kUnknown);
+}
+
+TEST(CertificateValidityTest, OnlyKeysOfCertificatesThatAreNotOutOfDateAreUsable) {
+  Certificate certificate = OfAYear();
+  EXPECT_FALSE(IsUsable(certificate, kBegin));
+  certificate.has_key = true;
+  EXPECT_TRUE(IsUsable(certificate, kBegin));
+  EXPECT_TRUE(IsUsable(certificate, kEnd));
+  EXPECT_FALSE(IsUsable(certificate, kBegin - 1));
+  EXPECT_FALSE(IsUsable(certificate, kEnd + 1));
+  certificate.not_before = certificate.not_after = 0;
+  EXPECT_TRUE(IsUsable(certificate, kBegin));
+}
+
 TEST(CertificateValidityTest, DaysLeftAreWholeOnes) {
   EXPECT_EQ(DaysLeft(OfAYear(), kBegin), 365);
   EXPECT_EQ(DaysLeft(OfAYear(), kEnd - 2 * kOneDay), 2);

@@ -1,6 +1,7 @@
 #include "app/model/situation.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "app/model/installation_place.h"
@@ -8,10 +9,15 @@
 namespace kelvrin::app {
 namespace {
 
-// The copies of the extension that lie elsewhere than in this application.
+// The applications that hold other copies of the extension than this one does.
 std::vector<std::string> OtherCopies(const Knowledge& knowledge) {
   std::vector<std::string> copies = knowledge.registration->paths;
   std::erase(copies, knowledge.installation.extension);
+  for (std::string& copy : copies) {
+    constexpr std::string_view kBundle = ".app/";
+    const size_t end = copy.find(kBundle);
+    if (end != std::string::npos) copy.resize(end + kBundle.size() - 1);
+  }
   return copies;
 }
 
@@ -37,7 +43,15 @@ bool HasCard(const Reader& reader) {
   return reader.state == SlotState::kCard || reader.state == SlotState::kMute;
 }
 
-bool HasCertificates(const Card& card) { return card.certificates > 0; }
+// The state when there are tokens of ours.
+State WithCards(const std::vector<Card>& cards) {
+  if (std::ranges::any_of(cards, [](const Card& card) { return card.usable > 0; })) {
+    return State::kReady;
+  }
+  const bool has_any =
+      std::ranges::any_of(cards, [](const Card& card) { return card.certificates > 0; });
+  return has_any ? State::kNothingUsable : State::kNoCertificates;
+}
 
 // Where a card is; empty when there is none that can be seen.
 std::string ReaderWithCard(const Presence& presence) {
@@ -74,8 +88,7 @@ Situation Decide(const Knowledge& knowledge) {
     return {.state = State::kNotInApplications};
   }
   if (!knowledge.cards.empty()) {
-    const bool is_ready = std::ranges::any_of(knowledge.cards, HasCertificates);
-    return {.state = is_ready ? State::kReady : State::kNoCertificates, .cards = knowledge.cards};
+    return {.state = WithCards(knowledge.cards), .cards = knowledge.cards};
   }
   if (knowledge.is_reading) return {.reader = ReaderWithCard(knowledge.presence)};
   if (knowledge.registration == nullptr) return {};
@@ -98,6 +111,7 @@ NextStep NextStepOf(State state) {
     case State::kSwitchedOff:
       return NextStep::kSwitchOn;
     case State::kNoCertificates:
+    case State::kNothingUsable:
     case State::kReadersHidden:
     case State::kNoToken:
       return NextStep::kDiagnose;

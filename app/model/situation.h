@@ -15,6 +15,7 @@ enum class State {
   kNotInApplications,  // the application does not lie where it can stay
   kReady,
   kNoCertificates,  // a card of ours with none
+  kNothingUsable,   // a card of ours whose certificates are out of date or have no key
   kSeveralCopies,
   kNotRegistered,
   kSwitchedOff,
@@ -42,14 +43,15 @@ struct Card {
   std::string number;  // the token ID behind the class ID
   std::string reader;  // empty when it is not known
   size_t certificates = 0;
+  size_t usable = 0;  // of them: valid now, with a key
 };
 
 struct Situation {
   State state = State::kLooking;
-  std::vector<Card> cards = {};  // of kReady and kNoCertificates
+  std::vector<Card> cards = {};  // of kReady, kNoCertificates and kNothingUsable
   std::string reader = {};       // where the card is: of kMuteCard, kNoToken and kLooking
   std::string other_token = {};  // of kNoToken: another extension's, for the card in that reader
-  std::vector<std::string> copies = {};  // of kSeveralCopies: paths of the other ones
+  std::vector<std::string> copies = {};  // of kSeveralCopies: the others' applications
 };
 
 // What is known when the state is decided.
@@ -62,7 +64,8 @@ struct Knowledge {
   bool is_waiting = false;       // a card has just come, and its token may follow
 };
 
-// What stands in the way comes first, and whatever else is the matter, a card that works is ready.
+// What keeps the application from staying where it is comes first; then a card that works is ready,
+// whatever else is the matter.
 Situation Decide(const Knowledge& knowledge);
 
 NextStep NextStepOf(State state);

@@ -28,8 +28,10 @@ class SituationTest : public testing::Test {
   }
   State StateNow() const { return Now().state; }
   void PutCard() { presence_.readers = {{"Reader 1", SlotState::kCard}}; }
-  void HaveToken() { cards_ = {{here_.class_id + ":4711", "4711", "Reader 1", 2}}; }
-  void HaveOtherCopy() { registration_->paths.push_back("/Volumes/Old/Old.appex"); }
+  void HaveToken() { cards_ = {{here_.class_id + ":4711", "4711", "Reader 1", 2, 1}}; }
+  void HaveOtherCopy() {
+    registration_->paths.push_back("/Volumes/Old/Old.app/Contents/PlugIns/Old.appex");
+  }
 
   Installation here_ = ScriptedSystem().here;
   std::optional<Registration> registration_;
@@ -89,7 +91,7 @@ TEST_F(SituationTest, OtherCopiesComeBeforeASwitch) {
   registration_->is_on = false;
   PutCard();
   EXPECT_EQ(StateNow(), State::kSeveralCopies);
-  EXPECT_THAT(Now().copies, ElementsAre("/Volumes/Old/Old.appex"));
+  EXPECT_THAT(Now().copies, ElementsAre("/Volumes/Old/Old.app"));
 }
 
 TEST_F(SituationTest, OneOtherCopyAloneIsOneTooMany) {
@@ -172,6 +174,7 @@ TEST(NextStepTest, OneForEachState) {
   EXPECT_EQ(NextStepOf(State::kReadersHidden), NextStep::kDiagnose);
   EXPECT_EQ(NextStepOf(State::kNoReader), NextStep::kShowGuide);
   EXPECT_EQ(NextStepOf(State::kNoCard), NextStep::kShowGuide);
+  EXPECT_EQ(NextStepOf(State::kNothingUsable), NextStep::kDiagnose);
   EXPECT_EQ(NextStepOf(State::kNoToken), NextStep::kDiagnose);
 }
 

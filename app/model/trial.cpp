@@ -20,11 +20,11 @@ struct KnownError {
 constexpr std::array kKnownErrors = {
     KnownError{kTokenErrors, -4, Verdict::kPinNotEntered},
     KnownError{kTokenErrors, -5, Verdict::kPinRefused},
-    KnownError{kTokenErrors, -6, Verdict::kCardGone},
+    KnownError{kTokenErrors, -6, Verdict::kKeyNotFound},
     KnownError{kTokenErrors, -7, Verdict::kCardGone},
     KnownError{"NSOSStatusErrorDomain", -128, Verdict::kPinNotEntered},
     KnownError{"NSOSStatusErrorDomain", -25293, Verdict::kPinRefused},
-    KnownError{"NSOSStatusErrorDomain", -25300, Verdict::kCardGone},
+    KnownError{"NSOSStatusErrorDomain", -25300, Verdict::kKeyNotFound},
     KnownError{"com.apple.LocalAuthentication", -1, Verdict::kPinRefused},
     KnownError{"com.apple.LocalAuthentication", -2, Verdict::kPinNotEntered},
 };
@@ -64,7 +64,7 @@ std::optional<Verdict> VerdictOf(const Attempt& attempt, bool is_first) {
     case Attempt::End::kWrongResult:
       return Verdict::kWrongResult;
     case Attempt::End::kNoKey:
-      return Verdict::kCardGone;
+      return Verdict::kKeyNotFound;
     case Attempt::End::kFailed:
       break;
   }

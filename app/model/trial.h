@@ -18,6 +18,7 @@ enum class Verdict {
   kNoReason,       // the first scheme failed without a reason, as it does after a wrong PIN
   kPinNotEntered,  // the person cancelled the system's question
   kCardGone,
+  kKeyNotFound,  // though its token is there
   kWrongResult,
   kFailed,
   kCancelled,

@@ -123,13 +123,13 @@ TEST(TrialVerdictTest, OfEachError) {
       {kToken, -2, Verdict::kNoReason, Verdict::kFailed},
       {kToken, -4, Verdict::kPinNotEntered, Verdict::kPinNotEntered},
       {kToken, -5, Verdict::kPinRefused, Verdict::kPinRefused},
-      {kToken, -6, Verdict::kCardGone, Verdict::kCardGone},
+      {kToken, -6, Verdict::kKeyNotFound, Verdict::kKeyNotFound},
       {kToken, -7, Verdict::kCardGone, Verdict::kCardGone},
       {kToken, -3, Verdict::kFailed, Verdict::kFailed},
       {kToken, -128, Verdict::kFailed, Verdict::kFailed},
       {kStatus, -128, Verdict::kPinNotEntered, Verdict::kPinNotEntered},
       {kStatus, -25293, Verdict::kPinRefused, Verdict::kPinRefused},
-      {kStatus, -25300, Verdict::kCardGone, Verdict::kCardGone},
+      {kStatus, -25300, Verdict::kKeyNotFound, Verdict::kKeyNotFound},
       {kStatus, -2, Verdict::kFailed, Verdict::kFailed},
       {kPerson, -1, Verdict::kPinRefused, Verdict::kPinRefused},
       {kPerson, -2, Verdict::kPinNotEntered, Verdict::kPinNotEntered},
@@ -147,7 +147,7 @@ TEST(TrialVerdictTest, OfEachOtherEnd) {
     EXPECT_EQ(VerdictOf({.end = TrialEnd::kWorked}, is_first), std::nullopt);
     EXPECT_EQ(VerdictOf({.end = TrialEnd::kUnsupported}, is_first), std::nullopt);
     EXPECT_EQ(VerdictOf({.end = TrialEnd::kWrongResult}, is_first), Verdict::kWrongResult);
-    EXPECT_EQ(VerdictOf({.end = TrialEnd::kNoKey}, is_first), Verdict::kCardGone);
+    EXPECT_EQ(VerdictOf({.end = TrialEnd::kNoKey}, is_first), Verdict::kKeyNotFound);
   }
 }
 

@@ -62,8 +62,9 @@ void WindowModel::LookAgain() {
 // A card that is pulled may fail for another reason before it is missed.
 bool WindowModel::HasJustFailed() const {
   const auto verdict = trial_->verdict();
-  return (verdict == Verdict::kFailed || verdict == Verdict::kNoReason) &&
-         system_->Now() - trial_ended_ <= kMissedAfter;
+  const bool has_failed = verdict == Verdict::kFailed || verdict == Verdict::kNoReason ||
+                          verdict == Verdict::kKeyNotFound;
+  return has_failed && system_->Now() - trial_ended_ <= kMissedAfter;
 }
 
 // Reads a token's certificates, unless that has been done or is being done.
@@ -107,7 +108,13 @@ std::vector<Card> WindowModel::Cards() const {
     std::string reader = token.reader;
     // Where the system does not tell, one card can only be in one reader.
     if (reader.empty() && readers_with_card_.size() == 1) reader = *readers_with_card_.begin();
-    cards.push_back({token.id, token.id.substr(prefix), reader, read->second.size()});
+    const auto usable = std::ranges::count_if(
+        read->second, [this](const Certificate& each) { return IsUsable(each, system_->Now()); });
+    cards.push_back({.token_id = token.id,
+                     .number = token.id.substr(prefix),
+                     .reader = reader,
+                     .certificates = read->second.size(),
+                     .usable = static_cast<size_t>(usable)});
   }
   return cards;
 }

@@ -112,7 +112,8 @@ std::string Texts::EndText(const Section& section) const {
 
 std::string Texts::Report(const WindowModel& model, const Diagnosis& diagnosis) const {
   const Installation& here = model.system().installation();
-  std::string text = Get("REPORT_TITLE") + "\n" + Get("REPORT_WARNING") + "\n";
+  std::string text = Get("REPORT_TITLE") + ", " + Moment(model.system().Now()) + "\n";
+  text += Get("REPORT_WARNING") + "\n";
   text += Heading(Get("SECTION_VERSIONS"));
   text += "Kelvrin Token " + here.version + "\nmacOS " + here.system_version + "\n";
   text += here.application + "\n" +

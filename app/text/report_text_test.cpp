@@ -92,7 +92,7 @@ TEST_F(ReportTest, TheWholeReport) {
   Say("log", {.status = 64, .output = "Must be admin to run", .errors = " 'log'\n"});
   EXPECT_EQ(
       Report(),
-      "Kelvrin Token: report\n"
+      "Kelvrin Token: report, 2027-01-15 08:00 UTC\n"
       "The log at its end may hold data that was signed: give this report only to those who may "
       "see that. It holds no PIN.\n"
       "\n== Versions and place\n"
@@ -148,7 +148,8 @@ TEST_F(ReportTest, InGerman) {
   model_->Diagnose();
   const std::string report = German().Report(*model_, *model_->diagnosis());
   EXPECT_TRUE(report.starts_with(
-      "Kelvrin Token: Bericht\nDas Protokoll am Ende kann signierte Daten enthalten: geben Sie den "
+      "Kelvrin Token: Bericht, 15.01.2027 08:00 UTC\nDas Protokoll am Ende kann signierte Daten "
+      "enthalten: geben Sie den "
       "Bericht nur denen, die sie sehen dürfen. Eine PIN enthält er nicht.\n\n== Versionen und "
       "Ort\n"))
       << report;

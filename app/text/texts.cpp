@@ -25,6 +25,8 @@ const char* SentenceKey(State state) {
       return "READY";
     case State::kNoCertificates:
       return "NO_CERTIFICATES";
+    case State::kNothingUsable:
+      return "NOTHING_USABLE";
     case State::kSeveralCopies:
       return "SEVERAL_COPIES";
     case State::kNotRegistered:
@@ -83,6 +85,17 @@ std::string Texts::Date(Time time) const {
   return Fill("DATE", {{"year", std::to_string(static_cast<int>(date.year()))},
                        {"month", month.data()},
                        {"day", day.data()}});
+}
+
+// In UTC too, so that two reports can be put in order wherever they were made.
+std::string Texts::Moment(Time time) const {
+  constexpr Time kMinute = 60;
+  constexpr Time kHour = 60 * kMinute;
+  std::array<char, 16> clock = {};
+  std::snprintf(clock.data(), clock.size(), "%02d:%02d UTC",
+                static_cast<int>(time % (24 * kHour) / kHour),
+                static_cast<int>(time % kHour / kMinute));
+  return Date(time) + " " + clock.data();
 }
 
 std::string Texts::Certificates(size_t count) const {
@@ -153,6 +166,8 @@ std::string Texts::Sign(State state) const {
 std::string Texts::ValidUntil(const Certificate& certificate, Time now) const {
   const int days = DaysLeft(certificate, now);
   switch (ValidityAt(certificate, now)) {
+    case Validity::kUnknown:
+      return Get("NOT_KNOWN");
     case Validity::kNotYet:
       return Fill("NOT_YET_VALID", {{"date", Date(certificate.not_before)}});
     case Validity::kExpired:
@@ -192,7 +207,7 @@ std::vector<std::pair<std::string, std::string>> Texts::Details(const Certificat
                                                                 const std::string& reader) const {
   return {{Get("SERIAL_NUMBER"), Hex(certificate.serial_number)},
           {Get("FINGERPRINT"), Hex(certificate.fingerprint)},
-          {Get("READER"), reader.empty() ? Get("READER_UNKNOWN") : reader}};
+          {Get("READER"), reader.empty() ? Get("NOT_KNOWN") : reader}};
 }
 
 }  // namespace kelvrin::app

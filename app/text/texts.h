@@ -61,6 +61,7 @@ class Texts {
   // A text in which {name} stands for a value.
   std::string Fill(std::string_view key, Values values) const;
   std::string Date(Time time) const;
+  std::string Moment(Time time) const;
   std::string Certificates(size_t count) const;
   std::string CardsSentence(const Situation& situation) const;
   // The schemes of a trial that ended like that.

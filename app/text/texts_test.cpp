@@ -114,11 +114,17 @@ TEST(SituationTextTest, ACardWithoutCertificates) {
   EXPECT_TRUE(said.german.starts_with("Mit dieser Karte ist nichts anzufangen")) << said;
 }
 
-TEST(SituationTextTest, OtherCopiesStandEachOnALine) {
+TEST(SituationTextTest, ACardWithNothingUsable) {
   const Both said =
-      Explanation({.state = State::kSeveralCopies, .copies = {"/A.appex", "/B.appex"}});
-  EXPECT_TRUE(said.english.ends_with("then open this one again:\n/A.appex\n/B.appex")) << said;
-  EXPECT_TRUE(said.german.ends_with("dann noch einmal:\n/A.appex\n/B.appex")) << said;
+      Explanation({.state = State::kNothingUsable, .cards = {SomeCard("4711", "X", 2)}});
+  EXPECT_TRUE(said.english.starts_with("None of these certificates can be used now")) << said;
+  EXPECT_TRUE(said.german.starts_with("Keines dieser Zertifikate ist jetzt zu gebrauchen")) << said;
+}
+
+TEST(SituationTextTest, OtherCopiesStandEachOnALine) {
+  const Both said = Explanation({.state = State::kSeveralCopies, .copies = {"/A.app", "/B.app"}});
+  EXPECT_TRUE(said.english.ends_with("then open this one again:\n/A.app\n/B.app")) << said;
+  EXPECT_TRUE(said.german.ends_with("dann noch einmal:\n/A.app\n/B.app")) << said;
 }
 
 TEST(SituationTextTest, AnotherExtensionsTokenComesBeforeTheReasons) {
@@ -157,6 +163,7 @@ TEST(SituationTextTest, SignOfEachState) {
       {State::kNotRegistered, {"needs attention", "braucht Aufmerksamkeit"}},
       {State::kSwitchedOff, {"needs attention", "braucht Aufmerksamkeit"}},
       {State::kReadersHidden, {"needs attention", "braucht Aufmerksamkeit"}},
+      {State::kNothingUsable, {"needs attention", "braucht Aufmerksamkeit"}},
       {State::kNoToken, {"needs attention", "braucht Aufmerksamkeit"}},
   };
   for (const auto& [state, sign] : signs) {
@@ -200,6 +207,8 @@ TEST(CertificateTextTest, DatesFarAway) {
   Certificate certificate;
   certificate.not_after = 253402300799;
   EXPECT_EQ(English().ValidUntil(certificate, kLastSecond), "9999-12-31");
+  certificate.not_after = 0;  // could not be read
+  EXPECT_EQ(English().ValidUntil(certificate, kLastSecond), "not known");
   certificate.not_after = -1;
   EXPECT_EQ(English().ValidUntil(certificate, kLastSecond), "expired on 1969-12-31");
 }

@@ -32,6 +32,8 @@ const char* VerdictKey(Verdict verdict) {
       return "TRIAL_PIN_NOT_ENTERED";
     case Verdict::kCardGone:
       return "TRIAL_CARD_GONE";
+    case Verdict::kKeyNotFound:
+      return "TRIAL_KEY_NOT_FOUND";
     case Verdict::kWrongResult:
       return "TRIAL_WRONG_RESULT";
     case Verdict::kFailed:

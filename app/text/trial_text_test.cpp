@@ -74,39 +74,44 @@ TEST(TrialTextTest, Worked) {
 }
 
 TEST(TrialTextTest, Unsupported) {
-  EXPECT_EQ(AfterAttempts({kNotSupported, kNotSupported, kNotSupported}),
-            (Both{"Nothing could be tried: the card supports none of the schemes for this key.",
-                  "Es gab nichts auszuprobieren: die Karte unterstützt keines der Verfahren für "
-                  "diesen Schlüssel."}));
+  EXPECT_EQ(
+      AfterAttempts({kNotSupported, kNotSupported, kNotSupported}),
+      (Both{"“Ann”: nothing could be tried; the card supports none of the schemes for this key.",
+            "„Ann“: es gab nichts auszuprobieren; die Karte unterstützt keines der Verfahren für "
+            "diesen Schlüssel."}));
 }
 
 TEST(TrialTextTest, RefusedPin) {
-  EXPECT_EQ(AfterAttempts({TokenError(-5)}),
-            (Both{"The card refused the PIN. Nothing more was tried, so that no further attempt is "
-                  "used up.",
-                  "Die Karte hat die PIN abgelehnt. Mehr wurde nicht versucht, damit kein weiterer "
-                  "Versuch verbraucht wird."}));
-  EXPECT_EQ(AfterAttempts({kNotSupported, kItWorked, TokenError(-5)}).english,
-            "The card refused the PIN. Nothing more was tried, so that no further attempt is used "
-            "up. Before that, this worked: PSS signature. Not supported by this card: PKCS#1 "
-            "signature.");
+  EXPECT_EQ(
+      AfterAttempts({TokenError(-5)}),
+      (Both{
+          "“Ann”: the card refused the PIN. Nothing more was tried, so that no further attempt is "
+          "used up.",
+          "„Ann“: die Karte hat die PIN abgelehnt. Mehr wurde nicht versucht, damit kein weiterer "
+          "Versuch verbraucht wird."}));
+  EXPECT_EQ(
+      AfterAttempts({kNotSupported, kItWorked, TokenError(-5)}).english,
+      "“Ann”: the card refused the PIN. Nothing more was tried, so that no further attempt is used "
+      "up. Before that, this worked: PSS signature. Not supported by this card: PKCS#1 "
+      "signature.");
 }
 
 TEST(TrialTextTest, NoReason) {
-  EXPECT_EQ(AfterAttempts({TokenError(-2)}),
-            (Both{"The card did nothing and macOS tells no reason; most often the PIN was wrong. "
-                  "Nothing more was tried, so that no further attempt is used up.",
-                  "Die Karte hat nichts getan, und macOS nennt keinen Grund; meist war die PIN "
-                  "falsch. Mehr wurde nicht versucht, damit kein weiterer Versuch verbraucht "
-                  "wird."}));
+  EXPECT_EQ(
+      AfterAttempts({TokenError(-2)}),
+      (Both{"“Ann”: the card did nothing and macOS tells no reason; most often the PIN was wrong. "
+            "Nothing more was tried, so that no further attempt is used up.",
+            "„Ann“: die Karte hat nichts getan, und macOS nennt keinen Grund; meist war die PIN "
+            "falsch. Mehr wurde nicht versucht, damit kein weiterer Versuch verbraucht "
+            "wird."}));
 }
 
 TEST(TrialTextTest, PinNotEntered) {
   EXPECT_EQ(AfterAttempts({TokenError(-4)}),
-            (Both{"No PIN was entered, which ended the trial.",
-                  "Es wurde keine PIN eingegeben; damit endete der Versuch."}));
+            (Both{"“Ann”: no PIN was entered, which ended the trial.",
+                  "„Ann“: es wurde keine PIN eingegeben; damit endete der Versuch."}));
   EXPECT_EQ(AfterAttempts({kItWorked, TokenError(-4)}).english,
-            "No PIN was entered, which ended the trial. Before that, this worked: PKCS#1 "
+            "“Ann”: no PIN was entered, which ended the trial. Before that, this worked: PKCS#1 "
             "signature.");
 }
 
@@ -121,21 +126,32 @@ TEST(TrialTextTest, CardGone) {
                   "PKCS#1-Signatur."}));
 }
 
+TEST(TrialTextTest, KeyNotFound) {
+  EXPECT_EQ(AfterAttempts({TokenError(-6)}),
+            (Both{"“Ann”: the card did not find the key, though it shows the certificate. Take it "
+                  "out, insert it again and try once more; if that does not help, make a report.",
+                  "„Ann“: die Karte hat den Schlüssel nicht gefunden, obwohl sie das Zertifikat "
+                  "zeigt. Ziehen Sie sie, stecken Sie sie neu und probieren Sie es noch einmal; "
+                  "hilft das nicht, erstellen Sie einen Bericht."}));
+}
+
 TEST(TrialTextTest, WrongResult) {
-  EXPECT_EQ(AfterAttempts({kItWorked, {.end = AttemptEnd::kWrongResult}}),
-            (Both{"The card answered, but its answer is wrong: PSS signature. Make a report for "
-                  "whoever gave you the card. Before that, this worked: PKCS#1 signature.",
-                  "Die Karte hat geantwortet, aber falsch: PSS-Signatur. Erstellen Sie einen "
-                  "Bericht für den, der die Karte ausgegeben hat. Vorher ging: PKCS#1-Signatur."}));
+  EXPECT_EQ(
+      AfterAttempts({kItWorked, {.end = AttemptEnd::kWrongResult}}),
+      (Both{"“Ann”: the card answered, but its answer is wrong: PSS signature. Make a report for "
+            "whoever gave you the card. Before that, this worked: PKCS#1 signature.",
+            "„Ann“: die Karte hat geantwortet, aber falsch: PSS-Signatur. Erstellen Sie einen "
+            "Bericht für den, der die Karte ausgegeben hat. Vorher ging: PKCS#1-Signatur."}));
 }
 
 TEST(TrialTextTest, Failed) {
   EXPECT_EQ(AfterAttempts({TokenError(-3)}),
-            (Both{"The card did not do it: It was not done (CryptoTokenKit, -3).",
-                  "Die Karte hat es nicht getan: It was not done (CryptoTokenKit, -3)."}));
-  EXPECT_EQ(AfterAttempts({kItWorked, TokenError(-2)}).english,
-            "The card did not do it: It was not done (CryptoTokenKit, -2). Before that, this "
-            "worked: PKCS#1 signature.");
+            (Both{"“Ann”: the card did not do it: It was not done (CryptoTokenKit, -3).",
+                  "„Ann“: die Karte hat es nicht getan: It was not done (CryptoTokenKit, -3)."}));
+  EXPECT_EQ(
+      AfterAttempts({kItWorked, TokenError(-2)}).english,
+      "“Ann”: the card did not do it: It was not done (CryptoTokenKit, -2). Before that, this "
+      "worked: PKCS#1 signature.");
 }
 
 TEST(TrialTextTest, Cancelled) {

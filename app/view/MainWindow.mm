@@ -91,7 +91,10 @@ constexpr NSSize kSmallest = {640, 460};
 
 - (void)refresh {
   const bool has_certificates = _model->selected() != nullptr;
-  [_status showSituation:_model->situation()];
+  // How a trial ended is told at the top where there is no certificate any more to tell it with.
+  const bool has_news = _model->trial() != nullptr && !has_certificates;
+  [_status showSituation:_model->situation()
+                    news:has_news ? _texts->TrialSentence(*_model->trial()) : ""];
   [_certificates refresh];
   if (has_certificates) [_detail showModel:*_model];
   [[_certificates view] setHidden:!has_certificates];

@@ -20,6 +20,7 @@
   NSButton *_copy;
   NSButton *_save;
   NSButton *_close;
+  BOOL _isComplete;  // what is shown
 }
 
 // Model and texts outlive it; the surroundings are kept.

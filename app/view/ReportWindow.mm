@@ -102,6 +102,7 @@ constexpr CGFloat kProgressHeight = 16;
 }
 
 - (void)show {
+  _isComplete = NO;
   _model->Diagnose();
   [self refresh];
   [_content arrange];
@@ -110,12 +111,14 @@ constexpr CGFloat kProgressHeight = 16;
 
 - (void)refresh {
   const Diagnosis *diagnosis = _model->diagnosis();
-  if (diagnosis == nullptr) return;
+  // What was complete stays as it was, also when the card has gone.
+  if (diagnosis == nullptr || _isComplete) return;
+  _isComplete = diagnosis->is_complete();
   [_progress setMaxValue:static_cast<double>(diagnosis->count())];
   [_progress setDoubleValue:static_cast<double>(diagnosis->done())];
-  [_progress setHidden:diagnosis->is_complete()];
-  [_copy setEnabled:diagnosis->is_complete()];
-  [_save setEnabled:diagnosis->is_complete()];
+  [_progress setHidden:_isComplete];
+  [_copy setEnabled:_isComplete];
+  [_save setEnabled:_isComplete];
   NSString *report = String(_texts->Report(*_model, *diagnosis));
   if ([[_text string] isEqualToString:report]) return;
   const NSRange selected = [_text selectedRange];

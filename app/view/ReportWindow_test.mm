@@ -54,6 +54,13 @@ TEST_F(ReportWindowTest, WhatIsNotUtf8IsShownAllTheSame) {
   EXPECT_THAT(Text(), HasSubstr("Müller"));
 }
 
+TEST_F(ReportWindowTest, StaysAsItWasWhenItWasComplete) {
+  Complete();
+  const std::string complete = Text();
+  shown_.system.Pull("4711");
+  EXPECT_EQ(Text(), complete);
+}
+
 TEST_F(ReportWindowTest, IsCopied) {
   Complete();
   [[report() buttonToCopy] performClick:nil];

@@ -18,7 +18,8 @@
                        target:(id)target
                        action:(SEL)action;
 
-- (void)showSituation:(const kelvrin::app::Situation &)situation;
+// `news` stands before the explanation; may be empty.
+- (void)showSituation:(const kelvrin::app::Situation &)situation news:(const std::string &)news;
 
 // Places what is shown, for a width in points; returns the height that it needs.
 - (CGFloat)arrangeInWidth:(CGFloat)width;

@@ -32,6 +32,7 @@ Sign SignOf(State state) {
     case State::kNotRegistered:
     case State::kSwitchedOff:
     case State::kNoCertificates:
+    case State::kNothingUsable:
     case State::kReadersHidden:
     case State::kMuteCard:
     case State::kNoToken:
@@ -53,6 +54,7 @@ Sign SignOf(State state) {
     _sentence = [SelectableText([NSFont boldSystemFontOfSize:16]) retain];
     _explanation = [SelectableText([NSFont systemFontOfSize:0]) retain];
     _button = [PushButton("", target, action) retain];
+    [_button setKeyEquivalent:@"\r"];
     for (NSView *view in @[ _sign, _sentence, _explanation, _button ]) [self addSubview:view];
   }
   return self;
@@ -62,13 +64,14 @@ Sign SignOf(State state) {
   return YES;
 }
 
-- (void)showSituation:(const Situation &)situation {
+- (void)showSituation:(const Situation &)situation news:(const std::string &)news {
   const Sign sign = SignOf(situation.state);
   [_sign setStringValue:sign.glyph];
   [_sign setTextColor:sign.color];
   SetName(_sign, _texts->Sign(situation.state));
   SetText(_sentence, _texts->Sentence(situation));
-  const std::string explanation = _texts->Explanation(situation);
+  std::string explanation = _texts->Explanation(situation);
+  if (!news.empty()) explanation = news + "\n" + explanation;
   SetText(_explanation, explanation);
   [_explanation setHidden:explanation.empty()];
   const std::string step = _texts->Button(NextStepOf(situation.state));

@@ -110,7 +110,14 @@ bool ScriptedSystem::Answer(const std::string& program, const ProcessResult& res
   return asked != runs_.end() && Give(&*asked, result);
 }
 
-bool ScriptedSystem::LetTimePass() { return !waits_.empty() && Give(&waits_.back(), 0); }
+bool ScriptedSystem::LetTimePass() {
+  Asked<int, int>* next = nullptr;
+  for (auto& wait : waits_) {
+    if (!wait.is_wanted || !wait.answer) continue;
+    if (next == nullptr || wait.question < next->question) next = &wait;
+  }
+  return next != nullptr && Give(next, 0);
+}
 
 std::vector<std::string> ScriptedSystem::running() const {
   std::vector<std::string> commands;

@@ -51,7 +51,7 @@ class ScriptedSystem : public System {
   bool Answer(const Attempt& attempt);  // the last scheme
   // The oldest run of a program that has not been answered, by the end of its path.
   bool Answer(const std::string& program, const ProcessResult& result);
-  bool LetTimePass();  // the last After
+  bool LetTimePass();  // the shortest After that is still wanted
 
   // The running programs' commands as one would type them, and the schemes so far.
   std::vector<std::string> running() const;

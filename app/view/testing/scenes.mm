@@ -39,6 +39,7 @@ void ExpireAndExpireSoon(ShownWindow *shown) {
   Certificate expired = RsaCertificate("Zo\u0308e Wei\u00DF-Lo\u0301pez, signature");
   expired.not_after = shown->system.now - kDay;
   Certificate soon = EcCertificate("\u05D0\u05E0\u05D4 \u05DB\u05D4\u05DF, authentication");
+  soon.issuer = "Erika Mustermann RSA";
   soon.not_after = shown->system.now + 12 * kDay;
   Certificate later = KeylessCertificate("Example Corporation Employees CA 4");
   later.not_before = shown->system.now + 5 * kDay;
@@ -103,6 +104,19 @@ const std::vector<Scene> kScenes = {
        shown->system.Insert("4711", kReader, {});
        shown->system.LetTimePass();
        shown->system.Answer(shown->system.TokenId("4711"), std::vector<Certificate>());
+     }},
+    {"nothing-usable", State::kNothingUsable,
+     [](ShownWindow *shown) {
+       Certificate expired = RsaCertificate("Ann Example, signature");
+       expired.not_after = shown->system.now - kDay;
+       shown->system.Insert("4711", kReader,
+                            {expired, KeylessCertificate("Example Corporation CA")});
+     }},
+    {"card-pulled", State::kNoCard,
+     [](ShownWindow *shown) {
+       Try(shown, {{}});
+       shown->system.AnswerRegistered();
+       shown->system.Pull("4711");
      }},
     {"ready", State::kReady, InsertCard},
     {"expired", State::kReady, ExpireAndExpireSoon},
