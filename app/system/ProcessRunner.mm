@@ -24,15 +24,11 @@ static NSArray *ArgumentsOf(const Command &command) {
 
 // What a program printed, as UTF-8 without NUL bytes; what is no UTF-8 is read as Latin-1.
 static std::string TextOf(NSData *data) {
-  NSString *string = [[[NSString alloc] initWithData:data
-                                            encoding:NSUTF8StringEncoding] autorelease];
-  if (string == nil) {
-    string = [[[NSString alloc] initWithData:data encoding:NSISOLatin1StringEncoding] autorelease];
-  }
-  NSData *bytes = [string dataUsingEncoding:NSUTF8StringEncoding];
-  std::string text(static_cast<const char *>([bytes bytes]), [bytes length]);
+  std::string text(static_cast<const char *>([data bytes]), [data length]);
   std::erase(text, '\0');
-  return text;
+  if ([NSString stringWithUTF8String:text.c_str()] != nil) return text;
+  return kelvrin::app::ToText([NSString stringWithCString:text.c_str()
+                                                 encoding:NSISOLatin1StringEncoding]);
 }
 
 @implementation ProcessRunner
