@@ -1,6 +1,11 @@
 // The window, used.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cerrno>
+#include <fstream>
+#include <thread>
 
 #include "app/model/export.h"
 #import "app/view/testing/picture.h"
@@ -10,8 +15,10 @@
 namespace window {
 namespace {
 
+using kelvrin::app::Command;
 using kelvrin::app::ProcessResult;
 using kelvrin::app::State;
+using kelvrin::app::TaskPointer;
 using kelvrin::app::Verdict;
 using testing::HasSubstr;
 using testing::Not;
@@ -186,12 +193,32 @@ TEST_F(WindowOnDesk, WhoeverComesBackMayHaveRegisteredTheExtension) {
 // What a program that runs beside the window comes to.
 class ProgramsOnDesk : public WindowOnDesk {
  protected:
-  kelvrin::app::ProcessResult Run(const kelvrin::app::Command &command) {
-    std::optional<kelvrin::app::ProcessResult> result;
+  ProcessResult Run(const Command &command) {
+    std::optional<ProcessResult> result;
     const auto task = system().Run(command, [&result](const auto &answer) { result = answer; });
     Await([&result] { return result.has_value(); });
     return *result;
   }
+  // Starts a program that takes ten minutes; has begun once this returns. No time runs out
+  // meanwhile, since this thread does not listen.
+  TaskPointer StartLongProgram(int seconds) {
+    const std::string file = folder_ / "pid";
+    auto task = system().Run({"/bin/sh", {"-c", "echo $$ >\"$0\"; exec sleep 600", file}, seconds},
+                             [this](const ProcessResult &result) { end_ = result.end; });
+    for (int turns = 0; !(std::ifstream(file) >> pid_) && turns < 2000; ++turns) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return task;
+  }
+  // A program that has ended is there until its status has been taken.
+  void AwaitItsEnd() {
+    ASSERT_GT(pid_, 0);
+    Await([this] { return kill(pid_, 0) == -1 && errno == ESRCH; });
+  }
+
+  const kelvrin::TemporaryFolder folder_;
+  pid_t pid_ = 0;
+  std::optional<ProcessResult::End> end_;
 };
 
 TEST_F(ProgramsOnDesk, ItsOutputErrorsAndStatusAreTaken) {
@@ -203,7 +230,16 @@ TEST_F(ProgramsOnDesk, ItsOutputErrorsAndStatusAreTaken) {
 }
 
 TEST_F(ProgramsOnDesk, OneThatTakesTooLongIsEnded) {
-  EXPECT_EQ(Run({"/bin/sleep", {"600"}, 1}).end, ProcessResult::End::kTimedOut);
+  const auto task = StartLongProgram(1);
+  AwaitItsEnd();
+  EXPECT_EQ(end_, ProcessResult::End::kTimedOut);
+}
+
+TEST_F(ProgramsOnDesk, OneThatNobodyWaitsForAnyMoreIsEnded) {
+  auto task = StartLongProgram(600);
+  task.reset();
+  AwaitItsEnd();
+  EXPECT_EQ(end_, std::nullopt);
 }
 
 TEST_F(ProgramsOnDesk, OneThatIsNotThereIsSaidToBeMissing) {
