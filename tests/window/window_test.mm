@@ -9,6 +9,7 @@
 
 #include "app/model/export.h"
 #import "app/view/testing/picture.h"
+#import "platform/linux/ctk/TKSystem.h"
 #include "platform/linux/host/testing/text_files.h"
 #import "tests/window/window_on_desk.h"
 
@@ -17,10 +18,12 @@ namespace {
 
 using kelvrin::app::Command;
 using kelvrin::app::ProcessResult;
+using kelvrin::app::SlotState;
 using kelvrin::app::State;
 using kelvrin::app::TaskPointer;
 using kelvrin::app::Verdict;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
@@ -62,7 +65,44 @@ TEST_F(WindowOnDesk, AReaderThatIsPluggedInAgainAtOnceIsFollowed) {
   desk().desktop().Settle();
   desk().desktop().InsertCard(kReader);
   AwaitState(State::kReady);
-  EXPECT_EQ(model().presence().readers.front().state, kelvrin::app::SlotState::kCard);
+  EXPECT_EQ(model().presence().readers.front().state, SlotState::kCard);
+}
+
+TEST_F(WindowOnDesk, HearsWhatTheReaderFindsInItself) {
+  desk().desktop().AddReader(kReader);
+  AwaitState(State::kNoCard);
+  desk().desktop().Settle();
+  const std::pair<TKSmartCardSlotState, SlotState> rows[] = {
+      {TKSmartCardSlotStateProbing, SlotState::kProbing},
+      {TKSmartCardSlotStateMuteCard, SlotState::kMute},
+      {TKSmartCardSlotStateValidCard, SlotState::kCard},
+      {TKSmartCardSlotStateEmpty, SlotState::kEmpty},
+  };
+  NSString *reader = @(kReader);
+  for (const auto &[found, told] : rows) {
+    // The system never tells it on the main thread.
+    std::thread(TKSystemSetReaderState, reader, found).join();
+    Await([this, told = told] { return model().presence().readers.at(0).state == told; });
+  }
+  AwaitState(State::kNoCard);
+}
+
+// An application without the entitlement that reader access needs.
+class ReadersHidden {
+ protected:
+  ReadersHidden() { TKSystemAllowReaders(NO); }
+  ~ReadersHidden() { TKSystemAllowReaders(YES); }
+};
+class WindowWithoutReaders : ReadersHidden, public WindowOnDesk {};
+
+TEST_F(WindowWithoutReaders, SaysSoAndFollowsTokensAllTheSame) {
+  AwaitState(State::kReadersHidden);
+  EXPECT_FALSE(model().presence().shows_readers);
+  InsertCard();
+  EXPECT_THAT(model().presence().readers, IsEmpty());
+  EXPECT_EQ(Sentence(), "Card 4711 in reader Kelvrin Reader: 2 certificates");
+  desk().desktop().RemoveCard(kReader);
+  AwaitState(State::kReadersHidden);
 }
 
 // With a trial that is cancelled while its card waits for a lock.
