@@ -9,19 +9,28 @@ namespace kelvrin::app {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 class MainMenuTest : public testing::Test {
  protected:
-  // Whether the item of that key can be chosen now.
-  bool IsEnabled(NSString *key) const {
+  // Whether the item of that title can be chosen now.
+  bool IsEnabled(const std::string &title) const {
     for (NSMenuItem *menu in [menu_ itemArray]) {
       [[menu submenu] update];
       for (NSMenuItem *item in [[menu submenu] itemArray]) {
-        if ([[item keyEquivalent] isEqualToString:key]) return [item isEnabled];
+        if (TextOf([item title]) == title) return [item isEnabled];
       }
     }
-    ADD_FAILURE() << "no item has the key " << TextOf(key);
+    ADD_FAILURE() << "no item has the title " << title;
     return false;
+  }
+  // The items that act on the selected certificate and can be chosen now.
+  std::vector<std::string> EnabledItems() const {
+    std::vector<std::string> enabled;
+    for (const char *title : {"MENU_COPY", "BUTTON_TRY", "BUTTON_COPY_SSH", "BUTTON_SAVE"}) {
+      if (IsEnabled(shown_.texts.Get(title))) enabled.emplace_back(title);
+    }
+    return enabled;
   }
 
   ShownWindow shown_{"en"};
@@ -57,13 +66,38 @@ TEST_F(MainMenuTest, ApplicationMenuHasWhatEveryOneHas) {
 
 TEST_F(MainMenuTest, ItemsOfCertificatesNeedOne) {
   shown_.system.AnswerRegistered();
-  for (NSString *key in @[ @"t", @"s", @"c" ]) EXPECT_FALSE(IsEnabled(key)) << TextOf(key);
-  EXPECT_TRUE(IsEnabled(@"d"));
-  EXPECT_TRUE(IsEnabled(@"?"));
+  EXPECT_THAT(EnabledItems(), IsEmpty());
+  EXPECT_TRUE(IsEnabled(shown_.texts.Get("BUTTON_REPORT")));
+  EXPECT_TRUE(IsEnabled(shown_.texts.Get("MENU_GUIDE")));
   InsertCard(&shown_);
-  for (NSString *key in @[ @"t", @"s", @"c" ]) EXPECT_TRUE(IsEnabled(key)) << TextOf(key);
-  shown_.model.Select(2);
-  EXPECT_FALSE(IsEnabled(@"t"));
+  EXPECT_THAT(EnabledItems(),
+              ElementsAre("MENU_COPY", "BUTTON_TRY", "BUTTON_COPY_SSH", "BUTTON_SAVE"));
+  shown_.system.Pull("4711");
+  EXPECT_THAT(EnabledItems(), IsEmpty());
+}
+
+TEST_F(MainMenuTest, AKeyThatTheCardDoesNotHaveIsNotTried) {
+  Certificate certificate = RsaCertificate("Ann Example");
+  certificate.has_key = false;
+  shown_.system.Insert("4711", kReader, {certificate});
+  EXPECT_THAT(EnabledItems(), ElementsAre("MENU_COPY", "BUTTON_COPY_SSH", "BUTTON_SAVE"));
+}
+
+// Copying takes for granted that there is a line.
+TEST_F(MainMenuTest, AKeyWithoutAnSshLineIsNotCopied) {
+  Certificate p384 = EcCertificate("Ann Example, P-384");
+  p384.key_bits = 384;
+  p384.public_key.assign(97, 4);
+  Certificate other = EcCertificate("Ann Example, other");
+  other.key_type = KeyType::kOther;
+  other.key_bits = 0;
+  other.public_key.clear();
+  shown_.system.Insert("4711", kReader, {EcCertificate("Ann Example, P-256"), p384, other});
+  EXPECT_TRUE(IsEnabled(shown_.texts.Get("BUTTON_COPY_SSH")));
+  for (const size_t row : {1U, 2U}) {
+    shown_.model.Select(row);
+    EXPECT_THAT(EnabledItems(), ElementsAre("MENU_COPY", "BUTTON_TRY", "BUTTON_SAVE")) << row;
+  }
 }
 
 TEST_F(MainMenuTest, KeysDoWhatTheButtonsDo) {

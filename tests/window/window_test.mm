@@ -1,19 +1,29 @@
 // The window, used.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cerrno>
+#include <fstream>
+#include <thread>
 
 #include "app/model/export.h"
 #import "app/view/testing/picture.h"
+#import "platform/linux/ctk/TKSystem.h"
 #include "platform/linux/host/testing/text_files.h"
 #import "tests/window/window_on_desk.h"
 
 namespace window {
 namespace {
 
+using kelvrin::app::Command;
 using kelvrin::app::ProcessResult;
+using kelvrin::app::SlotState;
 using kelvrin::app::State;
+using kelvrin::app::TaskPointer;
 using kelvrin::app::Verdict;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
@@ -55,7 +65,44 @@ TEST_F(WindowOnDesk, AReaderThatIsPluggedInAgainAtOnceIsFollowed) {
   desk().desktop().Settle();
   desk().desktop().InsertCard(kReader);
   AwaitState(State::kReady);
-  EXPECT_EQ(model().presence().readers.front().state, kelvrin::app::SlotState::kCard);
+  EXPECT_EQ(model().presence().readers.front().state, SlotState::kCard);
+}
+
+TEST_F(WindowOnDesk, HearsWhatTheReaderFindsInItself) {
+  desk().desktop().AddReader(kReader);
+  AwaitState(State::kNoCard);
+  desk().desktop().Settle();
+  const std::pair<TKSmartCardSlotState, SlotState> rows[] = {
+      {TKSmartCardSlotStateProbing, SlotState::kProbing},
+      {TKSmartCardSlotStateMuteCard, SlotState::kMute},
+      {TKSmartCardSlotStateValidCard, SlotState::kCard},
+      {TKSmartCardSlotStateEmpty, SlotState::kEmpty},
+  };
+  NSString *reader = @(kReader);
+  for (const auto &[found, told] : rows) {
+    // The system never tells it on the main thread.
+    std::thread(TKSystemSetReaderState, reader, found).join();
+    Await([this, told = told] { return model().presence().readers.at(0).state == told; });
+  }
+  AwaitState(State::kNoCard);
+}
+
+// An application without the entitlement that reader access needs.
+class ReadersHidden {
+ protected:
+  ReadersHidden() { TKSystemAllowReaders(NO); }
+  ~ReadersHidden() { TKSystemAllowReaders(YES); }
+};
+class WindowWithoutReaders : ReadersHidden, public WindowOnDesk {};
+
+TEST_F(WindowWithoutReaders, SaysSoAndFollowsTokensAllTheSame) {
+  AwaitState(State::kReadersHidden);
+  EXPECT_FALSE(model().presence().shows_readers);
+  InsertCard();
+  EXPECT_THAT(model().presence().readers, IsEmpty());
+  EXPECT_EQ(Sentence(), "Card 4711 in reader Kelvrin Reader: 2 certificates");
+  desk().desktop().RemoveCard(kReader);
+  AwaitState(State::kReadersHidden);
 }
 
 // With a trial that is cancelled while its card waits for a lock.
@@ -186,12 +233,32 @@ TEST_F(WindowOnDesk, WhoeverComesBackMayHaveRegisteredTheExtension) {
 // What a program that runs beside the window comes to.
 class ProgramsOnDesk : public WindowOnDesk {
  protected:
-  kelvrin::app::ProcessResult Run(const kelvrin::app::Command &command) {
-    std::optional<kelvrin::app::ProcessResult> result;
+  ProcessResult Run(const Command &command) {
+    std::optional<ProcessResult> result;
     const auto task = system().Run(command, [&result](const auto &answer) { result = answer; });
     Await([&result] { return result.has_value(); });
     return *result;
   }
+  // Starts a program that takes ten minutes; has begun once this returns. No time runs out
+  // meanwhile, since this thread does not listen.
+  TaskPointer StartLongProgram(int seconds) {
+    const std::string file = folder_ / "pid";
+    auto task = system().Run({"/bin/sh", {"-c", "echo $$ >\"$0\"; exec sleep 600", file}, seconds},
+                             [this](const ProcessResult &result) { end_ = result.end; });
+    for (int turns = 0; !(std::ifstream(file) >> pid_) && turns < 2000; ++turns) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return task;
+  }
+  // A program that has ended is there until its status has been taken.
+  void AwaitItsEnd() {
+    ASSERT_GT(pid_, 0);
+    Await([this] { return kill(pid_, 0) == -1 && errno == ESRCH; });
+  }
+
+  const kelvrin::TemporaryFolder folder_;
+  pid_t pid_ = 0;
+  std::optional<ProcessResult::End> end_;
 };
 
 TEST_F(ProgramsOnDesk, ItsOutputErrorsAndStatusAreTaken) {
@@ -203,7 +270,16 @@ TEST_F(ProgramsOnDesk, ItsOutputErrorsAndStatusAreTaken) {
 }
 
 TEST_F(ProgramsOnDesk, OneThatTakesTooLongIsEnded) {
-  EXPECT_EQ(Run({"/bin/sleep", {"600"}, 1}).end, ProcessResult::End::kTimedOut);
+  const auto task = StartLongProgram(1);
+  AwaitItsEnd();
+  EXPECT_EQ(end_, ProcessResult::End::kTimedOut);
+}
+
+TEST_F(ProgramsOnDesk, OneThatNobodyWaitsForAnyMoreIsEnded) {
+  auto task = StartLongProgram(600);
+  task.reset();
+  AwaitItsEnd();
+  EXPECT_EQ(end_, std::nullopt);
 }
 
 TEST_F(ProgramsOnDesk, OneThatIsNotThereIsSaidToBeMissing) {
