@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#import "app/system/strings.h"
+#import "app/strings.h"
 #import "app/view/MainMenu.h"
 
 using kelvrin::app::Texts;

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#import "app/system/strings.h"
+#import "app/strings.h"
 
 using kelvrin::app::Command;
 using kelvrin::app::ProcessResult;

@@ -3,12 +3,12 @@
 #include <stdlib.h>
 #include <time.h>
 
+#import "app/strings.h"
 #import "app/system/PresenceObserver.h"
 #import "app/system/ProcessRunner.h"
 #import "app/system/key_trial.h"
 #import "app/system/keychain.h"
 #import "app/system/main_thread.h"
-#import "app/system/strings.h"
 
 // Sends one message later, unless it is told not to.
 @interface Alarm : NSObject {

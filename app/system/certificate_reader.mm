@@ -2,7 +2,7 @@
 
 #import <CommonCrypto/CommonDigest.h>
 
-#import "app/system/strings.h"
+#import "app/strings.h"
 
 namespace kelvrin::app {
 namespace {

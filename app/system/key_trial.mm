@@ -3,8 +3,8 @@
 #import <Security/Security.h>
 #include <stdlib.h>
 
+#import "app/strings.h"
 #import "app/system/keychain.h"
-#import "app/system/strings.h"
 
 namespace kelvrin::app {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#import "app/strings.h"
 #import "app/system/certificate_reader.h"
-#import "app/system/strings.h"
 
 namespace kelvrin::app {
 namespace {

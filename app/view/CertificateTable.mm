@@ -7,6 +7,7 @@
 
 using kelvrin::app::Certificate;
 using kelvrin::app::Texts;
+using kelvrin::app::ToString;
 using kelvrin::app::WindowModel;
 
 namespace {
@@ -51,7 +52,7 @@ constexpr CGFloat kLeastWidth = 40;  // to which the user can make a column narr
 - (void)addColumn:(NSUInteger)number {
   NSString *identifier = [NSString stringWithFormat:@"%lu", (unsigned long)number];
   NSTableColumn *column = [[[NSTableColumn alloc] initWithIdentifier:identifier] autorelease];
-  [[column headerCell] setStringValue:String(_texts->Get(kColumns[number].key))];
+  [[column headerCell] setStringValue:ToString(_texts->Get(kColumns[number].key))];
   [column setMinWidth:kLeastWidth];
   [column setEditable:NO];
   [[column dataCell] setWraps:YES];
@@ -74,9 +75,9 @@ constexpr CGFloat kLeastWidth = 40;  // to which the user can make a column narr
 // Returns what a certificate's row shows, autoreleased.
 - (NSArray<NSString *> *)rowOf:(const Certificate &)certificate {
   return @[
-    String(certificate.name), String(certificate.issuer),
-    String(_texts->ValidUntil(certificate, _model->system().Now())),
-    String(_texts->Key(certificate)), String(_texts->Capabilities(certificate))
+    ToString(certificate.name), ToString(certificate.issuer),
+    ToString(_texts->ValidUntil(certificate, _model->system().Now())),
+    ToString(_texts->Key(certificate)), ToString(_texts->Capabilities(certificate))
   ];
 }
 

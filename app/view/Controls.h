@@ -5,8 +5,7 @@
 
 #include <string>
 
-// UTF-8 as a string; what is not UTF-8 is read as Latin-1, since programs may say anything.
-NSString *String(const std::string &text);
+#import "app/strings.h"
 
 // A text that wraps and that can be selected, or the name beside one, which cannot. Autoreleased.
 NSTextField *SelectableText(NSFont *font);

@@ -1,10 +1,6 @@
 #import "app/view/Controls.h"
 
-NSString *String(const std::string &text) {
-  NSString *string = [NSString stringWithUTF8String:text.c_str()];
-  if (string != nil) return string;
-  return [NSString stringWithCString:text.c_str() encoding:NSISOLatin1StringEncoding];
-}
+using kelvrin::app::ToString;
 
 NSTextField *SelectableText(NSFont *font) {
   NSTextField *text = NameLabel();
@@ -29,7 +25,7 @@ NSTextField *NameLabel() {
 
 NSButton *PushButton(const std::string &title, id target, SEL action) {
   NSButton *button = [[[NSButton alloc] initWithFrame:NSMakeRect(0, 0, 0, 0)] autorelease];
-  [button setTitle:String(title)];
+  [button setTitle:ToString(title)];
   [button setButtonType:NSButtonTypeMomentaryPushIn];
   [button setBezelStyle:NSBezelStyleRounded];
   [button setFont:[NSFont systemFontOfSize:0]];
@@ -47,14 +43,14 @@ NSScrollView *Scrolled(NSView *view) {
 }
 
 void SetText(NSTextField *field, const std::string &text) {
-  NSString *string = String(text);
+  NSString *string = ToString(text);
   if (![[field stringValue] isEqualToString:string]) [field setStringValue:string];
 }
 
 void SetName(NSView *view, const std::string &name) {
-  [view setToolTip:String(name)];
+  [view setToolTip:ToString(name)];
   if ([view respondsToSelector:@selector(setAccessibilityLabel:)]) {
-    [view performSelector:@selector(setAccessibilityLabel:) withObject:String(name)];
+    [view performSelector:@selector(setAccessibilityLabel:) withObject:ToString(name)];
   }
 }
 

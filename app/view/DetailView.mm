@@ -7,6 +7,7 @@
 
 using kelvrin::app::Certificate;
 using kelvrin::app::Texts;
+using kelvrin::app::ToString;
 using kelvrin::app::Trial;
 using kelvrin::app::WindowModel;
 
@@ -59,15 +60,15 @@ constexpr NSUInteger kLines = 3;  // of Texts::Details
 - (void)makeButtons:(id<DetailActions>)target {
   _cancel = [PushButton(_texts->Get("BUTTON_CANCEL"), target, @selector(cancelTrial:)) retain];
   [_cancel setKeyEquivalent:@"\033"];
-  [_cancel setToolTip:String(_texts->Get("TIP_CANCEL"))];
+  [_cancel setToolTip:ToString(_texts->Get("TIP_CANCEL"))];
   NSButton *attempt = PushButton(_texts->Get("BUTTON_TRY"), target, @selector(tryKey:));
-  [attempt setToolTip:String(_texts->Get("TIP_TRY"))];
+  [attempt setToolTip:ToString(_texts->Get("TIP_TRY"))];
   NSButton *copy = PushButton(_texts->Get("BUTTON_COPY_SSH"), target, @selector(copySSHKey:));
-  [copy setToolTip:String(_texts->Get("TIP_COPY_SSH"))];
+  [copy setToolTip:ToString(_texts->Get("TIP_COPY_SSH"))];
   NSButton *save = PushButton(_texts->Get("BUTTON_SAVE"), target, @selector(saveCertificate:));
-  [save setToolTip:String(_texts->Get("TIP_SAVE"))];
+  [save setToolTip:ToString(_texts->Get("TIP_SAVE"))];
   NSButton *diagnose = PushButton(_texts->Get("BUTTON_REPORT"), target, @selector(diagnose:));
-  [diagnose setToolTip:String(_texts->Get("TIP_DIAGNOSE"))];
+  [diagnose setToolTip:ToString(_texts->Get("TIP_DIAGNOSE"))];
   _buttons = [@[ attempt, copy, save, diagnose ] retain];
 }
 

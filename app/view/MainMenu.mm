@@ -3,12 +3,13 @@
 #import "app/view/Controls.h"
 
 using kelvrin::app::Texts;
+using kelvrin::app::ToString;
 
 namespace {
 
 // Adds an item with its key, which the Command key goes with.
 NSMenuItem *Add(NSMenu *menu, const Texts &texts, const char *title, SEL action, NSString *key) {
-  NSMenuItem *item = [[[NSMenuItem alloc] initWithTitle:String(texts.Get(title))
+  NSMenuItem *item = [[[NSMenuItem alloc] initWithTitle:ToString(texts.Get(title))
                                                  action:action
                                           keyEquivalent:key] autorelease];
   [menu addItem:item];
@@ -17,7 +18,7 @@ NSMenuItem *Add(NSMenu *menu, const Texts &texts, const char *title, SEL action,
 
 // Adds a menu to the bar.
 NSMenu *AddMenu(NSMenu *bar, const Texts &texts, const char *title) {
-  NSMenu *menu = [[[NSMenu alloc] initWithTitle:String(texts.Get(title))] autorelease];
+  NSMenu *menu = [[[NSMenu alloc] initWithTitle:ToString(texts.Get(title))] autorelease];
   [Add(bar, texts, title, nullptr, @"") setSubmenu:menu];
   return menu;
 }

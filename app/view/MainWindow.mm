@@ -12,6 +12,7 @@ using kelvrin::app::Pem;
 using kelvrin::app::PemFileName;
 using kelvrin::app::SshKey;
 using kelvrin::app::Texts;
+using kelvrin::app::ToString;
 using kelvrin::app::WindowModel;
 
 namespace {
@@ -51,7 +52,7 @@ constexpr NSSize kSmallest = {640, 460};
                   backing:NSBackingStoreBuffered
                     defer:NO];
   [_window setReleasedWhenClosed:NO];
-  [_window setTitle:String(_texts->Get("MENU_APPLICATION"))];
+  [_window setTitle:ToString(_texts->Get("MENU_APPLICATION"))];
   [_window setContentMinSize:kSmallest];
   [_window setDelegate:self];
   _content = [[LayoutView alloc] initWithSize:kSize owner:self];
@@ -121,10 +122,10 @@ constexpr NSSize kSmallest = {640, 460};
       [_surroundings openGuide];
       break;
     case NextStep::kShowApplication:
-      [_surroundings showFile:String(_model->system().installation().application)];
+      [_surroundings showFile:ToString(_model->system().installation().application)];
       break;
     case NextStep::kShowCopy:
-      [_surroundings showFile:String(_model->situation().copies.front())];
+      [_surroundings showFile:ToString(_model->situation().copies.front())];
       break;
     case NextStep::kRegister:
       _model->Register();
@@ -147,17 +148,17 @@ constexpr NSSize kSmallest = {640, 460};
 }
 
 - (void)copySSHKey:(id)sender {
-  [_surroundings copyText:String(*SshKey(*_model->selected()))];
+  [_surroundings copyText:ToString(*SshKey(*_model->selected()))];
 }
 
 - (void)saveCertificate:(id)sender {
   // A copy: while the question is open, the card may go.
   const Certificate certificate = *_model->selected();
-  NSString *path = [_surroundings pathToSave:String(PemFileName(certificate))];
+  NSString *path = [_surroundings pathToSave:ToString(PemFileName(certificate))];
   if (path == nil) return;
-  NSString *problem = [_surroundings writeText:String(Pem(certificate)) toPath:path];
+  NSString *problem = [_surroundings writeText:ToString(Pem(certificate)) toPath:path];
   if (problem != nil) {
-    [_surroundings showProblem:String(_texts->Get("NOT_SAVED")) explanation:problem];
+    [_surroundings showProblem:ToString(_texts->Get("NOT_SAVED")) explanation:problem];
   }
 }
 

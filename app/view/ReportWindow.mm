@@ -4,6 +4,7 @@
 
 using kelvrin::app::Diagnosis;
 using kelvrin::app::Texts;
+using kelvrin::app::ToString;
 using kelvrin::app::WindowModel;
 
 namespace {
@@ -33,7 +34,7 @@ constexpr CGFloat kProgressHeight = 16;
 // Makes what is in the window.
 - (void)makeControls {
   _hint = [SelectableText([NSFont systemFontOfSize:0]) retain];
-  [_hint setStringValue:String(_texts->Get("REPORT_WARNING"))];
+  [_hint setStringValue:ToString(_texts->Get("REPORT_WARNING"))];
   _progress = [[NSProgressIndicator alloc] initWithFrame:NSMakeRect(0, 0, 0, kProgressHeight)];
   [_progress setStyle:NSProgressIndicatorStyleBar];
   [_progress setIndeterminate:NO];
@@ -63,7 +64,7 @@ constexpr CGFloat kProgressHeight = 16;
                   backing:NSBackingStoreBuffered
                     defer:NO];
   [_window setReleasedWhenClosed:NO];
-  [_window setTitle:String(_texts->Get("REPORT_TITLE"))];
+  [_window setTitle:ToString(_texts->Get("REPORT_TITLE"))];
   [_window setContentMinSize:kSmallest];
   [_window setDelegate:self];
   _content = [[LayoutView alloc] initWithSize:kSize owner:self];
@@ -119,7 +120,7 @@ constexpr CGFloat kProgressHeight = 16;
   [_progress setHidden:_isComplete];
   [_copy setEnabled:_isComplete];
   [_save setEnabled:_isComplete];
-  NSString *report = String(_texts->Report(*_model, *diagnosis));
+  NSString *report = ToString(_texts->Report(*_model, *diagnosis));
   if ([[_text string] isEqualToString:report]) return;
   const NSRange selected = [_text selectedRange];
   [_text setString:report];
@@ -131,11 +132,11 @@ constexpr CGFloat kProgressHeight = 16;
 }
 
 - (void)saveReport:(id)sender {
-  NSString *path = [_surroundings pathToSave:String(_texts->Get("REPORT_FILE"))];
+  NSString *path = [_surroundings pathToSave:ToString(_texts->Get("REPORT_FILE"))];
   if (path == nil) return;
   NSString *problem = [_surroundings writeText:[_text string] toPath:path];
   if (problem != nil) {
-    [_surroundings showProblem:String(_texts->Get("NOT_SAVED")) explanation:problem];
+    [_surroundings showProblem:ToString(_texts->Get("NOT_SAVED")) explanation:problem];
   }
 }
 

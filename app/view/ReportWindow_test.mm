@@ -49,11 +49,6 @@ TEST_F(ReportWindowTest, WarnsOfSignedDataInTheLog) {
   EXPECT_THAT(TextOf([[report() hint] stringValue]), HasSubstr("may hold data that was signed"));
 }
 
-TEST_F(ReportWindowTest, WhatIsNotUtf8IsShownAllTheSame) {
-  shown_.system.Answer("codesign", {.output = "M\xFCller\n"});
-  EXPECT_THAT(Text(), HasSubstr("Müller"));
-}
-
 TEST_F(ReportWindowTest, StaysAsItWasWhenItWasComplete) {
   Complete();
   const std::string complete = Text();

@@ -6,6 +6,7 @@ using kelvrin::app::NextStepOf;
 using kelvrin::app::Situation;
 using kelvrin::app::State;
 using kelvrin::app::Texts;
+using kelvrin::app::ToString;
 
 namespace {
 
@@ -75,7 +76,7 @@ Sign SignOf(State state) {
   SetText(_explanation, explanation);
   [_explanation setHidden:explanation.empty()];
   const std::string step = _texts->Button(NextStepOf(situation.state));
-  [_button setTitle:String(step)];
+  [_button setTitle:ToString(step)];
   [_button setHidden:step.empty()];
 }
 

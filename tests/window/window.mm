@@ -11,7 +11,7 @@
 #include <cstring>
 
 #import "app/Application.h"
-#import "app/system/strings.h"
+#import "app/strings.h"
 #import "app/view/testing/picture.h"
 #include "platform/linux/host/tool/pin.h"
 #include "tests/window/desk.h"

@@ -88,11 +88,12 @@ class WindowOnDesk : public testing::Test {
   const kelvrin::app::WindowModel &model() const { return *[application_ model]; }
   std::string Sentence() const { return Text([[[window() status] sentence] stringValue]); }
   std::string Outcome() const { return Text([[[window() detail] outcome] stringValue]); }
-  // Lets the window live until a condition holds; fails after some seconds that are never needed.
+  // Lets the window live until a condition holds; fails after minutes that are never needed.
   template <typename Condition>
   void Await(Condition condition) {
-    for (int turns = 0; !condition(); ++turns) {
-      ASSERT_LT(turns, 2000) << Sentence();
+    NSDate *limit = [NSDate dateWithTimeIntervalSinceNow:240];
+    while (!condition()) {
+      ASSERT_GT([limit timeIntervalSinceNow], 0) << Sentence();
       @autoreleasepool {
         [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
                                  beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.03]];

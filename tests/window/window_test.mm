@@ -169,7 +169,10 @@ TEST_F(WindowOnDesk, AWrongPinIsAskedForOnceAndEndsTheTrial) {
 TEST_F(WindowOnDesk, ACardPulledWhileItsKeyIsTriedIsSaidToBe) {
   InsertCard();
   SelectCertificate("Erika Mustermann RSA");
-  when_asked_ = [this] { desk().desktop().RemoveCard(kReader); };
+  when_asked_ = [this] {
+    desk().desktop().RemoveCard(kReader);
+    while ([TKSystemTokens() count] != 0) std::this_thread::yield();  // applications hear at once
+  };
   TryAndAwait();
   EXPECT_EQ(model().trial()->verdict(), Verdict::kCardGone);
   AwaitState(State::kNoCard);
@@ -262,11 +265,18 @@ class ProgramsOnDesk : public WindowOnDesk {
 };
 
 TEST_F(ProgramsOnDesk, ItsOutputErrorsAndStatusAreTaken) {
-  const auto result = Run({"/bin/sh", {"-c", "echo $LC_ALL; echo no >&2; exit 3"}});
+  const auto result = Run({"/bin/sh", {"-c", "echo $LC_ALL; echo no >&2; exit 3"}, 60});
   EXPECT_EQ(result.end, ProcessResult::End::kExited);
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.output, "C\n");
   EXPECT_EQ(result.errors, "no\n");
+}
+
+TEST_F(ProgramsOnDesk, WhatIsNoUtf8IsReadAsLatin1AndNulsAreLeftOut) {
+  const auto result =
+      Run({"/bin/sh", {"-c", "printf 'M\\303\\274ller\\0!'; printf 'M\\374ller\\0!' >&2"}, 60});
+  EXPECT_EQ(result.output, "Müller!");
+  EXPECT_EQ(result.errors, "Müller!");
 }
 
 TEST_F(ProgramsOnDesk, OneThatTakesTooLongIsEnded) {
