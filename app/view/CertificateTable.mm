@@ -17,7 +17,7 @@ struct Column {
   CGFloat share;    // of the table's width
 };
 constexpr Column kColumns[] = {
-    {"NAME", 0.22}, {"ISSUER", 0.22}, {"VALID_UNTIL", 0.25}, {"KEY", 0.14}, {"CAN", 0.17}};
+    {"NAME", 0.215}, {"ISSUER", 0.215}, {"VALID_UNTIL", 0.24}, {"KEY", 0.155}, {"CAN", 0.175}};
 
 // Two lines of text in a row: names are long, and so is what a key can do.
 constexpr CGFloat kRowHeight = 36;
