@@ -236,6 +236,19 @@ TEST_F(MemoryModuleTest, DerivesSecretsThatEndWithTheSession) {
   EXPECT_EQ(Read(other, derived, CKA_VALUE, &value, &length), CKR_OBJECT_HANDLE_INVALID);
 }
 
+// 04 3F could begin a DER OCTET STRING of 63 bytes.
+TEST_F(MemoryModuleTest, DerivesWithARawPointThatBeginsAsDerWould) {
+  MemoryCard& card = module.AddCard();
+  const CK_OBJECT_HANDLE key = card.AddEcKey({0x02}).private_key;
+  int number = 1000;
+  while (PointOfKey(TestEcKey(number).get())[1] != 63) ++number;
+  p11->C_Initialize(nullptr);
+  const CK_SESSION_HANDLE session = Open(card);
+  LogIn(session);
+  CK_OBJECT_HANDLE derived = 0;
+  EXPECT_EQ(Derive(session, key, PointOfKey(TestEcKey(number).get()), {}, &derived), CKR_OK);
+}
+
 TEST_F(MemoryModuleTest, CardsNeverShareAKey) {
   MemoryCard& first = module.AddCard({.reader = "First"});
   MemoryCard& second = module.AddCard({.reader = "Second"});

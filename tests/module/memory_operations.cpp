@@ -110,7 +110,9 @@ CK_RV Run(CK_SESSION_HANDLE handle, CK_BYTE* input, CK_ULONG size, CK_BYTE* outp
 // The raw point in a raw or DER-encoded one; otherwise what is there.
 Bytes RawPoint(const CK_ECDH1_DERIVE_PARAMS& parameters) {
   const Bytes point(parameters.pPublicData, parameters.pPublicData + parameters.ulPublicDataLen);
-  const bool is_der = point.size() > 2 && point[0] == 0x04 && point[1] == point.size() - 2;
+  // The size tells: both begin with 04, and a raw point's second byte may be any.
+  constexpr std::size_t kRawSize = 65;
+  const bool is_der = point.size() == kRawSize + 2 && point[0] == 0x04 && point[1] == kRawSize;
   return is_der ? Bytes(point.begin() + 2, point.end()) : point;
 }
 
