@@ -123,8 +123,8 @@ arm64_run() {
   done
 }
 
-# Compares what was printed and logged on both, line by line; SoftHSM orders its objects by where they
-# lie in memory.
+# Compares what was printed and logged on both, line by line in any order: SoftHSM orders its
+# objects by where they lie in memory.
 #   arm64_compare NAME
 arm64_compare() {
   local kind

@@ -24,7 +24,8 @@ fetch_headers() {
   local new
   new=$(mktemp "$cache/new.XXXXXX")
   if ! (quietly fetch-headers curl --fail --location --silent --show-error \
-    --retry 3 --retry-all-errors --output "$new" "${registry%/}/$headers_name/-/$headers_file"); then
+    --retry 3 --retry-all-errors \
+    --output "$new" "${registry%/}/$headers_name/-/$headers_file"); then
     rm -f "$new"
     fail "$headers_name cannot be fetched from $registry; npm_config_registry may name another"
   fi

@@ -14,7 +14,8 @@ take_pictures() {
   folder=$(mktemp -d) # the report shows where the application lies
   mkdir -p "$1"
   ln -s "$demo/card" "$folder/card"
-  LANGUAGES=$2 quietly pictures timeout 300 xvfb-run -a build/release/bin/window "$folder" --pictures "$1"
+  LANGUAGES=$2 quietly pictures timeout 300 \
+    xvfb-run -a build/release/bin/window "$folder" --pictures "$1"
   rm -rf "$folder"
 }
 
@@ -24,7 +25,7 @@ dev_window() {
   if [ $# -gt 0 ]; then
     local status=0
     build/release/bin/window "$demo" "$@" 2>"$logs/window.log" || status=$?
-    # What the extension says there is left out.
+    # The reason is said last, after what the extension prints.
     [ "$status" -eq 0 ] || tail -n 3 "$logs/window.log" >&2
     return "$status"
   fi

@@ -37,6 +37,7 @@ export CCACHE_DISABLE=1 # what a cache has kept is the same in any case
 take "$copy/build/macos" "$folder/again"
 take "$shipped" "$folder/shipped"
 diff -r "$folder/again" "$folder/shipped" || {
-  echo "$shipped is not what the sources make elsewhere; was it built with options, or changed since?" >&2
+  echo "$shipped is not what the sources make elsewhere;" \
+    "was it built with options, or changed since?" >&2
   exit 1
 }
